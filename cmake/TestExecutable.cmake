@@ -1,0 +1,52 @@
+# kx_add_test_executable(NAME
+#   SOURCES   file...     nothing is built while the list is empty
+#   LIBRARIES target...   what is tested; GoogleTest and the warnings are always linked
+#   [SHARDS n]            number of CTest entries the tests are dealt out to, 1 unless given
+#   [TIMEOUT seconds]     for each entry, 120 unless given
+#   [DEPENDS target...]   built before the tests run: the DLL, the simulator
+#   [MAIN]                the sources hold a main() of their own
+#   [ENVIRONMENT NAME=value...])
+#
+# Every entry leaves an XML file in the build tree's test-results folder; `./dev test` adds them up. Programs run in
+# the build tree's root and find the DLL and the simulator in their own folder.
+function(kx_add_test_executable name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "MAIN" "SHARDS;TIMEOUT" "SOURCES;LIBRARIES;DEPENDS;ENVIRONMENT")
+  if(arg_UNPARSED_ARGUMENTS)
+    message(FATAL_ERROR "kx_add_test_executable(${name}): what is ${arg_UNPARSED_ARGUMENTS}?")
+  endif()
+  if(NOT arg_SOURCES)
+    message(STATUS "${name}: no sources, not built")
+    return()
+  endif()
+  if(NOT arg_SHARDS)
+    set(arg_SHARDS 1)
+  endif()
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 120)
+  endif()
+
+  add_executable(${name} ${arg_SOURCES})
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
+  target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} kx_warnings)
+  if(arg_MAIN)
+    target_link_libraries(${name} PRIVATE kx_gtest)
+  else()
+    target_link_libraries(${name} PRIVATE kx_gtest_main)
+  endif()
+  if(arg_DEPENDS)
+    add_dependencies(${name} ${arg_DEPENDS})
+  endif()
+
+  math(EXPR last "${arg_SHARDS} - 1")
+  foreach(index RANGE ${last})
+    set(entry "${name}.${index}")
+    # The path stays relative: a Windows program does not take "/..." for an absolute one.
+    add_test(
+      NAME ${entry}
+      COMMAND ${name} --gtest_brief=1 --gtest_output=xml:test-results/${entry}.xml
+      WORKING_DIRECTORY "${PROJECT_BINARY_DIR}")
+    set_tests_properties(
+      ${entry} PROPERTIES TIMEOUT ${arg_TIMEOUT}
+                          ENVIRONMENT "GTEST_TOTAL_SHARDS=${arg_SHARDS};GTEST_SHARD_INDEX=${index};${arg_ENVIRONMENT}")
+  endforeach()
+endfunction()
