@@ -8,7 +8,8 @@
 #   [ENVIRONMENT NAME=value...])
 #
 # Every entry leaves an XML file in the build tree's test-results folder; `./dev test` adds them up. Programs run in
-# the build tree's root and find the DLL and the simulator in their own folder.
+# the build tree's root and find the DLL and the simulator in their own folder; KX_GOLDEN_DIR is the folder of the
+# approved texts.
 function(kx_add_test_executable name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "MAIN" "SHARDS;TIMEOUT" "SOURCES;LIBRARIES;DEPENDS;ENVIRONMENT")
   if(arg_UNPARSED_ARGUMENTS)
@@ -28,6 +29,7 @@ function(kx_add_test_executable name)
   add_executable(${name} ${arg_SOURCES})
   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} kx_warnings)
+  target_compile_definitions(${name} PRIVATE "KX_GOLDEN_DIR=\"${PROJECT_SOURCE_DIR}/tests/golden\"")
   if(arg_MAIN)
     target_link_libraries(${name} PRIVATE kx_gtest)
   else()
@@ -47,6 +49,7 @@ function(kx_add_test_executable name)
       WORKING_DIRECTORY "${PROJECT_BINARY_DIR}")
     set_tests_properties(
       ${entry} PROPERTIES TIMEOUT ${arg_TIMEOUT}
+                          LABELS gtest
                           ENVIRONMENT "GTEST_TOTAL_SHARDS=${arg_SHARDS};GTEST_SHARD_INDEX=${index};${arg_ENVIRONMENT}")
   endforeach()
 endfunction()

@@ -1,0 +1,95 @@
+#!/usr/bin/env python3
+"""Adds up the tests that ran in one or more build trees.
+
+CTest's entries are either whole compiler runs and the like, counted as one test each, or shares of a GoogleTest
+program, whose XML results are counted test by test. A share that crashed, hung or left no results counts as one
+failed test more than its results say.
+"""
+
+import argparse
+import sys
+import xml.etree.ElementTree as ElementTree
+from pathlib import Path
+
+GOOGLETEST_PREFIX = "kx_"
+
+
+class Sum:
+    def __init__(self):
+        self.passed = 0
+        self.skipped = 0
+        self.failed = []
+
+    def add_googletest(self, root, entry):
+        """Returns whether the results hold a failure."""
+        failures = 0
+        for case in root.iter("testcase"):
+            name = f"{entry}: {case.get('classname')}.{case.get('name')}"
+            if case.find("failure") is not None:
+                self.failed.append(name)
+                failures += 1
+            elif case.get("status") != "run" or case.get("result") in ("skipped", "suppressed"):
+                self.skipped += 1
+            else:
+                self.passed += 1
+        # A failure outside any test, in a suite's set-up for instance.
+        for suite in root.iter("testsuite"):
+            for failure in suite.findall("failure"):
+                self.failed.append(f"{entry}: {suite.get('name')}: {failure.get('message', '')[:80]}")
+                failures += 1
+        return failures > 0
+
+    def add_tree(self, tree):
+        tree = Path(tree)
+        report = tree / "ctest.xml"
+        if not report.exists():
+            self.failed.append(f"{tree}: CTest left no report")
+            return
+        entries = list(ElementTree.parse(report).getroot().iter("testcase"))
+        if not entries:
+            self.failed.append(f"{tree}: no test ran")
+        for case in entries:
+            entry = f"{tree.name}/{case.get('name')}"
+            status = case.get("status")
+            succeeded = status == "run" and case.find("failure") is None
+            if not case.get("name").startswith(GOOGLETEST_PREFIX):
+                if succeeded:
+                    self.passed += 1
+                elif status in ("notrun", "disabled") and case.find("failure") is None and case.find("error") is None:
+                    self.skipped += 1
+                else:
+                    self.failed.append(entry)
+                continue
+            results = tree / "test-results" / f"{case.get('name')}.xml"
+            explained = False
+            if results.exists():
+                try:
+                    explained = self.add_googletest(ElementTree.parse(results).getroot(), entry)
+                except ElementTree.ParseError as error:
+                    self.failed.append(f"{entry}: unreadable results: {error}")
+                    explained = True
+            elif succeeded:
+                self.failed.append(f"{entry}: left no results")
+            if not succeeded and not explained:
+                self.failed.append(f"{entry}: ended early, by a crash, a time-out or a missing program")
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--summary", help="file that receives the numbers of passed, failed and skipped tests")
+    parser.add_argument("trees", nargs="+", help="build trees")
+    arguments = parser.parse_args()
+
+    total = Sum()
+    for tree in arguments.trees:
+        total.add_tree(tree)
+    for name in total.failed:
+        print(f"FAILED {name}")
+    if arguments.summary:
+        Path(arguments.summary).write_text(f"{total.passed} {len(total.failed)} {total.skipped}\n", encoding="ascii")
+    print(f"{total.passed} passed, {len(total.failed)} failed, {total.skipped} skipped")
+    return 1 if total.failed or total.passed == 0 else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
