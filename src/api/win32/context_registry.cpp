@@ -1,0 +1,110 @@
+#include "api/win32/context_registry.h"
+
+#include <mutex>
+#include <utility>
+
+namespace {
+
+std::unique_ptr<ContextRegistry> registry;
+
+}  // namespace
+
+ContextRecord::~ContextRecord() {
+  // A context that is destroyed without an exit leaves its browser running, and with it the connection.
+  static_cast<void>(instance.release());
+}
+
+int errorNumber(const ContextRecord& record) {
+  return record.instance ? record.instance->errorNumber() : record.lastErrorNumber;
+}
+
+const std::string& errorText(const ContextRecord& record) {
+  return record.instance ? record.instance->errorText() : record.lastErrorText;
+}
+
+void keepInstanceError(ContextRecord& record) {
+  record.lastErrorNumber = record.instance->errorNumber();
+  record.lastErrorText = record.instance->errorText();
+}
+
+void replaceInstance(ContextRecord& record, std::unique_ptr<BrowserInstance> instance) {
+  static_cast<void>(record.instance.release());
+  record.instance = std::move(instance);
+}
+
+ContextRegistry::ContextRegistry() { slotFor(0); }
+
+ContextRegistry::~ContextRegistry() {
+  const std::lock_guard guard(lock_);
+  for (int context = 0; context < nextNumber_; ++context) {
+    const std::unique_ptr<ContextRecord> record(findSlot(context)->exchange(nullptr));
+  }
+}
+
+int ContextRegistry::create() {
+  auto record = std::make_unique<ContextRecord>();
+  const std::lock_guard guard(lock_);
+  const bool isReused = !freeNumbers_.empty();
+  const int context = isReused ? freeNumbers_.top() : nextNumber_;
+  slotFor(context).store(record.get(), std::memory_order_release);
+  static_cast<void>(record.release());  // the slot owns it now
+  if (isReused) {
+    freeNumbers_.pop();
+  } else {
+    ++nextNumber_;
+  }
+  return context;
+}
+
+void ContextRegistry::destroy(int context) {
+  const std::lock_guard guard(lock_);
+  Slot* slot = findSlot(context);
+  if (slot != nullptr && slot->load(std::memory_order_relaxed) != nullptr) {
+    freeNumbers_.push(context);
+    const std::unique_ptr<ContextRecord> record(slot->exchange(nullptr, std::memory_order_acq_rel));
+  }
+}
+
+ContextRecord* ContextRegistry::lookup(int context) const {
+  const Slot* slot = findSlot(context);
+  return slot != nullptr ? slot->load(std::memory_order_acquire) : nullptr;
+}
+
+ContextRegistry::Place ContextRegistry::placeOf(int context) {
+  Place place = {0, static_cast<std::size_t>(context)};
+  for (std::size_t slots = kFirstSegmentSlots; place.offset >= slots; slots *= 2) {
+    place.offset -= slots;
+    ++place.segment;
+  }
+  return place;
+}
+
+ContextRegistry::Slot* ContextRegistry::findSlot(int context) const {
+  if (context < 0) {
+    return nullptr;
+  }
+  const Place place = placeOf(context);
+  Slot* slots = segments_[place.segment].load(std::memory_order_acquire);
+  return slots != nullptr ? &slots[place.offset] : nullptr;
+}
+
+ContextRegistry::Slot& ContextRegistry::slotFor(int context) {
+  const Place place = placeOf(context);
+  if (!ownedSegments_[place.segment]) {
+    ownedSegments_[place.segment] = std::make_unique<Slot[]>(std::size_t{kFirstSegmentSlots} << place.segment);
+    segments_[place.segment].store(ownedSegments_[place.segment].get(), std::memory_order_release);
+  }
+  return *findSlot(context);
+}
+
+ContextRegistry& contextRegistry() { return *registry; }
+
+void openContextRegistry() { registry = std::make_unique<ContextRegistry>(); }
+
+void closeContextRegistry(bool processEnds) {
+  if (processEnds) {
+    static_cast<void>(registry.release());
+  } else {
+    registry.reset();
+  }
+}

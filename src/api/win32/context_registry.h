@@ -1,0 +1,80 @@
+// The process-wide table of contexts. A context is a number that hosts use and a record that holds the browser instance, or
+// none, and the last error of a time without one. The registry owns the records; it is made when the library is loaded and freed
+// when it is unloaded.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <queue>
+#include <string>
+#include <vector>
+
+#include "browser/browser_instance.h"
+#include "common/win32/critical_section.h"
+
+struct ContextRecord {
+  ContextRecord() = default;
+  ContextRecord(const ContextRecord&) = delete;
+  ContextRecord& operator=(const ContextRecord&) = delete;
+  ~ContextRecord();
+
+  std::unique_ptr<BrowserInstance> instance;
+  int lastErrorNumber = 0;
+  std::string lastErrorText;
+};
+
+// The error that hosts are told: the instance's while there is one, otherwise the kept one.
+int errorNumber(const ContextRecord& record);
+const std::string& errorText(const ContextRecord& record);
+
+// Copies the instance's error into the record, so that it stays readable once the instance is gone.
+void keepInstanceError(ContextRecord& record);
+
+// Puts a new instance in place. One that is there already is left alone, with its browser: hosts exit a context before they
+// initialise it again, and those that do not must not have a browser closed under them.
+void replaceInstance(ContextRecord& record, std::unique_ptr<BrowserInstance> instance);
+
+class ContextRegistry {
+ public:
+  ContextRegistry();
+  ContextRegistry(const ContextRegistry&) = delete;
+  ContextRegistry& operator=(const ContextRegistry&) = delete;
+  ~ContextRegistry();
+
+  // Creates a context and gives its number: the lowest that is free. Any thread may call it.
+  int create();
+
+  // Frees a context; an instance in it is left alone, with its browser. A number without a context is ignored.
+  void destroy(int context);
+
+  // The record of a number, or null. Takes no lock, and may run while other threads create and destroy other contexts.
+  ContextRecord* lookup(int context) const;
+
+ private:
+  // Slots lie in segments of growing size that never move, so that a reader without the lock may look at one at any time.
+  using Slot = std::atomic<ContextRecord*>;
+  static constexpr int kFirstSegmentSlots = 256;
+  static constexpr int kSegments = 24;  // together more slots than there are numbers
+
+  struct Place {
+    std::size_t segment;
+    std::size_t offset;
+  };
+  static Place placeOf(int context);
+  Slot* findSlot(int context) const;
+  Slot& slotFor(int context);
+
+  CriticalSection lock_;
+  std::array<std::unique_ptr<Slot[]>, kSegments> ownedSegments_;
+  std::array<std::atomic<Slot*>, kSegments> segments_{};
+  std::priority_queue<int, std::vector<int>, std::greater<>> freeNumbers_;
+  int nextNumber_ = 0;
+};
+
+// The registry of this process. It is there between the two calls below, which the library's entry point makes.
+ContextRegistry& contextRegistry();
+void openContextRegistry();
+// When the process ends, its other threads have been stopped wherever they were, perhaps with the lock held: nothing is freed.
+void closeContextRegistry(bool processEnds);

@@ -1,0 +1,28 @@
+// The library's entry point: the registry of contexts lives from load to unload.
+#include <windows.h>
+
+#include <exception>
+
+#include "api/win32/context_registry.h"
+
+// Windows calls it by this name.
+extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID reserved);
+
+BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID reserved) {
+  try {
+    switch (reason) {
+      case DLL_PROCESS_ATTACH:
+        ::DisableThreadLibraryCalls(module);
+        openContextRegistry();
+        break;
+      case DLL_PROCESS_DETACH:
+        closeContextRegistry(reserved != nullptr);
+        break;
+      default:
+        break;
+    }
+    return TRUE;
+  } catch (const std::exception&) {
+    return FALSE;
+  }
+}

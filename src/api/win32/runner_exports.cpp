@@ -1,0 +1,149 @@
+// The kxr_ exports: for hosts that start the browser themselves. Each is documented in the public header, and only there.
+#include <windows.h>
+
+#include <memory>
+#include <string>
+
+#include "api/browser_arguments.h"
+#include "api/connect_attempts.h"
+#include "api/copy_out.h"
+#include "api/kxtcp64.h"
+#include "api/options.h"
+#include "api/win32/call_frame.h"
+#include "api/win32/context_registry.h"
+#include "common/seconds.h"
+#include "log/log.h"
+#include "pipe/win32/pipe_browser_instance.h"
+#include "process/win32/browser_shutdown.h"
+
+namespace {
+
+constexpr ExportFrame kRunnerInit = {"kxr_Init", "kxr_Init(): context %d does not exist", nullptr};
+// An exit that did not come to its end counts as one that the browser did not confirm: the instance is kept.
+constexpr ExportFrame kRunnerExit = {"kxr_Exit", "kxr_Exit(): context %d does not exist",
+                                     "kxr_Exit() error: not initialized", {KX_NO_CONTEXT, KX_FAILED, KX_TIMEOUT}};
+
+// The browser always counts as launched for whoever connects to a runner: its host did that.
+constexpr bool kLaunched = true;
+
+// False when browser and options name a browser that can be connected to; otherwise says in the log what is wrong.
+bool refusesCommandLine(const RunnerBrowser& runner, const char* browser) {
+  switch (runner.problem) {
+    case RunnerBrowser::Problem::None:
+      return false;
+    case RunnerBrowser::Problem::RunnerRequired:
+      __logerr("-runner required for kxr_GetCommandLine()");
+      return true;
+    case RunnerBrowser::Problem::FirefoxProfileRequired:
+      __logerr("-fxProfile required for kxr_GetCommandLine()");
+      return true;
+    case RunnerBrowser::Problem::ChromeDataFolderRequired:
+      __logerr("-crUserDataDir required for kxr_GetCommandLine()");
+      return true;
+    case RunnerBrowser::Problem::UnsupportedBrowser:
+      break;
+  }
+  __logerr("Unsupported browser %s", browser);
+  return true;
+}
+
+bool refusesInit(const RunnerBrowser& runner, const char* browser) {
+  switch (runner.problem) {
+    case RunnerBrowser::Problem::None:
+      return false;
+    case RunnerBrowser::Problem::RunnerRequired:
+      __logerr("kxr_Init(): -runner required");
+      return true;
+    case RunnerBrowser::Problem::FirefoxProfileRequired:
+      __logerr("kxr_Init(): -fxProfile required");
+      return true;
+    case RunnerBrowser::Problem::ChromeDataFolderRequired:
+      // In the words of kxr_GetCommandLine; log readers match them.
+      __logerr("-crUserDataDir required for kxr_GetCommandLine()");
+      return true;
+    case RunnerBrowser::Problem::UnsupportedBrowser:
+      break;
+  }
+  __logerr("kxr_Init(): Unsupported browser %s", browser);
+  return true;
+}
+
+// Connects and initialises. False with the reason kept in the record.
+bool startRunner(ContextRecord& record, bool openNewBrowser, int timeoutSeconds) {
+  BrowserInstance& browser = *record.instance;
+  switch (connectToRunner(browser, timeoutSeconds, [] { ::Sleep(kConnectPauseMilliseconds); })) {
+    case RunnerConnect::Connected:
+      if (browser.initialise(openNewBrowser, kLaunched, timeoutSeconds)) {
+        return true;
+      }
+      break;
+    case RunnerConnect::Failed:
+      break;
+    case RunnerConnect::TimedOut:
+      record.lastErrorNumber = kErrorTimeout;
+      record.lastErrorText = "Connection timed out";
+      return false;
+  }
+  keepInstanceError(record);
+  return false;
+}
+
+}  // namespace
+
+int kxr_GetCommandLine(const char* browser, const char* options, char* buffer, int size, const char* pageText) {
+  return guarded("kxr_GetCommandLine", KX_FAILED, [&] {
+    if (browser == nullptr || options == nullptr) {
+      __logerr("Invalid arguments for kxr_GetCommandLine()");
+      return KX_FAILED;
+    }
+    const Options parsed = parseOptions(options);
+    const RunnerBrowser runner = runnerBrowser(browser, parsed);
+    if (refusesCommandLine(runner, browser)) {
+      return KX_FAILED;
+    }
+    const bool useProfiler = findOption(parsed, kOptionProfiler) != nullptr;
+    const std::string line = runnerCommandLine(browser, runner, useProfiler, pageText);
+    if (line.empty()) {
+      return KX_FAILED;
+    }
+    switch (copyCommandLineOut(line, buffer, size)) {
+      case CopyOut::SizeAsked:
+        return sizeWithTerminator(line);
+      case CopyOut::Copied:
+        return KX_OK;
+      case CopyOut::TooSmall:
+        break;
+    }
+    return KX_BUFFER_TOO_SMALL;
+  });
+}
+
+int kxr_Init(int context, const char* browser, const char* options, int openNewBrowser, int timeout) {
+  return withContext(kRunnerInit, context, {}, [&](ContextRecord& record) {
+    if (browser == nullptr || options == nullptr) {
+      __logerr("kxr_Init(): Invalid arguments");
+      return KX_FAILED;
+    }
+    const RunnerBrowser runner = runnerBrowser(browser, parseOptions(options));
+    if (refusesInit(runner, browser)) {
+      return KX_FAILED;
+    }
+    replaceInstance(record, std::make_unique<PipeBrowserInstance>(browser, runner.pipeName));
+    if (!startRunner(record, openNewBrowser != 0, timeoutFromHost(timeout))) {
+      __logerr("kxr_Init() %s, error (%d)", record.lastErrorText.c_str(), record.lastErrorNumber);
+      record.instance.reset();
+      return KX_FAILED;
+    }
+    return KX_OK;
+  });
+}
+
+int kxr_Exit(int context, int timeout) {
+  return withBrowser(kRunnerExit, context, {}, [&](ContextRecord& record) {
+    if (!terminate(*record.instance, timeoutFromHost(timeout))) {
+      return KX_TIMEOUT;
+    }
+    record.instance.reset();
+    return KX_OK;
+  });
+}

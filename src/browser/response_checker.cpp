@@ -1,0 +1,342 @@
+#include "browser/response_checker.h"
+
+#include <array>
+#include <initializer_list>
+#include <string_view>
+
+namespace {
+
+using State = ResponseChecker::State;
+
+enum class CharClass : std::uint8_t {
+  Space,
+  White,
+  OpenBrace,
+  CloseBrace,
+  OpenBracket,
+  CloseBracket,
+  Colon,
+  Comma,
+  Quote,
+  Backslash,
+  Slash,
+  Plus,
+  Minus,
+  Point,
+  Zero,
+  Digit,
+  LowerA,
+  LowerB,
+  LowerC,
+  LowerD,
+  LowerE,
+  LowerF,
+  LowerL,
+  LowerN,
+  LowerR,
+  LowerS,
+  LowerT,
+  LowerU,
+  UpperAToD,
+  UpperE,
+  Other,
+  None,  // control characters, which are rejected wherever they stand
+};
+constexpr int kCharClassCount = static_cast<int>(CharClass::None);
+
+// What a byte does apart from naming the next state. Those that look at the mode stack choose the next state themselves.
+enum class Action : std::uint8_t {
+  Reject,
+  Move,
+  OpenObject,
+  OpenArray,
+  CloseObject,
+  CloseEmptyObject,
+  CloseArray,
+  EndName,
+  EndString,
+  Separate,
+};
+
+struct Transition {
+  Action action = Action::Reject;
+  State next = State::Start;
+};
+
+using ClassTable = std::array<CharClass, 256>;
+using TransitionTable = std::array<std::array<Transition, kCharClassCount>, ResponseChecker::kStateCount>;
+
+consteval ClassTable makeClassTable() {
+  ClassTable table{};
+  for (std::size_t byte = 0; byte < table.size(); ++byte) {
+    table[byte] = byte < 32 ? CharClass::None : CharClass::Other;
+  }
+  const auto put = [&table](std::string_view bytes, CharClass charClass) {
+    for (const char c : bytes) {
+      table[static_cast<unsigned char>(c)] = charClass;
+    }
+  };
+  put(" ", CharClass::Space);
+  put("\t\n\r", CharClass::White);
+  put("{", CharClass::OpenBrace);
+  put("}", CharClass::CloseBrace);
+  put("[", CharClass::OpenBracket);
+  put("]", CharClass::CloseBracket);
+  put(":", CharClass::Colon);
+  put(",", CharClass::Comma);
+  put("\"", CharClass::Quote);
+  put("\\", CharClass::Backslash);
+  put("/", CharClass::Slash);
+  put("+", CharClass::Plus);
+  put("-", CharClass::Minus);
+  put(".", CharClass::Point);
+  put("0", CharClass::Zero);
+  put("123456789", CharClass::Digit);
+  put("a", CharClass::LowerA);
+  put("b", CharClass::LowerB);
+  put("c", CharClass::LowerC);
+  put("d", CharClass::LowerD);
+  put("e", CharClass::LowerE);
+  put("f", CharClass::LowerF);
+  put("l", CharClass::LowerL);
+  put("n", CharClass::LowerN);
+  put("r", CharClass::LowerR);
+  put("s", CharClass::LowerS);
+  put("t", CharClass::LowerT);
+  put("u", CharClass::LowerU);
+  put("ABCDF", CharClass::UpperAToD);
+  put("E", CharClass::UpperE);
+  return table;
+}
+
+class TableBuilder {
+ public:
+  // Every pair that no rule names stays rejected.
+  consteval void on(State state, std::initializer_list<CharClass> classes, Action action, State next = State::Start) {
+    for (const CharClass charClass : classes) {
+      table_[static_cast<std::size_t>(state)][static_cast<std::size_t>(charClass)] = {action, next};
+    }
+  }
+
+  consteval void move(State state, std::initializer_list<CharClass> classes, State next) {
+    on(state, classes, Action::Move, next);
+  }
+
+  consteval void skipBlanks(State state) { move(state, {CharClass::Space, CharClass::White}, state); }
+
+  // What may follow a complete value: its container's end, a comma, blanks.
+  consteval void endValue(State state) {
+    move(state, {CharClass::Space, CharClass::White}, State::Ok);
+    on(state, {CharClass::CloseBrace}, Action::CloseObject);
+    on(state, {CharClass::CloseBracket}, Action::CloseArray);
+    on(state, {CharClass::Comma}, Action::Separate);
+  }
+
+  consteval void beginContainer(State state) {
+    on(state, {CharClass::OpenBrace}, Action::OpenObject);
+    on(state, {CharClass::OpenBracket}, Action::OpenArray);
+  }
+
+  consteval void beginValue(State state) {
+    beginContainer(state);
+    move(state, {CharClass::Quote}, State::String);
+    move(state, {CharClass::Minus}, State::Minus);
+    move(state, {CharClass::Zero}, State::Zero);
+    move(state, {CharClass::Digit}, State::Integer);
+    move(state, {CharClass::LowerT}, State::T);
+    move(state, {CharClass::LowerF}, State::F);
+    move(state, {CharClass::LowerN}, State::N);
+  }
+
+  consteval const TransitionTable& table() const { return table_; }
+
+ private:
+  TransitionTable table_{};
+};
+
+consteval TransitionTable makeTransitionTable() {
+  using C = CharClass;
+  TableBuilder rules;
+
+  rules.skipBlanks(State::Start);
+  rules.beginContainer(State::Start);
+
+  rules.endValue(State::Ok);
+
+  rules.skipBlanks(State::Object);
+  rules.on(State::Object, {C::CloseBrace}, Action::CloseEmptyObject);
+  rules.move(State::Object, {C::Quote}, State::String);
+
+  rules.skipBlanks(State::Key);
+  rules.move(State::Key, {C::Quote}, State::String);
+
+  rules.skipBlanks(State::Colon);
+  rules.on(State::Colon, {C::Colon}, Action::EndName);
+
+  rules.skipBlanks(State::Value);
+  rules.beginValue(State::Value);
+
+  rules.skipBlanks(State::Array);
+  rules.beginValue(State::Array);
+  rules.on(State::Array, {C::CloseBracket}, Action::CloseArray);
+
+  for (int charClass = 0; charClass < kCharClassCount; ++charClass) {
+    rules.move(State::String, {static_cast<C>(charClass)}, State::String);
+  }
+  rules.on(State::String, {C::White}, Action::Reject);
+  rules.on(State::String, {C::Quote}, Action::EndString);
+  rules.move(State::String, {C::Backslash}, State::Escape);
+
+  rules.move(State::Escape,
+             {C::Quote, C::Backslash, C::Slash, C::LowerB, C::LowerF, C::LowerN, C::LowerR, C::LowerT}, State::String);
+  rules.move(State::Escape, {C::LowerU}, State::U1);
+
+  constexpr std::array<State, 5> kHexStates = {State::U1, State::U2, State::U3, State::U4, State::String};
+  for (std::size_t i = 0; i + 1 < kHexStates.size(); ++i) {
+    rules.move(kHexStates[i],
+               {C::Zero, C::Digit, C::LowerA, C::LowerB, C::LowerC, C::LowerD, C::LowerE, C::LowerF, C::UpperAToD,
+                C::UpperE},
+               kHexStates[i + 1]);
+  }
+
+  rules.move(State::Minus, {C::Zero}, State::Zero);
+  rules.move(State::Minus, {C::Digit}, State::Integer);
+
+  rules.endValue(State::Zero);
+  rules.move(State::Zero, {C::Point}, State::Fraction);
+
+  rules.endValue(State::Integer);
+  rules.move(State::Integer, {C::Zero, C::Digit}, State::Integer);
+  rules.move(State::Integer, {C::Point}, State::Fraction);
+  rules.move(State::Integer, {C::LowerE, C::UpperE}, State::E);
+
+  // No digit is needed behind the point: extensions have always been allowed to send "1." and "1.e5".
+  rules.endValue(State::Fraction);
+  rules.move(State::Fraction, {C::Zero, C::Digit}, State::Fraction);
+  rules.move(State::Fraction, {C::LowerE, C::UpperE}, State::E);
+
+  rules.move(State::E, {C::Plus, C::Minus}, State::Ex);
+  rules.move(State::E, {C::Zero, C::Digit}, State::Exp);
+  rules.move(State::Ex, {C::Zero, C::Digit}, State::Exp);
+  rules.endValue(State::Exp);
+  rules.move(State::Exp, {C::Zero, C::Digit}, State::Exp);
+
+  rules.move(State::T, {C::LowerR}, State::Tr);
+  rules.move(State::Tr, {C::LowerU}, State::Tru);
+  rules.move(State::Tru, {C::LowerE}, State::Ok);
+  rules.move(State::F, {C::LowerA}, State::Fa);
+  rules.move(State::Fa, {C::LowerL}, State::Fal);
+  rules.move(State::Fal, {C::LowerS}, State::Fals);
+  rules.move(State::Fals, {C::LowerE}, State::Ok);
+  rules.move(State::N, {C::LowerU}, State::Nu);
+  rules.move(State::Nu, {C::LowerL}, State::Nul);
+  rules.move(State::Nul, {C::LowerL}, State::Ok);
+
+  return rules.table();
+}
+
+constexpr ClassTable kClasses = makeClassTable();
+constexpr TransitionTable kTransitions = makeTransitionTable();
+
+constexpr Transition transitionOf(State state, unsigned char byte) {
+  const CharClass charClass = kClasses[byte];
+  if (charClass == CharClass::None) {
+    return {};
+  }
+  return kTransitions[static_cast<std::size_t>(state)][static_cast<std::size_t>(charClass)];
+}
+
+static_assert(transitionOf(State::String, '\t').action == Action::Reject, "a tab inside a string is rejected");
+static_assert(transitionOf(State::String, 0x07).action == Action::Reject, "a control character is rejected");
+static_assert(transitionOf(State::String, 0xE9).next == State::String, "a byte above 127 may stand in a string");
+static_assert(transitionOf(State::Zero, 'e').action == Action::Reject, "a zero takes no exponent directly");
+static_assert(transitionOf(State::Start, '"').action == Action::Reject, "a text is no response");
+
+}  // namespace
+
+ResponseChecker::ResponseChecker(int depthLimit) : modes_(static_cast<std::size_t>(depthLimit), Mode::Done) {}
+
+bool ResponseChecker::feed(unsigned char byte) {
+  const Transition transition = transitionOf(state_, byte);
+  switch (transition.action) {
+    case Action::Reject:
+      return false;
+    case Action::Move:
+      state_ = transition.next;
+      return true;
+    case Action::OpenObject:
+      state_ = State::Object;
+      return push(Mode::Key);
+    case Action::OpenArray:
+      state_ = State::Array;
+      return push(Mode::Array);
+    case Action::CloseObject:
+      state_ = State::Ok;
+      return pop(Mode::Object);
+    case Action::CloseEmptyObject:
+      state_ = State::Ok;
+      return pop(Mode::Key);
+    case Action::CloseArray:
+      state_ = State::Ok;
+      return pop(Mode::Array);
+    case Action::EndName:
+      state_ = State::Value;
+      return pop(Mode::Key) && push(Mode::Object);
+    case Action::EndString:
+      return endString();
+    case Action::Separate:
+      return separate();
+  }
+  return false;
+}
+
+bool ResponseChecker::isComplete() const {
+  return state_ == State::Ok && top_ >= 0 && modes_[static_cast<std::size_t>(top_)] == Mode::Done;
+}
+
+bool ResponseChecker::push(Mode mode) {
+  if (top_ + 1 >= static_cast<int>(modes_.size())) {
+    return false;
+  }
+  ++top_;
+  modes_[static_cast<std::size_t>(top_)] = mode;
+  return true;
+}
+
+bool ResponseChecker::pop(Mode mode) {
+  if (top_ < 0 || modes_[static_cast<std::size_t>(top_)] != mode) {
+    return false;
+  }
+  --top_;
+  return true;
+}
+
+bool ResponseChecker::endString() {
+  switch (modes_[static_cast<std::size_t>(top_)]) {
+    case Mode::Key:
+      state_ = State::Colon;
+      return true;
+    case Mode::Array:
+    case Mode::Object:
+      state_ = State::Ok;
+      return true;
+    case Mode::Done:
+      break;
+  }
+  return false;
+}
+
+bool ResponseChecker::separate() {
+  switch (modes_[static_cast<std::size_t>(top_)]) {
+    case Mode::Object:
+      state_ = State::Key;
+      return pop(Mode::Object) && push(Mode::Key);
+    case Mode::Array:
+      state_ = State::Value;
+      return true;
+    case Mode::Key:
+    case Mode::Done:
+      break;
+  }
+  return false;
+}

@@ -1,0 +1,36 @@
+// The Windows calls whose results decide what the library does, in one table, so that a test can put its own in place of one
+// that cannot be made to fail, or to fall short, on a real pipe or process. Outside tests the table is never written.
+#pragma once
+
+#include <windows.h>
+
+struct WindowsCalls {
+  // pipes
+  decltype(&::SetSecurityDescriptorDacl) setSecurityDescriptorDacl = &::SetSecurityDescriptorDacl;
+  decltype(&::CreateNamedPipeW) createNamedPipe = &::CreateNamedPipeW;
+  decltype(&::CreateFileW) createFile = &::CreateFileW;
+  decltype(&::WaitNamedPipeW) waitNamedPipe = &::WaitNamedPipeW;
+  decltype(&::SetNamedPipeHandleState) setNamedPipeHandleState = &::SetNamedPipeHandleState;
+  decltype(&::GetNamedPipeInfo) getNamedPipeInfo = &::GetNamedPipeInfo;
+  decltype(&::ConnectNamedPipe) connectNamedPipe = &::ConnectNamedPipe;
+  decltype(&::FlushFileBuffers) flushFileBuffers = &::FlushFileBuffers;
+  decltype(&::DisconnectNamedPipe) disconnectNamedPipe = &::DisconnectNamedPipe;
+  decltype(&::ReadFile) readFile = &::ReadFile;
+  decltype(&::WriteFile) writeFile = &::WriteFile;
+  decltype(&::GetOverlappedResult) getOverlappedResult = &::GetOverlappedResult;
+  decltype(&::CancelIoEx) cancelIo = &::CancelIoEx;
+  decltype(&::CreateEventA) createEvent = &::CreateEventA;
+  decltype(&::WaitForMultipleObjects) waitForMultipleObjects = &::WaitForMultipleObjects;
+  decltype(&::CloseHandle) closeHandle = &::CloseHandle;
+
+  // processes and the start lock
+  decltype(&::FindFirstFileW) findFirstFile = &::FindFirstFileW;
+  decltype(&::CreateProcessW) createProcess = &::CreateProcessW;
+  decltype(&::OpenProcess) openProcess = &::OpenProcess;
+  decltype(&::TerminateProcess) terminateProcess = &::TerminateProcess;
+  decltype(&::CreateMutexW) createMutex = &::CreateMutexW;
+  decltype(&::WaitForSingleObject) waitForSingleObject = &::WaitForSingleObject;
+  decltype(&::GetVersionExA) getVersion = &::GetVersionExA;
+};
+
+WindowsCalls& windowsCalls();

@@ -1,0 +1,17 @@
+// Writes an element as text, in the one form in which requests go out: members on lines of their own, one blank of indentation per
+// level, " : " between name and value, no line end at the end. Member names are written as they are, without escapes.
+#pragma once
+
+#include <ostream>
+
+#include "json/elements.h"
+
+namespace json {
+
+class Writer {
+ public:
+  static void Write(const UnknownElement& element, std::ostream& stream);
+  static void Write(const Object& object, std::ostream& stream);
+};
+
+}  // namespace json

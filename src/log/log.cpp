@@ -1,0 +1,136 @@
+#include "log/log.h"
+
+#include <array>
+#include <cstdarg>
+#include <cstdio>
+#include <exception>
+#include <memory>
+#include <optional>
+
+#include "common/last_error.h"
+#include "common/platform.h"
+#include "common/strings.h"
+
+namespace {
+
+constexpr char kSwitchVariable[] = "KORVEX_LOG";
+constexpr char kPathVariable[] = "KORVEX_LOGPATH";
+constexpr char kDefaultFileName[] = "korvex.log";
+constexpr char kFallbackDrive[] = "c:";
+
+// Messages and debugger lines are cut at 4095 characters; the terminating zero takes the last byte.
+using LineBuffer = std::array<char, 4096>;
+
+struct FileCloser {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using LogFile = std::unique_ptr<std::FILE, FileCloser>;
+
+// Whether an entry's process and thread ids stand before its message or behind the line end.
+enum class PrefixPlace { BeforeMessage, AfterLine };
+
+struct EntryKind {
+  PrefixPlace prefixPlace;
+  const char* debuggerFormat;
+};
+
+constexpr EntryKind kInformation = {PrefixPlace::BeforeMessage, "__loginf from (%d, %d): %s"};
+
+// The ids of an error stand at the beginning of the file's next line, ahead of the next entry. Programs that read these logs
+// count on it.
+constexpr EntryKind kError = {PrefixPlace::AfterLine, "__logerr from (%d, %d): %s"};
+
+bool isOn(const std::optional<std::string>& value) {
+  return value && (equalsIgnoringCase(*value, "on") || equalsIgnoringCase(*value, "true"));
+}
+
+LogFile openLogFile() noexcept {
+  try {
+    return LogFile(platform::openFile(logFilePath(), "ab"));
+  } catch (const std::exception&) {
+    // Without memory for the path only the debugger hears of the entry.
+    return nullptr;
+  }
+}
+
+bool isSwitchedOn() noexcept {
+  try {
+    return isOn(platform::environmentVariable(kSwitchVariable));
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
+void writeFileEntry(std::FILE* file, const EntryKind& kind, int process, int thread, const char* format,
+                    std::va_list arguments) {
+  const bool isError = kind.prefixPlace == PrefixPlace::AfterLine;
+  if (isError) {
+    std::fputs("Error: ", file);
+  } else {
+    std::fprintf(file, "(%d, %d): ", process, thread);
+  }
+  std::vfprintf(file, format, arguments);
+  std::fputc('\n', file);
+  if (isError) {
+    std::fprintf(file, "(%d, %d): ", process, thread);
+  }
+}
+
+void writeEntry(const EntryKind& kind, const char* format, std::va_list arguments) {
+  const int process = static_cast<int>(platform::currentProcessId());
+  const int thread = static_cast<int>(platform::currentThreadId());
+
+  if (const LogFile file = openLogFile()) {
+    std::va_list copy;
+    va_copy(copy, arguments);
+    writeFileEntry(file.get(), kind, process, thread, format, copy);
+    va_end(copy);
+  }
+
+  LineBuffer message{};
+  std::vsnprintf(message.data(), message.size(), format, arguments);
+  LineBuffer line{};
+  std::snprintf(line.data(), line.size(), kind.debuggerFormat, process, thread, message.data());
+  platform::writeDebuggerLine(line.data());
+}
+
+}  // namespace
+
+// NOLINTBEGIN(bugprone-reserved-identifier, readability-identifier-naming, cert-dcl50-cpp): explained in the header.
+
+void __loginf(const char* format, ...) noexcept {
+  const LastErrorGuard guard;
+  if (!isSwitchedOn()) {
+    return;
+  }
+  std::va_list arguments;
+  va_start(arguments, format);
+  writeEntry(kInformation, format, arguments);
+  va_end(arguments);
+}
+
+void __logerr(const char* format, ...) noexcept {
+  const LastErrorGuard guard;
+  std::va_list arguments;
+  va_start(arguments, format);
+  writeEntry(kError, format, arguments);
+  va_end(arguments);
+}
+
+// NOLINTEND(bugprone-reserved-identifier, readability-identifier-naming, cert-dcl50-cpp)
+
+std::string homeDirectory() {
+  const std::optional<std::string> path = platform::environmentVariable("HOMEPATH");
+  if (!path) {
+    return {};
+  }
+  return platform::environmentVariable("HOMEDRIVE").value_or(kFallbackDrive) + *path;
+}
+
+std::string logFilePath() {
+  const std::string path = platform::environmentVariable(kPathVariable).value_or("");
+  if (path.empty() && isOn(platform::environmentVariable(kSwitchVariable))) {
+    return homeDirectory() + "\\" + kDefaultFileName;
+  }
+  return path;
+}

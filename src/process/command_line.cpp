@@ -1,0 +1,22 @@
+#include "process/command_line.h"
+
+#include "common/strings.h"
+
+std::string quotedIfNeeded(const std::string& text) {
+  const bool hasBlank = text.find(' ') != std::string::npos;
+  const bool hasQuote = text.starts_with('"') || text.ends_with('"');
+  return hasBlank && !hasQuote ? inDoubleQuotes(text) : text;
+}
+
+std::string commandLine(const std::string& programPath, const std::vector<std::string>& arguments) {
+  std::string line = quotedIfNeeded(programPath);
+  for (const std::string& argument : arguments) {
+    line += ' ';
+    line += quotedIfNeeded(argument);
+  }
+  return line;
+}
+
+std::string workingDirectory(const std::string& programPath) {
+  return programPath.substr(0, programPath.rfind('\\'));
+}
