@@ -2,6 +2,7 @@
 int kx_header_test_not_c89(void);
 int kx_header_test_not_c89(void) {
   int sum = 0;
-  for (int i = 0; i < 3; i++) sum += i;
+  for (int i = 0; i < 3; i++)
+    sum += i;
   return sum;
 }
