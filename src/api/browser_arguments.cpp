@@ -16,9 +16,13 @@ const std::string* findProfile(const std::string& browser, const Options& option
   return browser == kChrome ? findOption(options, kOptionChromeDataFolder) : nullptr;
 }
 
-std::string dataFolderSwitch(const std::string& folder) { return "--user-data-dir=" + inDoubleQuotes(folder); }
+std::string dataFolderSwitch(const std::string& folder) {
+  return "--user-data-dir=" + inDoubleQuotes(folder);
+}
 
-std::string startPageStem(const std::string& profile) { return md5Hex(stripTrailingBackslash(profile)); }
+std::string startPageStem(const std::string& profile) {
+  return md5Hex(stripTrailingBackslash(profile));
+}
 
 }  // namespace
 
@@ -27,7 +31,8 @@ std::string initPipeName(const std::string& browser, const Options& options) {
   return profile != nullptr ? runnerPipeName(browser, *profile) : std::string();
 }
 
-StartArguments startArguments(const std::string& browser, const Options& options, const std::string& pipeName) {
+StartArguments startArguments(const std::string& browser, const Options& options,
+                              const std::string& pipeName) {
   StartArguments start;
   const std::string* profile = findProfile(browser, options);
   if (profile == nullptr) {
@@ -73,8 +78,8 @@ RunnerBrowser runnerBrowser(const std::string& browser, const Options& options) 
 std::string runnerCommandLine(const std::string& browser, const RunnerBrowser& runner, bool useProfiler,
                               const char* hostPage) {
   if (browser == kFirefox) {
-    return "-no-remote -P " + inDoubleQuotes(runner.profile) + " -kx-pipe " + inDoubleQuotes(runner.pipeName) +
-           (useProfiler ? " -kx-profiler" : "");
+    return "-no-remote -P " + inDoubleQuotes(runner.profile) + " -kx-pipe " +
+           inDoubleQuotes(runner.pipeName) + (useProfiler ? " -kx-profiler" : "");
   }
   const std::string page = startPageUrl(startPageStem(runner.profile), runner.pipeName, hostPage);
   return page.empty() ? std::string() : joinWithBlanks({dataFolderSwitch(runner.profile), page});

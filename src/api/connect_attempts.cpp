@@ -1,8 +1,8 @@
 #include "api/connect_attempts.h"
 
-#include <algorithm>
-
 #include "log/log.h"
+
+#include <algorithm>
 
 namespace {
 
@@ -14,7 +14,8 @@ int connectAttempts(int timeoutSeconds) {
   return timeoutSeconds == 0 ? kAttemptsWithoutTimeout : std::max(timeoutSeconds / 2, 1);
 }
 
-ConnectOutcome connectOrLaunch(BrowserInstance& instance, int timeoutSeconds, const Launch& launch, const Pause& pause) {
+ConnectOutcome connectOrLaunch(BrowserInstance& instance, int timeoutSeconds, const Launch& launch,
+                               const Pause& pause) {
   ConnectOutcome outcome;
   const int attempts = connectAttempts(timeoutSeconds);
   outcome.isConnected = instance.connect(timeoutSeconds);
@@ -24,7 +25,8 @@ ConnectOutcome connectOrLaunch(BrowserInstance& instance, int timeoutSeconds, co
       return outcome;
     }
     if (instance.errorNumber() == kErrorProfileInUse) {
-      // A running browser holds the profile and will serve its pipe soon; another one could not start beside it.
+      // A running browser holds the profile and will serve its pipe soon; another one could not start beside
+      // it.
       __loginf("Client: connect failed but lock present");
     } else if (instance.errorNumber() == kErrorTimeout) {
       outcome.failureResult = instance.errorNumber();

@@ -1,10 +1,11 @@
-// The two ways of connecting again and again until the extension answers: kx_Init starts the browser in between, kxr_Init leaves
-// that to the host. What needs Windows comes in as a function, so the rules can be tried without waiting.
+// The two ways of connecting again and again until the extension answers: kx_Init starts the browser in
+// between, kxr_Init leaves that to the host. What needs Windows comes in as a function, so the rules can be
+// tried without waiting.
 #pragma once
 
-#include <functional>
-
 #include "browser/browser_instance.h"
+
+#include <functional>
 
 // Sleeps between two attempts.
 using Pause = std::function<void()>;
@@ -21,10 +22,11 @@ struct ConnectOutcome {
   int failureResult = 0;
 };
 
-ConnectOutcome connectOrLaunch(BrowserInstance& instance, int timeoutSeconds, const Launch& launch, const Pause& pause);
+ConnectOutcome connectOrLaunch(BrowserInstance& instance, int timeoutSeconds, const Launch& launch,
+                               const Pause& pause);
 
 enum class RunnerConnect { Connected, Failed, TimedOut };
 
-// Counts attempts, not seconds: with time-out n there are up to n + 1 further attempts. With time-out 0 there is none, and the
-// instance tells the reason.
+// Counts attempts, not seconds: with time-out n there are up to n + 1 further attempts. With time-out 0 there
+// is none, and the instance tells the reason.
 RunnerConnect connectToRunner(BrowserInstance& instance, int timeoutSeconds, const Pause& pause);

@@ -18,7 +18,9 @@ CopyOut copyIfRoom(std::string_view text, char* buffer, bool hasRoom) {
   return CopyOut::Copied;
 }
 
-std::uint64_t widened(std::int64_t size) { return static_cast<std::uint64_t>(size); }
+std::uint64_t widened(std::int64_t size) {
+  return static_cast<std::uint64_t>(size);
+}
 
 }  // namespace
 

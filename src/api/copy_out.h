@@ -1,5 +1,6 @@
-// Copies a text into a host's buffer, by the one rule that all exports share. Hosts give sizes as signed numbers; a negative one,
-// widened with its sign and compared as unsigned, counts as unlimited. Hosts rely on it.
+// Copies a text into a host's buffer, by the one rule that all exports share. Hosts give sizes as signed
+// numbers; a negative one, widened with its sign and compared as unsigned, counts as unlimited. Hosts rely on
+// it.
 #pragma once
 
 #include <string_view>

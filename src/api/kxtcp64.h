@@ -1,70 +1,76 @@
 /*
  * kxtcp64.h - drives Firefox or Chrome carrying the Korvex extension, through KXTCP64.dll.
  *
- * A host creates contexts, binds each to one browser, plays macros in it, reads back what they left, and closes the browser:
+ * A host creates contexts, binds each to one browser, plays macros in it, reads back what they left, and
+ * closes the browser:
  *
  *     int context = kx_ContextCreate();
  *     if (kx_Init(context, "fx", "-fxProfile work", NULL, 0, 0, 60) == KX_OK) {
- *         kx_SetVar(context, "city", "Oslo");
- *         kx_Play(context, macro, 30);
- *         kx_GetLastExtract(context, text, (int)sizeof text, 1);
- *         kx_Exit(context, 10);
- *     }
- *     kx_ContextDestroy(context);
+ *         kx_SetVar(context, "city", "Oslo"); kx_Play(context, macro, 30); kx_GetLastExtract(context, text,
+ *         (int)sizeof text, 1); kx_Exit(context, 10);
+ *     } kx_ContextDestroy(context);
  *
  * CONVENTIONS
  *
- * Hosts.  The library is for 64-bit Windows hosts only; a 32-bit process cannot load it. All functions are plain C functions
- * without name decoration and with the platform's default calling convention.
+ * Hosts.  The library is for 64-bit Windows hosts only; a 32-bit process cannot load it. All functions are
+ * plain C functions without name decoration and with the platform's default calling convention.
  *
- * Text.  All texts are zero-terminated and narrow (char), in UTF-8, whatever code page the host uses: paths, profile names, macros,
- * extracts, the values of environment variables.
+ * Text.  All texts are zero-terminated and narrow (char), in UTF-8, whatever code page the host uses:
+ * paths, profile names, macros, extracts, the values of environment variables.
  *
- * Results.  int, named by the KX_ constants below. Unless a function says otherwise, KX_NO_CONTEXT means that the context number
- * is negative, was never given or was destroyed; KX_FAILED is every other failure, among them a context without a browser, a
- * null text where none is allowed, and lack of memory. Such a call changes nothing and leaves one error entry in the log. No
- * exception leaves the library.
+ * Results.  int, named by the KX_ constants below. Unless a function says otherwise, KX_NO_CONTEXT means
+ * that the context number is negative, was never given or was destroyed; KX_FAILED is every other failure,
+ * among them a context without a browser, a null text where none is allowed, and lack of memory. Such a
+ * call changes nothing and leaves one error entry in the log. No exception leaves the library.
  *
- * Errors of a context.  The number and text of a context's last error are read with kx_GetLastErrorNumber() and
- * kx_GetLastErrorText(). While the context has a browser they are what the browser's last answer said (number 1 is success), or
- * why there was no answer. When kx_Init() or kxr_Init() failed they tell why, until the next start. Kept errors are not
- * cleared: a call that succeeds does not reset what an earlier start left behind. Errors that concern the host's arguments
- * (KX_NO_CONTEXT, no browser, null texts, small buffers) do not touch them; the log tells.
+ * Errors of a context.  The number and text of a context's last error are read with kx_GetLastErrorNumber()
+ * and kx_GetLastErrorText(). While the context has a browser they are what the browser's last answer said
+ * (number 1 is success), or why there was no answer. When kx_Init() or kxr_Init() failed they tell why,
+ * until the next start. Kept errors are not cleared: a call that succeeds does not reset what an earlier
+ * start left behind. Errors that concern the host's arguments (KX_NO_CONTEXT, no browser, null texts, small
+ * buffers) do not touch them; the log tells.
  *
- * Success means "answered".  kx_Init(), kx_Display() and kx_TakeBrowserScreenshot() give KX_OK as soon as the extension has answered,
- * even when its answer is an error. Only kx_Play() looks at the number. After the others, ask kx_GetLastErrorNumber(): it
- * gives 1 when all went well.
+ * Success means "answered".  kx_Init(), kx_Display() and kx_TakeBrowserScreenshot() give KX_OK as soon as
+ * the extension has answered, even when its answer is an error. Only kx_Play() looks at the number. After
+ * the others, ask kx_GetLastErrorNumber(): it gives 1 when all went well.
  *
- * Time-outs.  Whole seconds. A negative time-out counts as 600. 0 waits for ever where a pipe is waited for, and ten seconds where
- * the end of a process is. A time-out bounds each single wait, not the whole call: see each function's "Blocks".
+ * Time-outs.  Whole seconds. A negative time-out counts as 600. 0 waits for ever where a pipe is waited
+ * for, and ten seconds where the end of a process is. A time-out bounds each single wait, not the whole
+ * call: see each function's "Blocks".
  *
- * Blocking.  Every call does its work on the calling thread and blocks it; a window of that thread freezes meanwhile. A call
- * cannot be cancelled. Three waits have no bound of their own:
- *   - closing a connection (in kx_Exit(), kxr_Exit() and a start that fails) waits until the browser has read what was sent to it
- *     or has gone; a browser that this library did not start, and that neither reads nor closes, holds the call there;
- *   - kx_Init() that launched a browser whose extension connected but never answered the first request asks it to exit, and
- *     waits for the answer without a limit;
+ * Blocking.  Every call does its work on the calling thread and blocks it; a window of that thread freezes
+ * meanwhile. A call cannot be cancelled. Three waits have no bound of their own:
+ *   - closing a connection (in kx_Exit(), kxr_Exit() and a start that fails) waits until the browser has
+ *     read what was sent to it or has gone; a browser that this library did not start, and that neither
+ *     reads nor closes, holds the call there;
+ *   - kx_Init() that launched a browser whose extension connected but never answered the first request asks
+ *     it to exit, and waits for the answer without a limit;
  *   - a server pipe that stays busy is tried again, five seconds at a time, for as long as it stays so.
  *
- * After a time-out.  Requests and answers carry no numbers. When a request has timed out, an answer that arrives later counts as
- * the answer to the next request, and what was being sent may reach the browser cut short. The remedy: kx_Exit() the context,
- * then kx_Init() it again. Both are safe at any time after a time-out.
+ * After a time-out.  Requests and answers carry no numbers. When a request has timed out, an answer that
+ * arrives later counts as the answer to the next request, and what was being sent may reach the browser cut
+ * short. The remedy: kx_Exit() the context, then kx_Init() it again. Both are safe at any time after a
+ * time-out.
  *
- * Threads.  Contexts may be created and destroyed, and different contexts used, by several threads at once. One context must be used
- * by one thread at a time, and must not be destroyed while another thread uses it. Start and end a context's browser from
- * the same thread: a start that fails on the way keeps a lock that belongs to the thread.
+ * Threads.  Contexts may be created and destroyed, and different contexts used, by several threads at once.
+ * One context must be used by one thread at a time, and must not be destroyed while another thread uses it.
+ * Start and end a context's browser from the same thread: a start that fails on the way keeps a lock that
+ * belongs to the thread.
  *
- * Buffers.  Texts are copied into the host's buffers; nothing is allocated for the host, nothing has to be freed. A null buffer asks
- * for the size. Sizes are in bytes and count the terminating zero. A negative size counts as unlimited, so pass the real one.
- * A buffer that is too small stays untouched.
+ * Buffers.  Texts are copied into the host's buffers; nothing is allocated for the host, nothing has to be
+ * freed. A null buffer asks for the size. Sizes are in bytes and count the terminating zero. A negative
+ * size counts as unlimited, so pass the real one. A buffer that is too small stays untouched.
  *
- * Unloading.  Exit every context before the library is unloaded. What is still alive then is not closed: the browsers stay, and
- * the memory of their connections is lost.
+ * Unloading.  Exit every context before the library is unloaded. What is still alive then is not closed:
+ * the browsers stay, and the memory of their connections is lost.
  *
- * Log.  Two environment variables, read afresh for every entry, so that they can be changed while the library is loaded:
+ * Log.  Two environment variables, read afresh for every entry, so that they can be changed while the
+ * library is loaded:
  *   KORVEX_LOG      "on" or "true", in any case: information is logged, not only errors
- *   KORVEX_LOGPATH  the log file; without it, and with KORVEX_LOG on, korvex.log in the folder that HOMEDRIVE and HOMEPATH name
- * Errors go to KORVEX_LOGPATH even when KORVEX_LOG is off, and every entry also goes to the debugger (OutputDebugString).
+ *   KORVEX_LOGPATH  the log file; without it, and with KORVEX_LOG on, korvex.log in the folder that
+ *                   HOMEDRIVE and HOMEPATH name
+ * Errors go to KORVEX_LOGPATH even when KORVEX_LOG is off, and every entry also goes to the debugger
+ * (OutputDebugString).
  */
 #ifndef KXTCP64_H
 #define KXTCP64_H
@@ -80,18 +86,19 @@
 #endif
 
 /* Results. */
-#define KX_OK 0                /* done; see "Success means answered" above */
-#define KX_FAILED (-1)         /* general failure, a single buffer that is too small included */
+#define KX_OK 0                  /* done; see "Success means answered" above */
+#define KX_FAILED (-1)           /* general failure, a single buffer that is too small included */
 #define KX_BUFFER_TOO_SMALL (-2) /* kx_GetLastPerformance() and kxr_GetCommandLine() only */
-#define KX_TIMEOUT (-3)        /* the time ran out; from kxr_Exit(): the browser did not confirm the exit */
-#define KX_NO_CONTEXT (-5)     /* there is no such context */
+#define KX_TIMEOUT (-3)          /* the time ran out; from kxr_Exit(): the browser did not confirm the exit */
+#define KX_NO_CONTEXT (-5)       /* there is no such context */
 
-/* Error numbers, as kx_GetLastErrorNumber() gives them. Others are the extension's, or Windows error codes, made negative. */
-#define KX_ERROR_NONE 0            /* nothing has happened yet */
-#define KX_ERROR_SUCCESS 1         /* the last answer reported success */
-#define KX_ERROR_GENERAL (-1)      /* the transport or the launch failed; the text tells how */
-#define KX_ERROR_TIMEOUT (-3)      /* a wait ran out */
-#define KX_ERROR_PROFILE_IN_USE (-4) /* a running Firefox holds the profile, and its extension does not answer */
+/* Error numbers, as kx_GetLastErrorNumber() gives them. Others are the extension's or Windows', made
+ * negative. */
+#define KX_ERROR_NONE 0              /* nothing has happened yet */
+#define KX_ERROR_SUCCESS 1           /* the last answer reported success */
+#define KX_ERROR_GENERAL (-1)        /* the transport or the launch failed; the text tells how */
+#define KX_ERROR_TIMEOUT (-3)        /* a wait ran out */
+#define KX_ERROR_PROFILE_IN_USE (-4) /* a running Firefox holds the profile and does not answer */
 
 /* The type of kx_TakeBrowserScreenshot(). */
 #define KX_SCREENSHOT_BROWSER 0 /* the whole browser; so is every value but 1 */
@@ -101,21 +108,21 @@
 extern "C" {
 #endif
 
-/* ---- Contexts and their errors --------------------------------------------------------------------------------------- */
+/* ---- Contexts and their errors ----------------------------------------------------------------------- */
 
 /**
  * Creates a context. It has no browser yet, error number 0 and an empty error text.
  *
- * @return the context's number, 0 or more: the lowest that is free, so numbers of destroyed contexts come back. KX_FAILED
- *         only when there is no memory.
+ * @return the context's number, 0 or more: the lowest that is free, so numbers of destroyed contexts come
+ *         back. KX_FAILED only when there is no memory.
  *
  * Threads: any, at any time. Blocks: never.
  */
 KX_API int kx_ContextCreate(void);
 
 /**
- * Destroys a context. Call kx_Exit() or kxr_Exit() first: a browser that the context still has is neither closed nor told, and
- * its connection stays open until the process ends.
+ * Destroys a context. Call kx_Exit() or kxr_Exit() first: a browser that the context still has is neither
+ * closed nor told, and its connection stays open until the process ends.
  *
  * @param context  the context's number; a number without a context is ignored, without a log entry
  *
@@ -127,9 +134,10 @@ KX_API void kx_ContextDestroy(int context);
  * Gives the number of the context's last error.
  *
  * @param context  the context's number; it need not have a browser
- * @return 1 when the last answer of the browser reported success; 0 when nothing has happened yet, or the browser's answer gave no
- *         number; otherwise a negative number. The extension's and Windows' positive error numbers come as negative ones: 7 as
- *         -7. KX_NO_CONTEXT if there is no such context, which no error number equals.
+ * @return 1 when the last answer of the browser reported success; 0 when nothing has happened yet, or the
+ *         browser's answer gave no number; otherwise a negative number. The extension's and Windows'
+ *         positive error numbers come as negative ones: 7 as -7. KX_NO_CONTEXT if there is no such context,
+ *         which no error number equals.
  *
  * Threads: one at a time per context. Blocks: never.
  */
@@ -141,70 +149,82 @@ KX_API int kx_GetLastErrorNumber(int context);
  * @param context  the context's number; it need not have a browser
  * @param buffer   receives the text and a terminating zero; NULL only asks for the size
  * @param size     bytes available at buffer; a negative size counts as unlimited
- * @return bytes needed or copied, the terminating zero included (1 for an empty text); KX_FAILED if size is too small, with
- *         buffer untouched and nothing logged; KX_NO_CONTEXT
+ * @return bytes needed or copied, the terminating zero included (1 for an empty text); KX_FAILED if size is
+ *         too small, with buffer untouched and nothing logged; KX_NO_CONTEXT
  *
  * Threads: one at a time per context. Blocks: never.
  */
-KX_API int kx_GetLastErrorText(int context, char *buffer, int size);
+KX_API int kx_GetLastErrorText(int context, char* buffer, int size);
 
-/* ---- Starting a browser, or attaching to one ------------------------------------------------------------------------- */
+/* ---- Starting a browser, or attaching to one --------------------------------------------------------- */
 
 /**
- * Binds a context to a browser: connects to the extension of a running one, or launches the browser and connects to it, and
- * sends the first request.
+ * Binds a context to a browser: connects to the extension of a running one, or launches the browser and
+ * connects to it, and sends the first request.
  *
- * The extension is met on a named pipe whose name follows from the profile. When nobody serves that pipe, the browser is launched,
- * once, and the connection tried again every 2 seconds: 10 times for time-out 0, otherwise half the time-out's number of
- * times, at least once. When the pipe is silent but a running Firefox holds the profile, nothing is launched and the attempts go
- * on. A connection that times out ends the start.
+ * The extension is met on a named pipe whose name follows from the profile. When nobody serves that pipe,
+ * the browser is launched, once, and the connection tried again every 2 seconds: 10 times for time-out 0,
+ * otherwise half the time-out's number of times, at least once. When the pipe is silent but a running
+ * Firefox holds the profile, nothing is launched and the attempts go on. A connection that times out ends
+ * the start.
  *
- * @param context         the context's number. It should have no browser: one that it has is left alone, open and beyond reach
- * @param browser         "fx" for Firefox, "cr" for Chrome, exactly so; not NULL. Any other text has neither profile nor pipe: a
- *                        program at browserPath is launched all the same, and ended when the attempts are used up
- * @param options         the options, written like a command line; NULL for none. A value stands behind a blank or an equals
- *                        sign, in double quotes if it has blanks; of an option given twice the last value counts; unknown ones
- *                        are ignored. Texts are not checked further and go to the browser's command line:
- *                        -fxProfile NAME     the Firefox profile; without it the one that Firefox starts with
+ * @param context         the context's number. It should have no browser: one that it has is left alone,
+ *                        open and beyond reach
+ * @param browser         "fx" for Firefox, "cr" for Chrome, exactly so; not NULL. Any other text has
+ *                        neither profile nor pipe: a program at browserPath is launched all the same, and
+ *                        ended when the attempts are used up
+ * @param options         the options, written like a command line; NULL for none. A value stands behind a
+ *                        blank or an equals sign, in double quotes if it has blanks; of an option given
+ *                        twice the last value counts; unknown ones are ignored. Texts are not checked
+ *                        further and go to the browser's command line:
+ *                        -fxProfile NAME     the Firefox profile; without it the one that Firefox starts
+ *                                            with
  *                        -crUserDataDir DIR  Chrome's user data directory; without it Chrome's own
  *                        -profiler           plays report profiler data, see kx_GetPerformance()
- *                        With one of the first two, a small start page is written to the folder that TEMP names
- * @param browserPath     the browser's program; NULL for "c:\Program Files\Mozilla Firefox\firefox.exe", or Chrome in the user's local
- *                        application data. An empty text is no path, and the launch fails
+ *                        With one of the first two, a small start page is written to the folder that TEMP
+ *                        names
+ * @param browserPath     the browser's program; NULL for "c:\Program Files\Mozilla Firefox\firefox.exe", or
+ *                        Chrome in the user's local application data. An empty text is no path, and the
+ *                        launch fails
  * @param port            0; every other value is refused
  * @param openNewBrowser  not 0 asks the extension for a new browser window
- * @param timeout         seconds; 0 waits for ever, a negative value counts as 600. It also sets the number of attempts
- * @return KX_OK when the extension answered the first request, whatever it said;
- *         KX_TIMEOUT when the extension was told of the connection and did not connect back in time;
- *         the error number of a launch that failed: a positive Windows error number (2: no such program), or KX_FAILED when the
- *         start page could not be written;
- *         KX_FAILED when browser is NULL, port is not 0, the attempts are used up or the first request failed; KX_NO_CONTEXT.
- *         When a start fails, its error number and text are kept in the context, which can be used again at once; a browser that
- *         this call launched is ended.
+ * @param timeout         seconds; 0 waits for ever, a negative value counts as 600. It also sets the number
+ *                        of attempts
+ * @return KX_OK when the extension answered the first request, whatever it said; KX_TIMEOUT when the
+ *         extension was told of the connection and did not connect back in time; the error number of a
+ *         launch that failed: a positive Windows error number (2: no such program), or KX_FAILED when the
+ *         start page could not be written; KX_FAILED when browser is NULL, port is not 0, the attempts are
+ *         used up or the first request failed; KX_NO_CONTEXT. When a start fails, its error number and text
+ *         are kept in the context, which can be used again at once; a browser that this call launched is
+ *         ended.
  *
- * Threads: one at a time per context; several contexts may be started in parallel. Starts with the same browser, profile and user
- * wait for one another, in all processes, for up to ten minutes each, until the pipe of the one before has been opened; so do
- * all starts with -fxProfile or -crUserDataDir of one browser and user, whatever their profile.
- * Blocks: for the wait for such other starts, and for every attempt up to 5 seconds and longer while the pipe is busy, twice the
- * time-out and the 2 seconds' pause; then for the first request, as kx_Play(). With time-out 0, until the extension answers.
+ * Threads: one at a time per context; several contexts may be started in parallel. Starts with the same
+ * browser, profile and user wait for one another, in all processes, for up to ten minutes each, until the
+ * pipe of the one before has been opened; so do all starts with -fxProfile or -crUserDataDir of one browser
+ * and user, whatever their profile.
+ *
+ * Blocks: for the wait for such other starts; then for every attempt up to twice the time-out, longer while
+ * the server pipe is busy, and 2 seconds between each two; then for the first request, as kx_Play(). With
+ * time-out 0, until the extension answers.
  */
-KX_API int kx_Init(int context, const char *browser, const char *options, const char *browserPath, int port,
+KX_API int kx_Init(int context, const char* browser, const char* options, const char* browserPath, int port,
                    int openNewBrowser, int timeout);
 
-/* ---- What is done with a browser ------------------------------------------------------------------------------------- */
+/* ---- What is done with a browser --------------------------------------------------------------------- */
 
 /**
- * Sets a macro variable for the next play. Variables gather until a play reaches the browser, which uses them up, whether its
- * macro succeeds or not; a play that gets no answer keeps them.
+ * Sets a macro variable for the next play. Variables gather until a play reaches the browser, which uses
+ * them up, whether its macro succeeds or not; a play that gets no answer keeps them.
  *
  * @param context  a context with a browser
- * @param name     the variable's name; not NULL. It is sent as it is: a double quote or a backslash in it spoils the request
+ * @param name     the variable's name; not NULL. It is sent as it is: a double quote or a backslash in it
+ *                 spoils the request
  * @param value    the variable's value; not NULL. Replaces an earlier one of that name
  * @return KX_OK, KX_FAILED, KX_NO_CONTEXT
  *
  * Threads: one at a time per context. Blocks: never.
  */
-KX_API int kx_SetVar(int context, const char *name, const char *value);
+KX_API int kx_SetVar(int context, const char* name, const char* value);
 
 /**
  * Plays a macro. What the last play left (extracts, performance entries, profiler data) is forgotten first.
@@ -212,15 +232,16 @@ KX_API int kx_SetVar(int context, const char *name, const char *value);
  * @param context  a context with a browser
  * @param macro    the macro's text; not NULL
  * @param timeout  seconds for each single write and read; 0 waits for ever, a negative value counts as 600
- * @return KX_OK when the browser answered with error number 1; KX_FAILED when it answered with another one, or did not answer:
- *         the context's error number and text tell; KX_NO_CONTEXT
+ * @return KX_OK when the browser answered with error number 1; KX_FAILED when it answered with another one,
+ *         or did not answer: the context's error number and text tell; KX_NO_CONTEXT
  *
- * An answer that cannot be read leaves the error number and text of the answer before it, and the result follows from those.
+ * An answer that cannot be read leaves the error number and text of the answer before it, and the result
+ * follows from those.
  *
- * Threads: one at a time per context. Blocks: for the request's writes and the answer's reads, each up to the time-out. An answer
- * that comes in many pieces may so take longer.
+ * Threads: one at a time per context. Blocks: for the request's writes and the answer's reads, each up to
+ * the time-out. An answer that comes in many pieces may so take longer.
  */
-KX_API int kx_Play(int context, const char *macro, int timeout);
+KX_API int kx_Play(int context, const char* macro, int timeout);
 
 /**
  * Shows a message to the user, in the browser.
@@ -232,7 +253,7 @@ KX_API int kx_Play(int context, const char *macro, int timeout);
  *
  * Threads and blocking: as kx_Play().
  */
-KX_API int kx_Display(int context, const char *message, int timeout);
+KX_API int kx_Display(int context, const char* message, int timeout);
 
 /**
  * Has the browser save a picture of itself.
@@ -245,9 +266,9 @@ KX_API int kx_Display(int context, const char *message, int timeout);
  *
  * The log entry of a missing browser names kx_GetLastExtract(). Threads and blocking: as kx_Play().
  */
-KX_API int kx_TakeBrowserScreenshot(int context, const char *path, int type, int timeout);
+KX_API int kx_TakeBrowserScreenshot(int context, const char* path, int type, int timeout);
 
-/* ---- What the last play left ----------------------------------------------------------------------------------------- */
+/* ---- What the last play left ------------------------------------------------------------------------- */
 
 /**
  * Copies what the last play extracted.
@@ -255,28 +276,30 @@ KX_API int kx_TakeBrowserScreenshot(int context, const char *path, int type, int
  * @param context  a context with a browser
  * @param buffer   receives the text and a terminating zero; NULL only asks for the size
  * @param size     bytes available at buffer; a negative size counts as unlimited
- * @param index    1 and up: that extract; 0 or -1: all of them, with "[EXTRACT]" between each two; any other number, or one
- *                 beyond the last: the empty text
- * @return bytes needed or copied, the terminating zero included; 0 for an empty text, with a zero written to a buffer that is
- *         given; KX_FAILED if size is too small, with buffer untouched and nothing logged (a size of 0 is too small even for
- *         the empty text); KX_NO_CONTEXT
+ * @param index    1 and up: that extract; 0 or -1: all of them, with "[EXTRACT]" between each two; any
+ *                 other number, or one beyond the last: the empty text
+ * @return bytes needed or copied, the terminating zero included; 0 for an empty text, with a zero written
+ *         to a buffer that is given; KX_FAILED if size is too small, with buffer untouched and nothing
+ *         logged (a size of 0 is too small even for the empty text); KX_NO_CONTEXT
  *
  * Threads: one at a time per context. Blocks: never.
  */
-KX_API int kx_GetLastExtract(int context, char *buffer, int size, int index);
+KX_API int kx_GetLastExtract(int context, char* buffer, int size, int index);
 
 /**
- * Copies the profiler data of the last answer. There are some only when the context was started with -profiler.
+ * Copies the profiler data of the last answer. There are some only when the context was started with
+ * -profiler.
  *
  * @param context  a context with a browser
  * @param buffer   receives the text and a terminating zero; NULL only asks for the size
  * @param size     bytes available at buffer; a negative size counts as unlimited
- * @return bytes needed or copied, the terminating zero included (1 for an empty text); KX_FAILED if size is too small, with
- *         buffer untouched and nothing logged; KX_NO_CONTEXT
+ * @return bytes needed or copied, the terminating zero included (1 for an empty text); KX_FAILED if size is
+ *         too small, with buffer untouched and nothing logged; KX_NO_CONTEXT
  *
- * Every answer replaces the data, so read them before the next request. Threads: one at a time per context. Blocks: never.
+ * Every answer replaces the data, so read them before the next request. Threads: one at a time per context.
+ * Blocks: never.
  */
-KX_API int kx_GetPerformance(int context, char *buffer, int size);
+KX_API int kx_GetPerformance(int context, char* buffer, int size);
 
 /**
  * Copies one performance entry of the last play: a name and a value.
@@ -284,94 +307,108 @@ KX_API int kx_GetPerformance(int context, char *buffer, int size);
  * @param context    a context with a browser
  * @param index      the entry's number, from 1
  * @param name       receives the name and a terminating zero; NULL only asks for its size
- * @param nameSize   bytes available at name; receives the size needed when name is NULL, and is left alone otherwise; not NULL
+ * @param nameSize   bytes available at name; receives the size needed when name is NULL, and is left alone
+ *                   otherwise; not NULL
  * @param value      receives the value and a terminating zero; NULL only asks for its size
  * @param valueSize  the same for value; not NULL
- * @return KX_OK; KX_BUFFER_TOO_SMALL if a buffer is too small: that buffer stays untouched, and when it is the name's, the value
- *         is not looked at; KX_FAILED if there is no such entry, or a size is NULL (not logged); KX_NO_CONTEXT
+ * @return KX_OK; KX_BUFFER_TOO_SMALL if a buffer is too small: that buffer stays untouched, and when it is
+ *         the name's, the value is not looked at; KX_FAILED if there is no such entry, or a size is NULL
+ *         (not logged); KX_NO_CONTEXT
  *
- * Call it with two null buffers first to learn both sizes. A negative size counts as unlimited.
- * The log entry of a missing browser names kx_GetLastExtract(). Threads: one at a time per context. Blocks: never.
+ * Call it with two null buffers first to learn both sizes. A negative size counts as unlimited. The log
+ * entry of a missing browser names kx_GetLastExtract(). Threads: one at a time per context. Blocks: never.
  */
-KX_API int kx_GetLastPerformance(int context, int index, char *name, int *nameSize, char *value, int *valueSize);
+KX_API int kx_GetLastPerformance(int context, int index, char* name, int* nameSize, char* value,
+                                 int* valueSize);
 
 /**
  * Gives the id of the browser process that kx_Init() launched.
  *
  * @param context  the context's number
- * @return the process id; 0 if the context attached to a browser that was running, and on every failure: no such context, no
- *         browser. The log tells these apart.
+ * @return the process id; 0 if the context attached to a browser that was running, and on every failure: no
+ *         such context, no browser. The log tells these apart.
  *
  * Threads: one at a time per context. Blocks: never.
  */
 KX_API int kx_GetBrowserProcessId(int context);
 
-/* ---- The end --------------------------------------------------------------------------------------------------------- */
+/* ---- The end ----------------------------------------------------------------------------------------- */
 
 /**
- * Closes the context's browser and frees the context for another start: asks the browser to exit, waits for the process that its
- * answer names, and terminates that process when it does not end in time. When the browser does not answer, the process that
- * kx_Init() launched is terminated; a browser that was attached to is left running.
+ * Closes the context's browser and frees the context for another start: asks the browser to exit, waits for
+ * the process that its answer names, and terminates that process when it does not end in time. When the
+ * browser does not answer, the process that kx_Init() launched is terminated; a browser that was attached
+ * to is left running.
  *
  * @param context  a context with a browser
- * @param timeout  seconds. For the request: 0 waits for ever, a negative value counts as 600. For the wait for the process: 0
- *                 counts as ten seconds
+ * @param timeout  seconds. For the request: 0 waits for ever, a negative value counts as 600. For the wait
+ *                 for the process: 0 counts as ten seconds
  * @return KX_OK, whatever became of the browser; KX_FAILED if the context has no browser; KX_NO_CONTEXT
  *
- * The error of the exit itself is gone with the browser's connection; the log has it. Threads: one at a time per context, and the
- * thread that started it. Blocks: for the request as kx_Play(), then for the process up to the time-out, then until the browser
- * has read or closed its connection.
+ * The error of the exit itself is gone with the browser's connection; the log has it. Threads: one at a
+ * time per context, and the thread that started it. Blocks: for the request as kx_Play(), then for the
+ * process up to the time-out, then until the browser has read or closed its connection.
  */
 KX_API int kx_Exit(int context, int timeout);
 
-/* ---- The runner family: the host starts the browser itself ----------------------------------------------------------- */
+/* ---- The runner family: the host starts the browser itself ------------------------------------------- */
 
 /**
- * Builds the command-line arguments with which the host starts a browser, so that its extension serves the pipe that kxr_Init()
- * will look for.
+ * Builds the command-line arguments with which the host starts a browser, so that its extension serves the
+ * pipe that kxr_Init() will look for.
  *
  * @param browser   "fx" or "cr", exactly so; not NULL
- * @param options   as for kx_Init(); not NULL. -runner is required; so is -fxProfile for "fx" (it may be empty), and
- *                  -crUserDataDir, not empty, for "cr". -profiler switches the profiler on for "fx", and is not looked at for "cr"
- * @param buffer    receives the arguments, without the program, and a terminating zero; NULL only asks for the size
+ * @param options   as for kx_Init(); not NULL. -runner is required; so is -fxProfile for "fx" (it may be
+ *                  empty), and -crUserDataDir, not empty, for "cr". -profiler switches the profiler on for
+ *                  "fx", and is not looked at for "cr"
+ * @param buffer    receives the arguments, without the program, and a terminating zero; NULL only asks for
+ *                  the size
  * @param size      bytes available at buffer; 0 and negative sizes count as unlimited, so pass the real one
- * @param pageText  for "cr" a start page of the host's own; NULL or empty for a generated one in the folder that TEMP names, which
- *                  is written on every call, also on those that only ask for the size
- * @return with buffer: KX_OK, or KX_BUFFER_TOO_SMALL with buffer untouched; with NULL: bytes needed, the terminating zero
- *         included; KX_FAILED if an argument or option is missing, the browser is unknown or the page could not be written
+ * @param pageText  for "cr" a start page of the host's own; NULL or empty for a generated one in the folder
+ *                  that TEMP names, which is written on every call, also on those that only ask for the
+ *                  size
+ * @return with buffer: KX_OK, or KX_BUFFER_TOO_SMALL with buffer untouched; with NULL: bytes needed, the
+ *         terminating zero included; KX_FAILED if an argument or option is missing, the browser is unknown
+ *         or the page could not be written
  *
  * Threads: any. Blocks: never.
  */
-KX_API int kxr_GetCommandLine(const char *browser, const char *options, char *buffer, int size, const char *pageText);
+KX_API int kxr_GetCommandLine(const char* browser, const char* options, char* buffer, int size,
+                              const char* pageText);
 
 /**
- * Binds a context to a browser that the host has started with the arguments of kxr_GetCommandLine(): connects to its extension and
- * sends the first request. Never launches or ends a browser.
+ * Binds a context to a browser that the host has started with the arguments of kxr_GetCommandLine():
+ * connects to its extension and sends the first request. Never launches or ends a browser.
  *
- * @param context         the context's number. It should have no browser: one that it has is left alone, open and beyond reach
+ * @param context         the context's number. It should have no browser: one that it has is left alone,
+ *                        open and beyond reach
  * @param browser         as for kxr_GetCommandLine()
  * @param options         the same options
  * @param openNewBrowser  not 0 asks the extension for a new browser window
- * @param timeout         seconds; a negative value counts as 600. Also the number of attempts: with n there are up to n + 2, with 2
- *                        seconds between each two. 0 tries once, and then waits for ever for the extension
- * @return KX_OK when the extension answered the first request, whatever it said; KX_FAILED when it could not be reached or did not
- *         answer, or an argument or option is missing; KX_NO_CONTEXT. When a start fails, its error is kept in the context: after
- *         all attempts number -3 and "Connection timed out", otherwise that of the connection or of the first request.
+ * @param timeout         seconds; a negative value counts as 600. Also the number of attempts: with n there
+ *                        are up to n + 2, with 2 seconds between each two. 0 tries once, and then waits for
+ *                        ever for the extension
+ * @return KX_OK when the extension answered the first request, whatever it said; KX_FAILED when it could
+ *         not be reached or did not answer, or an argument or option is missing; KX_NO_CONTEXT. When a
+ *         start fails, its error is kept in the context: after all attempts number -3 and "Connection timed
+ *         out", otherwise that of the connection or of the first request.
  *
  * Threads and blocking: as kx_Init(). All runner starts of one browser and user wait for one another.
  */
-KX_API int kxr_Init(int context, const char *browser, const char *options, int openNewBrowser, int timeout);
+KX_API int kxr_Init(int context, const char* browser, const char* options, int openNewBrowser, int timeout);
 
 /**
- * Asks the context's browser to exit and frees the context for another start. Does not wait for the process, and terminates none.
+ * Asks the context's browser to exit and frees the context for another start. Does not wait for the
+ * process, and terminates none.
  *
  * @param context  a context with a browser
  * @param timeout  as for kx_Play()
- * @return KX_OK when the browser answered; KX_TIMEOUT when it did not confirm, for whatever reason: the context then keeps its
- *         browser, and its error number and text tell; KX_FAILED if the context has no browser; KX_NO_CONTEXT
+ * @return KX_OK when the browser answered; KX_TIMEOUT when it did not confirm, for whatever reason: the
+ *         context then keeps its browser, and its error number and text tell; KX_FAILED if the context has
+ *         no browser; KX_NO_CONTEXT
  *
- * Threads: one at a time per context, and the thread that started it. Blocks: as kx_Play(), then until the browser has read or closed
- * its connection.
+ * Threads: one at a time per context, and the thread that started it. Blocks: as kx_Play(), then until the
+ * browser has read or closed its connection.
  */
 KX_API int kxr_Exit(int context, int timeout);
 

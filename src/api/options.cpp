@@ -1,12 +1,13 @@
 #include "api/options.h"
 
-#include <cstddef>
-
 #include "common/strings.h"
+
+#include <cstddef>
 
 namespace {
 
-// Walks through the text the way a search with this pattern does, match after match, but without its backtracking:
+// Walks through the text the way a search with this pattern does, match after match, but without its
+// backtracking:
 //   (-[\w-]+)(?:(?:\s*=\s*|\s+(?=[^-]))("[^"]*"|\S+))?
 // Regular expression engines recurse once per character here, and a long value overflows the host's stack.
 class OptionScanner {
@@ -79,8 +80,8 @@ class OptionScanner {
     position_ = end;
   }
 
-  // The end of a quoted run, or npos when it is never closed. That is found out once only: the text behind an unclosed quote has
-  // no further quote, or the run would have been closed there.
+  // The end of a quoted run, or npos when it is never closed. That is found out once only: the text behind an
+  // unclosed quote has no further quote, or the run would have been closed there.
   std::size_t endOfQuoted(std::size_t first) const {
     const std::size_t closing = text_.find('"', first + 1);
     return closing == std::string_view::npos ? closing : closing + 1;

@@ -1,11 +1,11 @@
 #include "browser/browser_instance.h"
 
+#include "json/reader.h"
+#include "log/log.h"
+
 #include <sstream>
 #include <utility>
 #include <vector>
-
-#include "json/reader.h"
-#include "log/log.h"
 
 namespace {
 
@@ -91,7 +91,8 @@ bool BrowserInstance::processResponseBytes(const char* bytes, std::size_t length
     if (!checker_.feed(static_cast<unsigned char>(bytes[accepted]))) {
       const auto rejected = static_cast<signed char>(bytes[accepted]);
       __logerr(
-          "BrowserInstance::processResponseBytes() Can not parse char %c(%d) at position %d, responce chunk '%s'",
+          "BrowserInstance::processResponseBytes() Can not parse char %c(%d) at position %d, responce chunk "
+          "'%s'",
           rejected, rejected, static_cast<int>(accepted), std::string(bytes, length).c_str());
       // The bytes before the rejected one stay, and a later response is appended to them.
       receiveBuffer_.append(bytes, accepted);
@@ -121,12 +122,12 @@ void BrowserInstance::handleResponse() {
   try {
     json::Reader::Read(object, text);
   } catch (const json::Reader::ParseException& e) {
-    __logerr("BrowserInstance::handleResponse() Caught json::ParseException: %s , line/offset: %d/%d", e.what(),
-             e.m_locTokenBegin.m_nLine + 1, e.m_locTokenBegin.m_nLineOffset + 1);
+    __logerr("BrowserInstance::handleResponse() Caught json::ParseException: %s , line/offset: %d/%d",
+             e.what(), e.m_locTokenBegin.m_nLine + 1, e.m_locTokenBegin.m_nLineOffset + 1);
     return;
   } catch (const json::Reader::ScanException& e) {
-    __logerr("BrowserInstance::handleResponse() Caught json::ScanException: %s, line/offset: %d/%d ", e.what(),
-             e.m_locError.m_nLine + 1, e.m_locError.m_nLineOffset + 1);
+    __logerr("BrowserInstance::handleResponse() Caught json::ScanException: %s, line/offset: %d/%d ",
+             e.what(), e.m_locError.m_nLine + 1, e.m_locError.m_nLineOffset + 1);
     return;
   }
 

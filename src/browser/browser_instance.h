@@ -1,18 +1,18 @@
-// The state of one connection to one browser that carries the extension: what the last response said, the macro variables
-// gathered for the next play, and the receiver that cuts responses out of a byte stream. The transport comes from a derived
-// class. Owned by a context; used by one thread at a time.
+// The state of one connection to one browser that carries the extension: what the last response said, the
+// macro variables gathered for the next play, and the receiver that cuts responses out of a byte stream. The
+// transport comes from a derived class. Owned by a context; used by one thread at a time.
 #pragma once
+
+#include "browser/requests.h"
+#include "browser/response.h"
+#include "browser/response_checker.h"
+#include "json/elements.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
-
-#include "browser/requests.h"
-#include "browser/response.h"
-#include "browser/response_checker.h"
-#include "json/elements.h"
 
 // The browser types that hosts name. Any other text is accepted by an instance and matches neither.
 inline constexpr char kFirefox[] = "fx";
@@ -33,8 +33,8 @@ class BrowserInstance {
   // Opens the transport. False leaves the reason in the error number and text.
   virtual bool connect(int timeoutSeconds) = 0;
 
-  // Sends a request and handles its response. True means that a response arrived, whatever it said; false leaves the reason
-  // in the error number and text.
+  // Sends a request and handles its response. True means that a response arrived, whatever it said; false
+  // leaves the reason in the error number and text.
   virtual bool sendCommand(const json::Object& request, int timeoutSeconds) = 0;
 
   virtual ~BrowserInstance() = default;
@@ -65,14 +65,16 @@ class BrowserInstance {
   void clearWaitForProcessId() { response_.waitForProcessId = 0; }
   void setUseProfiler(bool useProfiler) { useProfiler_ = useProfiler; }
 
-  // Takes one piece of the byte stream. False when a byte was rejected; the bytes before it stay in the receive buffer.
+  // Takes one piece of the byte stream. False when a byte was rejected; the bytes before it stay in the
+  // receive buffer.
   bool processResponseBytes(const char* bytes, std::size_t length);
   bool isResponseIncomplete() const { return isResponseIncomplete_; }
   // Parses the response that has been received and takes over what it says.
   void handleResponse();
 
  protected:
-  // Reads the fields of a parsed response into the instance. When reading fails, that is its error number and text.
+  // Reads the fields of a parsed response into the instance. When reading fails, that is its error number and
+  // text.
   void takeOver(json::Object& object, std::span<const ResponseField> fields);
 
  private:

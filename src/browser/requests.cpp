@@ -1,13 +1,15 @@
 #include "browser/requests.h"
 
+#include "json/writer.h"
+
 #include <sstream>
 #include <utility>
 
-#include "json/writer.h"
-
 namespace {
 
-json::String text(std::string_view value) { return json::String(std::string(value)); }
+json::String text(std::string_view value) {
+  return json::String(std::string(value));
+}
 
 json::Object request(std::string_view type, json::Object arguments) {
   json::Object object;
@@ -53,7 +55,9 @@ json::Object captureRequest(std::string_view path, CaptureKind kind) {
   return request("capture", std::move(arguments));
 }
 
-json::Object exitRequest() { return request("exit", {}); }
+json::Object exitRequest() {
+  return request("exit", {});
+}
 
 std::string requestText(const json::Object& request) {
   std::ostringstream stream;

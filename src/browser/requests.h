@@ -1,12 +1,12 @@
-// Builds the requests that go to the extension. Each is an object with a "type" and its "args", in this order; the extension
-// reads them by name, and hosts' tests compare the text.
+// Builds the requests that go to the extension. Each is an object with a "type" and its "args", in this
+// order; the extension reads them by name, and hosts' tests compare the text.
 #pragma once
+
+#include "json/elements.h"
 
 #include <map>
 #include <string>
 #include <string_view>
-
-#include "json/elements.h"
 
 // Macro variables by name. The order of names is bytewise, and so is the order in which a request lists them.
 using MacroVariables = std::map<std::string, std::string>;

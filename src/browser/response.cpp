@@ -49,17 +49,21 @@ void readPerformance(json::UnknownElement& member, Response& response) {
 
 constexpr std::array<ResponseField, 6> kFields = {{
     {"status", false, [](json::UnknownElement& member, Response& r) { r.errorText = textOf(member); }},
-    {"errorCode", false, [](json::UnknownElement& member, Response& r) { r.errorNumber = toInt32(numberOf(member)); }},
+    {"errorCode", false,
+     [](json::UnknownElement& member, Response& r) { r.errorNumber = toInt32(numberOf(member)); }},
     {"extractData", true, readExtracts},
     {"lastPerformance", true, readPerformance},
     {"waitForProcessId", true,
      [](json::UnknownElement& member, Response& r) { r.waitForProcessId = toUint32(numberOf(member)); }},
-    {"profilerData", true, [](json::UnknownElement& member, Response& r) { r.profilerData = textOf(member); }},
+    {"profilerData", true,
+     [](json::UnknownElement& member, Response& r) { r.profilerData = textOf(member); }},
 }};
 
 }  // namespace
 
-std::span<const ResponseField> responseFields() { return kFields; }
+std::span<const ResponseField> responseFields() {
+  return kFields;
+}
 
 void readResponse(json::Object& object, std::span<const ResponseField> fields, Response& response) {
   for (const ResponseField& field : fields) {
@@ -73,6 +77,10 @@ void readResponse(json::Object& object, std::span<const ResponseField> fields, R
   }
 }
 
-int toInt32(double number) { return truncated<std::int32_t>(number); }
+int toInt32(double number) {
+  return truncated<std::int32_t>(number);
+}
 
-std::uint32_t toUint32(double number) { return truncated<std::uint32_t>(number); }
+std::uint32_t toUint32(double number) {
+  return truncated<std::uint32_t>(number);
+}

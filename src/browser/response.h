@@ -1,13 +1,13 @@
-// What a response of the extension says, and how a parsed response fills it in. Responses leave out what they do not know, and
-// a member of the wrong type counts as an empty one of the right type.
+// What a response of the extension says, and how a parsed response fills it in. Responses leave out what they
+// do not know, and a member of the wrong type counts as an empty one of the right type.
 #pragma once
+
+#include "json/elements.h"
 
 #include <cstdint>
 #include <span>
 #include <string>
 #include <vector>
-
-#include "json/elements.h"
 
 struct PerformanceEntry {
   std::string name;
@@ -32,8 +32,8 @@ struct ResponseField {
 
 std::span<const ResponseField> responseFields();
 
-// Reads the fields into the response in their order; extracts and performance entries are appended. Throws json::Exception
-// when a field that is not optional does; what was read before it stays.
+// Reads the fields into the response in their order; extracts and performance entries are appended. Throws
+// json::Exception when a field that is not optional does; what was read before it stays.
 void readResponse(json::Object& object, std::span<const ResponseField> fields, Response& response);
 
 // A JSON number as an integer field: truncated toward zero, saturated at the ends of the field's range.

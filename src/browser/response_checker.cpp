@@ -44,7 +44,8 @@ enum class CharClass : std::uint8_t {
 };
 constexpr int kCharClassCount = static_cast<int>(CharClass::None);
 
-// What a byte does apart from naming the next state. Those that look at the mode stack choose the next state themselves.
+// What a byte does apart from naming the next state. Those that look at the mode stack choose the next state
+// themselves.
 enum class Action : std::uint8_t {
   Reject,
   Move,
@@ -112,7 +113,8 @@ consteval ClassTable makeClassTable() {
 class TableBuilder {
  public:
   // Every pair that no rule names stays rejected.
-  consteval void on(State state, std::initializer_list<CharClass> classes, Action action, State next = State::Start) {
+  consteval void on(State state, std::initializer_list<CharClass> classes, Action action,
+                    State next = State::Start) {
     for (const CharClass charClass : classes) {
       table_[static_cast<std::size_t>(state)][static_cast<std::size_t>(charClass)] = {action, next};
     }
@@ -188,14 +190,15 @@ consteval TransitionTable makeTransitionTable() {
   rules.move(State::String, {C::Backslash}, State::Escape);
 
   rules.move(State::Escape,
-             {C::Quote, C::Backslash, C::Slash, C::LowerB, C::LowerF, C::LowerN, C::LowerR, C::LowerT}, State::String);
+             {C::Quote, C::Backslash, C::Slash, C::LowerB, C::LowerF, C::LowerN, C::LowerR, C::LowerT},
+             State::String);
   rules.move(State::Escape, {C::LowerU}, State::U1);
 
   constexpr std::array<State, 5> kHexStates = {State::U1, State::U2, State::U3, State::U4, State::String};
   for (std::size_t i = 0; i + 1 < kHexStates.size(); ++i) {
     rules.move(kHexStates[i],
-               {C::Zero, C::Digit, C::LowerA, C::LowerB, C::LowerC, C::LowerD, C::LowerE, C::LowerF, C::UpperAToD,
-                C::UpperE},
+               {C::Zero, C::Digit, C::LowerA, C::LowerB, C::LowerC, C::LowerD, C::LowerE, C::LowerF,
+                C::UpperAToD, C::UpperE},
                kHexStates[i + 1]);
   }
 
@@ -246,9 +249,11 @@ constexpr Transition transitionOf(State state, unsigned char byte) {
   return kTransitions[static_cast<std::size_t>(state)][static_cast<std::size_t>(charClass)];
 }
 
-static_assert(transitionOf(State::String, '\t').action == Action::Reject, "a tab inside a string is rejected");
+static_assert(transitionOf(State::String, '\t').action == Action::Reject,
+              "a tab inside a string is rejected");
 static_assert(transitionOf(State::String, 0x07).action == Action::Reject, "a control character is rejected");
-static_assert(transitionOf(State::String, 0xE9).next == State::String, "a byte above 127 may stand in a string");
+static_assert(transitionOf(State::String, 0xE9).next == State::String,
+              "a byte above 127 may stand in a string");
 static_assert(transitionOf(State::Zero, 'e').action == Action::Reject, "a zero takes no exponent directly");
 static_assert(transitionOf(State::Start, '"').action == Action::Reject, "a text is no response");
 

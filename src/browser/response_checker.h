@@ -1,6 +1,7 @@
-// Finds the end of a JSON response in a stream of bytes without parsing it: a table-driven syntax checker that is fed one byte
-// at a time and needs constant time and memory for each. It is stricter than the reader about what stands where, and looser
-// about numbers (a point need not be followed by a digit). Owned by a browser instance, used by one thread.
+// Finds the end of a JSON response in a stream of bytes without parsing it: a table-driven syntax checker
+// that is fed one byte at a time and needs constant time and memory for each. It is stricter than the reader
+// about what stands where, and looser about numbers (a point need not be followed by a digit). Owned by a
+// browser instance, used by one thread.
 #pragma once
 
 #include <cstdint>
@@ -42,7 +43,8 @@ class ResponseChecker {
   };
   static constexpr int kStateCount = static_cast<int>(State::Nul) + 1;
 
-  // The depth limit counts the bottom entry of the mode stack, so one object or array fewer can be open at once.
+  // The depth limit counts the bottom entry of the mode stack, so one object or array fewer can be open at
+  // once.
   static constexpr int kDepthLimit = 20;
 
   explicit ResponseChecker(int depthLimit = kDepthLimit);

@@ -1,10 +1,10 @@
-// Keeps the calling thread's last error across a helper step: read when the guard is made, put back when it ends. Log calls,
-// closers and cancels use it, since messages and hosts read the last error after them.
+// Keeps the calling thread's last error across a helper step: read when the guard is made, put back when it
+// ends. Log calls, closers and cancels use it, since messages and hosts read the last error after them.
 #pragma once
 
-#include <cstdint>
-
 #include "common/platform.h"
+
+#include <cstdint>
 
 class LastErrorGuard {
  public:
@@ -18,4 +18,6 @@ class LastErrorGuard {
 };
 
 // The last error in the form that "%d" prints.
-inline int lastErrorForLog() { return static_cast<int>(platform::lastErrorNumber()); }
+inline int lastErrorForLog() {
+  return static_cast<int>(platform::lastErrorNumber());
+}

@@ -1,5 +1,5 @@
-// The MD5 message digest (RFC 1321). It only makes names here: of the runner pipe and of the start page. Nothing relies on
-// it for security.
+// The MD5 message digest (RFC 1321). It only makes names here: of the runner pipe and of the start page.
+// Nothing relies on it for security.
 #pragma once
 
 #include <string>

@@ -1,5 +1,5 @@
-// Text helpers that several components share. Character classes are ASCII only and do not depend on the locale, which in a
-// DLL is the host's: bytes from 128 up belong to no class.
+// Text helpers that several components share. Character classes are ASCII only and do not depend on the
+// locale, which in a DLL is the host's: bytes from 128 up belong to no class.
 #pragma once
 
 #include <string>

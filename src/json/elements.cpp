@@ -2,7 +2,8 @@
 
 namespace json {
 
-// The members that need the complete UnknownElement are defined here, since it holds arrays and objects itself.
+// The members that need the complete UnknownElement are defined here, since it holds arrays and objects
+// itself.
 
 Array::Array() = default;
 Array::Array(const Array& other) = default;
@@ -11,13 +12,27 @@ Array& Array::operator=(const Array& other) = default;
 Array& Array::operator=(Array&& other) noexcept = default;
 Array::~Array() = default;
 
-std::size_t Array::Size() const { return elements_.size(); }
-bool Array::Empty() const { return elements_.empty(); }
-void Array::Insert(UnknownElement element) { elements_.push_back(std::move(element)); }
-Array::iterator Array::Begin() { return elements_.begin(); }
-Array::iterator Array::End() { return elements_.end(); }
-Array::const_iterator Array::Begin() const { return elements_.begin(); }
-Array::const_iterator Array::End() const { return elements_.end(); }
+std::size_t Array::Size() const {
+  return elements_.size();
+}
+bool Array::Empty() const {
+  return elements_.empty();
+}
+void Array::Insert(UnknownElement element) {
+  elements_.push_back(std::move(element));
+}
+Array::iterator Array::Begin() {
+  return elements_.begin();
+}
+Array::iterator Array::End() {
+  return elements_.end();
+}
+Array::const_iterator Array::Begin() const {
+  return elements_.begin();
+}
+Array::const_iterator Array::End() const {
+  return elements_.end();
+}
 
 Object::Object() = default;
 Object::Object(const Object& other) = default;
@@ -26,10 +41,18 @@ Object& Object::operator=(const Object& other) = default;
 Object& Object::operator=(Object&& other) noexcept = default;
 Object::~Object() = default;
 
-std::size_t Object::Size() const { return members_.size(); }
-bool Object::Empty() const { return members_.empty(); }
-Object::const_iterator Object::Begin() const { return members_.begin(); }
-Object::const_iterator Object::End() const { return members_.end(); }
+std::size_t Object::Size() const {
+  return members_.size();
+}
+bool Object::Empty() const {
+  return members_.empty();
+}
+Object::const_iterator Object::Begin() const {
+  return members_.begin();
+}
+Object::const_iterator Object::End() const {
+  return members_.end();
+}
 
 void Object::Insert(Member member) {
   if (!positions_.try_emplace(member.name, members_.size()).second) {

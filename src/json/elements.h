@@ -1,8 +1,9 @@
-// The JSON document model: objects that keep their members in the order of insertion, arrays, texts, numbers, booleans, null,
-// and UnknownElement, which holds any one of them. Elements are plain values: copying copies the whole tree, and nothing is
-// shared. Not synchronised; used by one thread at a time.
+// The JSON document model: objects that keep their members in the order of insertion, arrays, texts, numbers,
+// booleans, null, and UnknownElement, which holds any one of them. Elements are plain values: copying copies
+// the whole tree, and nothing is shared. Not synchronised; used by one thread at a time.
 //
-// The method names are those that JSON libraries of this interface use, so that one could take this module's place.
+// The method names are those that JSON libraries of this interface use, so that one could take this module's
+// place.
 #pragma once
 
 #include <cstddef>
@@ -83,8 +84,8 @@ class Object {
   std::size_t Size() const;
   bool Empty() const;
 
-  // Appends a member. Throws Exception, with nothing changed, when there is a member of that name. Takes the same time
-  // however many members there are.
+  // Appends a member. Throws Exception, with nothing changed, when there is a member of that name. Takes the
+  // same time however many members there are.
   void Insert(Member member);
 
   // The member of that name; a missing one is created as null, behind the others.
@@ -98,8 +99,8 @@ class Object {
   std::unordered_map<std::string, std::size_t> positions_;
 };
 
-// Holds one element of any type, null at first. The non-const conversion to a type replaces an element of another type by
-// an empty one of the wanted type; the const conversion throws Exception instead.
+// Holds one element of any type, null at first. The non-const conversion to a type replaces an element of
+// another type by an empty one of the wanted type; the const conversion throws Exception instead.
 class UnknownElement {
  public:
   using Value = std::variant<Null, Boolean, Number, String, Array, Object>;
@@ -112,14 +113,14 @@ class UnknownElement {
   UnknownElement(Object element);   // NOLINT(google-explicit-constructor)
 
   template <typename Element>
-    requires std::is_constructible_v<Value, std::in_place_type_t<Element>>
+  requires std::is_constructible_v<Value, std::in_place_type_t<Element>>
   operator Element&() {  // NOLINT(google-explicit-constructor): `json::String& text = element;`
     Element* held = std::get_if<Element>(&value_);
     return held != nullptr ? *held : value_.template emplace<Element>();
   }
 
   template <typename Element>
-    requires std::is_constructible_v<Value, std::in_place_type_t<Element>>
+  requires std::is_constructible_v<Value, std::in_place_type_t<Element>>
   operator const Element&() const {  // NOLINT(google-explicit-constructor)
     const Element* held = std::get_if<Element>(&value_);
     if (held == nullptr) {

@@ -1,5 +1,7 @@
 #include "json/reader.h"
 
+#include "common/strings.h"
+
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -8,15 +10,24 @@
 #include <limits>
 #include <string_view>
 
-#include "common/strings.h"
-
 namespace json {
 
 namespace {
 
 using Location = Reader::Location;
 
-enum class TokenType : std::uint8_t { ObjectBegin, ObjectEnd, ArrayBegin, ArrayEnd, Comma, Colon, Text, Number, Boolean, Null };
+enum class TokenType : std::uint8_t {
+  ObjectBegin,
+  ObjectEnd,
+  ArrayBegin,
+  ArrayEnd,
+  Comma,
+  Colon,
+  Text,
+  Number,
+  Boolean,
+  Null
+};
 
 struct Token {
   TokenType type = TokenType::Null;
@@ -46,8 +57,12 @@ void appendUtf8(std::string& text, std::uint32_t codePoint) {
 
 constexpr std::uint32_t kReplacementCharacter = 0xFFFDU;
 
-bool isHighSurrogate(std::uint32_t unit) { return unit >= 0xD800U && unit <= 0xDBFFU; }
-bool isLowSurrogate(std::uint32_t unit) { return unit >= 0xDC00U && unit <= 0xDFFFU; }
+bool isHighSurrogate(std::uint32_t unit) {
+  return unit >= 0xD800U && unit <= 0xDBFFU;
+}
+bool isLowSurrogate(std::uint32_t unit) {
+  return unit >= 0xDC00U && unit <= 0xDFFFU;
+}
 
 // Cuts a text into tokens.
 class Scanner {
@@ -167,7 +182,8 @@ class Scanner {
   }
 
   [[noreturn]] void failEscape(char c) const {
-    throw Reader::ScanException(std::string("Unrecognized escape sequence found in string: \\") + c, location_);
+    throw Reader::ScanException(std::string("Unrecognized escape sequence found in string: \\") + c,
+                                location_);
   }
 
   void takeEscape(std::string& text) {
@@ -185,7 +201,8 @@ class Scanner {
     }
   }
 
-  // The escape's four digits; a pair of surrogates is one character, a surrogate without its other half is none.
+  // The escape's four digits; a pair of surrogates is one character, a surrogate without its other half is
+  // none.
   void takeUnicodeEscape(std::string& text) {
     std::uint32_t unit = takeCodeUnit();
     while (isHighSurrogate(unit)) {
@@ -262,10 +279,12 @@ std::size_t numberLength(std::string_view text) {
 }
 
 // A number that stops at its sign, or between exponent mark and exponent.
-bool isCutShort(std::string_view text) { return !isAsciiDigit(text.back()) && text.back() != '.'; }
+bool isCutShort(std::string_view text) {
+  return !isAsciiDigit(text.back()) && text.back() != '.';
+}
 
-// Whether a number outside the range of double lies beyond its large end: tells so by the place of its first digit that is
-// not zero, counted from the point, exponent included.
+// Whether a number outside the range of double lies beyond its large end: tells so by the place of its first
+// digit that is not zero, counted from the point, exponent included.
 bool isHuge(std::string_view number) {
   const std::size_t exponentMark = std::min(number.find_first_of("eE"), number.size());
   const std::string_view mantissa = number.substr(0, exponentMark);
@@ -443,6 +462,8 @@ void Reader::Read(UnknownElement& element, std::istream& stream) {
   element = Parser(tokensOf(stream)).parseElementOnly();
 }
 
-void Reader::Read(Object& object, std::istream& stream) { object = Parser(tokensOf(stream)).parseObjectOnly(); }
+void Reader::Read(Object& object, std::istream& stream) {
+  object = Parser(tokensOf(stream)).parseObjectOnly();
+}
 
 }  // namespace json

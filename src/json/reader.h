@@ -1,12 +1,12 @@
-// Reads JSON text into an element. The whole text is cut into tokens before the first one is looked at, so a character that
-// belongs to no token is reported even when an earlier token stands in the wrong place. Nesting is limited, since the reader
-// can be given text that nothing has checked.
+// Reads JSON text into an element. The whole text is cut into tokens before the first one is looked at, so a
+// character that belongs to no token is reported even when an earlier token stands in the wrong place.
+// Nesting is limited, since the reader can be given text that nothing has checked.
 #pragma once
+
+#include "json/elements.h"
 
 #include <istream>
 #include <string>
-
-#include "json/elements.h"
 
 namespace json {
 
@@ -41,7 +41,8 @@ class Reader {
     Location m_locTokenEnd;
   };
 
-  // Replaces the element by what the whole text says. Throws ScanException or ParseException; the element is then unchanged.
+  // Replaces the element by what the whole text says. Throws ScanException or ParseException; the element is
+  // then unchanged.
   static void Read(UnknownElement& element, std::istream& stream);
 
   // The same for a text that must be an object: any other is a ParseException at its first token.

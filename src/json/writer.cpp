@@ -105,8 +105,12 @@ class TextForm {
 
 }  // namespace
 
-void Writer::Write(const UnknownElement& element, std::ostream& stream) { TextForm(stream).write(element); }
+void Writer::Write(const UnknownElement& element, std::ostream& stream) {
+  TextForm(stream).write(element);
+}
 
-void Writer::Write(const Object& object, std::ostream& stream) { TextForm(stream).write(object); }
+void Writer::Write(const Object& object, std::ostream& stream) {
+  TextForm(stream).write(object);
+}
 
 }  // namespace json

@@ -1,10 +1,11 @@
-// Writes an element as text, in the one form in which requests go out: members on lines of their own, one blank of indentation per
-// level, " : " between name and value, no line end at the end. Member names are written as they are, without escapes.
+// Writes an element as text, in the one form in which requests go out: members on lines of their own, one
+// blank of indentation per level, " : " between name and value, no line end at the end. Member names are
+// written as they are, without escapes.
 #pragma once
 
-#include <ostream>
-
 #include "json/elements.h"
+
+#include <ostream>
 
 namespace json {
 

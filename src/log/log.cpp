@@ -1,15 +1,15 @@
 #include "log/log.h"
 
+#include "common/last_error.h"
+#include "common/platform.h"
+#include "common/strings.h"
+
 #include <array>
 #include <cstdarg>
 #include <cstdio>
 #include <exception>
 #include <memory>
 #include <optional>
-
-#include "common/last_error.h"
-#include "common/platform.h"
-#include "common/strings.h"
 
 namespace {
 
@@ -36,8 +36,8 @@ struct EntryKind {
 
 constexpr EntryKind kInformation = {PrefixPlace::BeforeMessage, "__loginf from (%d, %d): %s"};
 
-// The ids of an error stand at the beginning of the file's next line, ahead of the next entry. Programs that read these logs
-// count on it.
+// The ids of an error stand at the beginning of the file's next line, ahead of the next entry. Programs that
+// read these logs count on it.
 constexpr EntryKind kError = {PrefixPlace::AfterLine, "__logerr from (%d, %d): %s"};
 
 bool isOn(const std::optional<std::string>& value) {

@@ -1,11 +1,11 @@
 #include "pipe/start_page.h"
 
-#include <cstdint>
-#include <cstdio>
-
 #include "common/last_error.h"
 #include "common/platform.h"
 #include "log/log.h"
+
+#include <cstdint>
+#include <cstdio>
 
 namespace {
 

@@ -1,5 +1,6 @@
-// Turns a program and its arguments into what Windows wants for a new process. Quoting is deliberately simple: a text with a blank
-// is put between double quotes unless it begins or ends with one, and nothing is escaped.
+// Turns a program and its arguments into what Windows wants for a new process. Quoting is deliberately
+// simple: a text with a blank is put between double quotes unless it begins or ends with one, and nothing is
+// escaped.
 #pragma once
 
 #include <string>

@@ -1,12 +1,16 @@
 #include "process/default_paths.h"
 
-std::string firefoxDataFolder(const std::string& applicationData) { return applicationData + "\\Mozilla\\Firefox"; }
+std::string firefoxDataFolder(const std::string& applicationData) {
+  return applicationData + "\\Mozilla\\Firefox";
+}
 
 std::string firefoxProfilesPath(const std::string& applicationData) {
   return firefoxDataFolder(applicationData) + "\\profiles.ini";
 }
 
-std::string defaultFirefoxPath() { return "c:\\Program Files\\Mozilla Firefox\\firefox.exe"; }
+std::string defaultFirefoxPath() {
+  return "c:\\Program Files\\Mozilla Firefox\\firefox.exe";
+}
 
 std::string defaultChromePath(unsigned long windowsMajorVersion, const std::string& homeDirectory,
                               const std::string& localApplicationData) {

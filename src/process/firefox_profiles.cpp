@@ -1,11 +1,11 @@
 #include "process/firefox_profiles.h"
 
-#include <algorithm>
-#include <utility>
-
 #include "common/strings.h"
 #include "log/log.h"
 #include "process/default_paths.h"
+
+#include <algorithm>
+#include <utility>
 
 void FirefoxProfilesParser::feed(char byte) {
   if (byte == '\r') {
@@ -58,7 +58,9 @@ void FirefoxProfilesParser::feedIdle(char byte) {
   }
 }
 
-std::string FirefoxProfilesParser::takeBuffer() { return std::exchange(buffer_, {}); }
+std::string FirefoxProfilesParser::takeBuffer() {
+  return std::exchange(buffer_, {});
+}
 
 FirefoxProfileList parseFirefoxProfiles(std::string_view text) {
   FirefoxProfilesParser parser;
@@ -74,7 +76,8 @@ std::string valueOf(const FirefoxSection& section, const std::string& key) {
 }
 
 std::optional<std::string> startProfileName(const FirefoxProfileList& profiles) {
-  // "General" usually sorts before "Profile0", so StartWithLastProfile=0 is seen before any Default=1 and wins.
+  // "General" usually sorts before "Profile0", so StartWithLastProfile=0 is seen before any Default=1 and
+  // wins.
   for (const auto& [name, section] : profiles) {
     if (name == "General") {
       if (valueOf(section, "StartWithLastProfile") == "0") {

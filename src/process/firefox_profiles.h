@@ -1,5 +1,5 @@
-// Reads Firefox's profiles.ini the way the extension's installer always has: byte by byte, with blanks kept and no comments.
-// The parser is portable and works on bytes; process/win32/profile_store.h opens the file.
+// Reads Firefox's profiles.ini the way the extension's installer always has: byte by byte, with blanks kept
+// and no comments. The parser is portable and works on bytes; process/win32/profile_store.h opens the file.
 #pragma once
 
 #include <map>
@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-// Keys and values of one section, and sections by name. Both are in bytewise order, which decides which profile is found
-// first. Keys before the first section header belong to the section with the empty name.
+// Keys and values of one section, and sections by name. Both are in bytewise order, which decides which
+// profile is found first. Keys before the first section header belong to the section with the empty name.
 using FirefoxSection = std::map<std::string, std::string>;
 using FirefoxProfileList = std::map<std::string, FirefoxSection>;
 
@@ -39,10 +39,11 @@ FirefoxProfileList parseFirefoxProfiles(std::string_view text);
 // The value of a key, empty when the section has none.
 std::string valueOf(const FirefoxSection& section, const std::string& key);
 
-// The "Name" of the profile that Firefox starts with, or nothing when it asks or no profile is the default. Sections are
-// looked at in the order of their names.
+// The "Name" of the profile that Firefox starts with, or nothing when it asks or no profile is the default.
+// Sections are looked at in the order of their names.
 std::optional<std::string> startProfileName(const FirefoxProfileList& profiles);
 
-// The path of parent.lock in the folder of the first profile of that name, or nothing when no section has the name.
+// The path of parent.lock in the folder of the first profile of that name, or nothing when no section has the
+// name.
 std::optional<std::string> parentLockPath(const FirefoxProfileList& profiles, const std::string& profileName,
                                           const std::string& applicationData);

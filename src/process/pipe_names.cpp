@@ -1,11 +1,11 @@
 #include "process/pipe_names.h"
 
-#include <array>
-#include <cstdio>
-
 #include "browser/browser_instance.h"
 #include "common/md5.h"
 #include "common/strings.h"
+
+#include <array>
+#include <cstdio>
 
 namespace {
 
@@ -13,14 +13,15 @@ constexpr char kPipePrefix[] = "\\\\.\\pipe\\";
 constexpr char kFullPathStart[] = "\\\\.";
 constexpr char kDefaultProfile[] = "default";
 
-// What an instance calls its profile when it was given a full pipe path. All of them share one start lock through this name,
-// also with older versions of the library, so its spelling stays.
+// What an instance calls its profile when it was given a full pipe path. All of them share one start lock
+// through this name, also with older versions of the library, so its spelling stays.
 constexpr char kUnknownProfile[] = "unknonw";
 
 // Formatted into a buffer of this size, so that a longer name is cut.
 constexpr std::size_t kCommunicationNameBuffer = 256;
 
-std::string serverPipePath(const std::string& browserType, const std::string& name, const std::string& userName) {
+std::string serverPipePath(const std::string& browserType, const std::string& name,
+                           const std::string& userName) {
   return kPipePrefix + ("kx-" + browserType + "-" + name + "." + userName);
 }
 
@@ -50,7 +51,9 @@ std::string runnerPipeName(const std::string& browserType, const std::string& pr
   return kPipePrefix + ("kx-" + browserType + "-" + md5Hex(stripTrailingBackslash(profilePath)) + ".runner");
 }
 
-std::string firefoxRunnerPipeName(const std::string& profileName) { return kPipePrefix + (profileName + ".runner"); }
+std::string firefoxRunnerPipeName(const std::string& profileName) {
+  return kPipePrefix + (profileName + ".runner");
+}
 
 std::string communicationPipeName(const std::string& browserType, const std::string& profileName,
                                   std::uint32_t threadId, std::uint32_t processId) {

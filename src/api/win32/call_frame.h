@@ -1,11 +1,12 @@
-// The frame around every export: it checks the context, its instance and the texts, in this order, runs the body and catches
-// everything. Nothing else in this component has a catch, and no exception leaves the library.
+// The frame around every export: it checks the context, its instance and the texts, in this order, runs the
+// body and catches everything. Nothing else in this component has a catch, and no exception leaves the
+// library.
 #pragma once
+
+#include "api/win32/context_registry.h"
 
 #include <exception>
 #include <initializer_list>
-
-#include "api/win32/context_registry.h"
 
 // What an export gives when its call cannot be carried out.
 struct FrameResults {
@@ -14,8 +15,8 @@ struct FrameResults {
   int exception = -1;
 };
 
-// The texts and results of one export. The messages are complete, so that a log line can be found in the source; the first one
-// holds a "%d" for the context.
+// The texts and results of one export. The messages are complete, so that a log line can be found in the
+// source; the first one holds a "%d" for the context.
 struct ExportFrame {
   const char* name;
   const char* noContextMessage;

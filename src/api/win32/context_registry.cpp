@@ -27,12 +27,21 @@ void keepInstanceError(ContextRecord& record) {
   record.lastErrorText = record.instance->errorText();
 }
 
-void replaceInstance(ContextRecord& record, std::unique_ptr<BrowserInstance> instance) {
-  static_cast<void>(record.instance.release());
-  record.instance = std::move(instance);
+InstanceStart::InstanceStart(ContextRecord& record, std::unique_ptr<BrowserInstance> instance)
+    : record_(record) {
+  static_cast<void>(record_.instance.release());
+  record_.instance = std::move(instance);
 }
 
-ContextRegistry::ContextRegistry() { slotFor(0); }
+InstanceStart::~InstanceStart() {
+  if (!hasSucceeded_) {
+    record_.instance.reset();
+  }
+}
+
+ContextRegistry::ContextRegistry() {
+  slotFor(0);
+}
 
 ContextRegistry::~ContextRegistry() {
   const std::lock_guard guard(lock_);
@@ -91,15 +100,20 @@ ContextRegistry::Slot* ContextRegistry::findSlot(int context) const {
 ContextRegistry::Slot& ContextRegistry::slotFor(int context) {
   const Place place = placeOf(context);
   if (!ownedSegments_[place.segment]) {
-    ownedSegments_[place.segment] = std::make_unique<Slot[]>(std::size_t{kFirstSegmentSlots} << place.segment);
+    ownedSegments_[place.segment] =
+        std::make_unique<Slot[]>(std::size_t{kFirstSegmentSlots} << place.segment);
     segments_[place.segment].store(ownedSegments_[place.segment].get(), std::memory_order_release);
   }
   return *findSlot(context);
 }
 
-ContextRegistry& contextRegistry() { return *registry; }
+ContextRegistry& contextRegistry() {
+  return *registry;
+}
 
-void openContextRegistry() { registry = std::make_unique<ContextRegistry>(); }
+void openContextRegistry() {
+  registry = std::make_unique<ContextRegistry>();
+}
 
 void closeContextRegistry(bool processEnds) {
   if (processEnds) {

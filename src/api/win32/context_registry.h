@@ -1,7 +1,10 @@
-// The process-wide table of contexts. A context is a number that hosts use and a record that holds the browser instance, or
-// none, and the last error of a time without one. The registry owns the records; it is made when the library is loaded and freed
-// when it is unloaded.
+// The process-wide table of contexts. A context is a number that hosts use and a record that holds the
+// browser instance, or none, and the last error of a time without one. The registry owns the records; it is
+// made when the library is loaded and freed when it is unloaded.
 #pragma once
+
+#include "browser/browser_instance.h"
+#include "common/win32/critical_section.h"
 
 #include <array>
 #include <atomic>
@@ -10,9 +13,6 @@
 #include <queue>
 #include <string>
 #include <vector>
-
-#include "browser/browser_instance.h"
-#include "common/win32/critical_section.h"
 
 struct ContextRecord {
   ContextRecord() = default;
@@ -32,9 +32,23 @@ const std::string& errorText(const ContextRecord& record);
 // Copies the instance's error into the record, so that it stays readable once the instance is gone.
 void keepInstanceError(ContextRecord& record);
 
-// Puts a new instance in place. One that is there already is left alone, with its browser: hosts exit a context before they
-// initialise it again, and those that do not must not have a browser closed under them.
-void replaceInstance(ContextRecord& record, std::unique_ptr<BrowserInstance> instance);
+// A start under way: puts a new instance into the record and takes it out again, destroyed, unless the start
+// succeeds. An instance that is there already is left alone, with its browser: hosts exit a context before
+// they initialise it again, and those that do not must not have a browser closed under them.
+class InstanceStart {
+ public:
+  InstanceStart(ContextRecord& record, std::unique_ptr<BrowserInstance> instance);
+  InstanceStart(const InstanceStart&) = delete;
+  InstanceStart& operator=(const InstanceStart&) = delete;
+  ~InstanceStart();
+
+  BrowserInstance& browser() { return *record_.instance; }
+  void succeed() { hasSucceeded_ = true; }
+
+ private:
+  ContextRecord& record_;
+  bool hasSucceeded_ = false;
+};
 
 class ContextRegistry {
  public:
@@ -46,14 +60,17 @@ class ContextRegistry {
   // Creates a context and gives its number: the lowest that is free. Any thread may call it.
   int create();
 
-  // Frees a context; an instance in it is left alone, with its browser. A number without a context is ignored.
+  // Frees a context; an instance in it is left alone, with its browser. A number without a context is
+  // ignored.
   void destroy(int context);
 
-  // The record of a number, or null. Takes no lock, and may run while other threads create and destroy other contexts.
+  // The record of a number, or null. Takes no lock, and may run while other threads create and destroy other
+  // contexts.
   ContextRecord* lookup(int context) const;
 
  private:
-  // Slots lie in segments of growing size that never move, so that a reader without the lock may look at one at any time.
+  // Slots lie in segments of growing size that never move, so that a reader without the lock may look at one
+  // at any time.
   using Slot = std::atomic<ContextRecord*>;
   static constexpr int kFirstSegmentSlots = 256;
   static constexpr int kSegments = 24;  // together more slots than there are numbers
@@ -73,8 +90,10 @@ class ContextRegistry {
   int nextNumber_ = 0;
 };
 
-// The registry of this process. It is there between the two calls below, which the library's entry point makes.
+// The registry of this process. It is there between the two calls below, which the library's entry point
+// makes.
 ContextRegistry& contextRegistry();
 void openContextRegistry();
-// When the process ends, its other threads have been stopped wherever they were, perhaps with the lock held: nothing is freed.
+// When the process ends, its other threads have been stopped wherever they were, perhaps with the lock held:
+// nothing is freed.
 void closeContextRegistry(bool processEnds);

@@ -1,9 +1,8 @@
 // The library's entry point: the registry of contexts lives from load to unload.
-#include <windows.h>
-
-#include <exception>
-
 #include "api/win32/context_registry.h"
+
+#include <windows.h>
+#include <exception>
 
 // Windows calls it by this name.
 extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID reserved);

@@ -1,10 +1,5 @@
-// The kx_ exports: contexts, the start of a browser, everything that is done with one, its end. Each is documented in the
-// public header, and only there.
-#include <windows.h>
-
-#include <memory>
-#include <string>
-
+// The kx_ exports: contexts, the start of a browser, everything that is done with one, its end. Each is
+// documented in the public header, and only there.
 #include "api/browser_arguments.h"
 #include "api/connect_attempts.h"
 #include "api/copy_out.h"
@@ -18,44 +13,54 @@
 #include "process/win32/browser_launch.h"
 #include "process/win32/browser_shutdown.h"
 
+#include <windows.h>
+#include <memory>
+#include <string>
+
 namespace {
 
-// Hosts and log readers match these messages. kx_GetPerformance misspells its own name in one of them, and two exports report a
-// missing browser in the words of kx_GetLastExtract: the texts stay as they are.
-constexpr ExportFrame kGetLastErrorNumber = {
-    "kx_GetLastErrorNumber", "kx_GetLastErrorNumber(): context %d does not exist", nullptr};
-constexpr ExportFrame kGetLastErrorText = {
-    "kx_GetLastErrorText", "kx_GetLastErrorText(): context %d does not exist", nullptr};
+// Hosts and log readers match these messages. kx_GetPerformance misspells its own name in one of them, and
+// two exports report a missing browser in the words of kx_GetLastExtract: the texts stay as they are.
+constexpr ExportFrame kGetLastErrorNumber = {"kx_GetLastErrorNumber",
+                                             "kx_GetLastErrorNumber(): context %d does not exist", nullptr};
+constexpr ExportFrame kGetLastErrorText = {"kx_GetLastErrorText",
+                                           "kx_GetLastErrorText(): context %d does not exist", nullptr};
 constexpr ExportFrame kInit = {"kx_Init", "kx_Init(): context %d does not exist", nullptr};
-constexpr ExportFrame kSetVar = {
-    "kx_SetVar", "kx_SetVar(): context %d does not exist", "kx_SetVar() error: not initialized"};
-constexpr ExportFrame kPlay = {
-    "kx_Play", "kx_Play(): context %d does not exist", "kx_Play() error: not initialized"};
-constexpr ExportFrame kDisplay = {
-    "kx_Display", "kx_Display(): context %d does not exist", "kx_Display() error: not initialized"};
-constexpr ExportFrame kTakeBrowserScreenshot = {
-    "kx_TakeBrowserScreenshot", "kx_TakeBrowserScreenshot(): context %d does not exist",
-    "kx_GetLastExtract() error: not initialized"};
-constexpr ExportFrame kGetLastExtract = {
-    "kx_GetLastExtract", "kx_GetLastExtract(): context %d does not exist", "kx_GetLastExtract() error: not initialized"};
-constexpr ExportFrame kGetPerformance = {
-    "kx_GetPerformance", "kx_GetPerofrmance(): context %d does not exist",
-    "kx_GetPerformance() error: no browser instance object"};
-constexpr ExportFrame kGetLastPerformance = {
-    "kx_GetLastPerformance", "kx_GetLastPerformance(): context %d does not exist",
-    "kx_GetLastExtract() error: not initialized"};
-constexpr ExportFrame kGetBrowserProcessId = {
-    "kx_GetBrowserProcessId", "kx_GetBrowserProcessId(): context %d does not exist",
-    "kx_GetBrowserProcessId() error: not initialized", {0, 0, 0}};
-constexpr ExportFrame kExit = {
-    "kx_Exit", "kx_Exit(): context %d does not exist", "kx_Exit() error: not initialized"};
+constexpr ExportFrame kSetVar = {"kx_SetVar", "kx_SetVar(): context %d does not exist",
+                                 "kx_SetVar() error: not initialized"};
+constexpr ExportFrame kPlay = {"kx_Play", "kx_Play(): context %d does not exist",
+                               "kx_Play() error: not initialized"};
+constexpr ExportFrame kDisplay = {"kx_Display", "kx_Display(): context %d does not exist",
+                                  "kx_Display() error: not initialized"};
+constexpr ExportFrame kTakeBrowserScreenshot = {"kx_TakeBrowserScreenshot",
+                                                "kx_TakeBrowserScreenshot(): context %d does not exist",
+                                                "kx_GetLastExtract() error: not initialized"};
+constexpr ExportFrame kGetLastExtract = {"kx_GetLastExtract",
+                                         "kx_GetLastExtract(): context %d does not exist",
+                                         "kx_GetLastExtract() error: not initialized"};
+constexpr ExportFrame kGetPerformance = {"kx_GetPerformance",
+                                         "kx_GetPerofrmance(): context %d does not exist",
+                                         "kx_GetPerformance() error: no browser instance object"};
+constexpr ExportFrame kGetLastPerformance = {"kx_GetLastPerformance",
+                                             "kx_GetLastPerformance(): context %d does not exist",
+                                             "kx_GetLastExtract() error: not initialized"};
+constexpr ExportFrame kGetBrowserProcessId = {"kx_GetBrowserProcessId",
+                                              "kx_GetBrowserProcessId(): context %d does not exist",
+                                              "kx_GetBrowserProcessId() error: not initialized",
+                                              {0, 0, 0}};
+constexpr ExportFrame kExit = {"kx_Exit", "kx_Exit(): context %d does not exist",
+                               "kx_Exit() error: not initialized"};
 
 // What the time-out of an exit means when kx_Init gives up on a browser that it launched.
 constexpr int kGiveUpTimeoutSeconds = 0;
 
-int resultOf(bool succeeded) { return succeeded ? KX_OK : KX_FAILED; }
+int resultOf(bool succeeded) {
+  return succeeded ? KX_OK : KX_FAILED;
+}
 
-const char* textForLog(const char* text) { return text != nullptr ? text : "(null)"; }
+const char* textForLog(const char* text) {
+  return text != nullptr ? text : "(null)";
+}
 
 int copyTextResult(const std::string& text, char* buffer, int size) {
   return copyOut(text, buffer, size) == CopyOut::TooSmall ? KX_FAILED : sizeWithTerminator(text);
@@ -83,14 +88,13 @@ bool launch(BrowserInstance& browser, const char* browserPath, const StartArgume
   return launchBrowser(browser, browserPath, start.arguments);
 }
 
-// Ends a start that failed: the error stays readable in the record, a browser that this call launched goes with the instance.
-int abandonStart(ContextRecord& record, bool launched, int result) {
+// What a failed start leaves: its error, readable in the record, and no browser that this call launched.
+int failStart(ContextRecord& record, bool launched, int result) {
   keepInstanceError(record);
   __logerr("kx_Init(): %s, error (%d)", record.lastErrorText.c_str(), record.lastErrorNumber);
   if (launched) {
     terminateAndWait(*record.instance, kGiveUpTimeoutSeconds);
   }
-  record.instance.reset();
   return result;
 }
 
@@ -103,8 +107,8 @@ struct StartRequest {
 
 int startBrowser(ContextRecord& record, const StartRequest& request, const Options& options) {
   const std::string pipeName = initPipeName(request.browser, options);
-  replaceInstance(record, std::make_unique<PipeBrowserInstance>(request.browser, pipeName));
-  BrowserInstance& browser = *record.instance;
+  InstanceStart attempt(record, std::make_unique<PipeBrowserInstance>(request.browser, pipeName));
+  BrowserInstance& browser = attempt.browser();
   if (findOption(options, kOptionProfiler) != nullptr) {
     browser.setUseProfiler(true);
   }
@@ -114,11 +118,12 @@ int startBrowser(ContextRecord& record, const StartRequest& request, const Optio
       browser, request.timeoutSeconds, [&] { return launch(browser, request.browserPath, start); },
       [] { ::Sleep(kConnectPauseMilliseconds); });
   if (!outcome.isConnected) {
-    return abandonStart(record, outcome.launched, outcome.failureResult);
+    return failStart(record, outcome.launched, outcome.failureResult);
   }
   if (!browser.initialise(request.openNewBrowser, outcome.launched, request.timeoutSeconds)) {
-    return abandonStart(record, outcome.launched, KX_FAILED);
+    return failStart(record, outcome.launched, KX_FAILED);
   }
+  attempt.succeed();
   return KX_OK;
 }
 

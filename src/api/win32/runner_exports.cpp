@@ -1,9 +1,5 @@
-// The kxr_ exports: for hosts that start the browser themselves. Each is documented in the public header, and only there.
-#include <windows.h>
-
-#include <memory>
-#include <string>
-
+// The kxr_ exports: for hosts that start the browser themselves. Each is documented in the public header, and
+// only there.
 #include "api/browser_arguments.h"
 #include "api/connect_attempts.h"
 #include "api/copy_out.h"
@@ -16,17 +12,24 @@
 #include "pipe/win32/pipe_browser_instance.h"
 #include "process/win32/browser_shutdown.h"
 
+#include <windows.h>
+#include <memory>
+#include <string>
+
 namespace {
 
 constexpr ExportFrame kRunnerInit = {"kxr_Init", "kxr_Init(): context %d does not exist", nullptr};
 // An exit that did not come to its end counts as one that the browser did not confirm: the instance is kept.
-constexpr ExportFrame kRunnerExit = {"kxr_Exit", "kxr_Exit(): context %d does not exist",
-                                     "kxr_Exit() error: not initialized", {KX_NO_CONTEXT, KX_FAILED, KX_TIMEOUT}};
+constexpr ExportFrame kRunnerExit = {"kxr_Exit",
+                                     "kxr_Exit(): context %d does not exist",
+                                     "kxr_Exit() error: not initialized",
+                                     {KX_NO_CONTEXT, KX_FAILED, KX_TIMEOUT}};
 
 // The browser always counts as launched for whoever connects to a runner: its host did that.
 constexpr bool kLaunched = true;
 
-// False when browser and options name a browser that can be connected to; otherwise says in the log what is wrong.
+// False when browser and options name a browser that can be connected to; otherwise says in the log what is
+// wrong.
 bool refusesCommandLine(const RunnerBrowser& runner, const char* browser) {
   switch (runner.problem) {
     case RunnerBrowser::Problem::None:
@@ -90,7 +93,8 @@ bool startRunner(ContextRecord& record, bool openNewBrowser, int timeoutSeconds)
 
 }  // namespace
 
-int kxr_GetCommandLine(const char* browser, const char* options, char* buffer, int size, const char* pageText) {
+int kxr_GetCommandLine(const char* browser, const char* options, char* buffer, int size,
+                       const char* pageText) {
   return guarded("kxr_GetCommandLine", KX_FAILED, [&] {
     if (browser == nullptr || options == nullptr) {
       __logerr("Invalid arguments for kxr_GetCommandLine()");
@@ -128,12 +132,12 @@ int kxr_Init(int context, const char* browser, const char* options, int openNewB
     if (refusesInit(runner, browser)) {
       return KX_FAILED;
     }
-    replaceInstance(record, std::make_unique<PipeBrowserInstance>(browser, runner.pipeName));
+    InstanceStart attempt(record, std::make_unique<PipeBrowserInstance>(browser, runner.pipeName));
     if (!startRunner(record, openNewBrowser != 0, timeoutFromHost(timeout))) {
       __logerr("kxr_Init() %s, error (%d)", record.lastErrorText.c_str(), record.lastErrorNumber);
-      record.instance.reset();
       return KX_FAILED;
     }
+    attempt.succeed();
     return KX_OK;
   });
 }

@@ -1,15 +1,15 @@
 #include "common/platform.h"
 
-#include <windows.h>
-
-#include <array>
-
 #include "common/last_error.h"
 #include "common/win32/utf16.h"
 
+#include <windows.h>
+#include <array>
+
 namespace {
 
-// Variable names are short ASCII literals. They are widened without a heap allocation, since every log call reads one.
+// Variable names are short ASCII literals. They are widened without a heap allocation, since every log call
+// reads one.
 class WideName {
  public:
   explicit WideName(const char* name) {
@@ -27,15 +27,25 @@ class WideName {
 
 namespace platform {
 
-std::uint32_t currentProcessId() { return ::GetCurrentProcessId(); }
+std::uint32_t currentProcessId() {
+  return ::GetCurrentProcessId();
+}
 
-std::uint32_t currentThreadId() { return ::GetCurrentThreadId(); }
+std::uint32_t currentThreadId() {
+  return ::GetCurrentThreadId();
+}
 
-std::uint32_t lastErrorNumber() { return ::GetLastError(); }
+std::uint32_t lastErrorNumber() {
+  return ::GetLastError();
+}
 
-void setLastErrorNumber(std::uint32_t number) { ::SetLastError(number); }
+void setLastErrorNumber(std::uint32_t number) {
+  ::SetLastError(number);
+}
 
-void writeDebuggerLine(const char* line) { ::OutputDebugStringA(line); }
+void writeDebuggerLine(const char* line) {
+  ::OutputDebugStringA(line);
+}
 
 std::optional<std::string> environmentVariable(const char* name) {
   const LastErrorGuard guard;
@@ -44,7 +54,8 @@ std::optional<std::string> environmentVariable(const char* name) {
   std::array<wchar_t, 256> shortValue;
   // An absent variable and an empty one both give length 0, and only the absent one sets an error.
   ::SetLastError(ERROR_SUCCESS);
-  DWORD length = ::GetEnvironmentVariableW(wideName.get(), shortValue.data(), static_cast<DWORD>(shortValue.size()));
+  DWORD length =
+      ::GetEnvironmentVariableW(wideName.get(), shortValue.data(), static_cast<DWORD>(shortValue.size()));
   if (length == 0 && ::GetLastError() == ERROR_ENVVAR_NOT_FOUND) {
     return std::nullopt;
   }

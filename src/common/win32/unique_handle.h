@@ -1,13 +1,13 @@
-// Owners for what Windows hands out: move-only, empty for every "no handle" value, closing in the destructor. The closers keep
-// the thread's last error, so that an owner may go out of scope between a failing call and the message about it.
+// Owners for what Windows hands out: move-only, empty for every "no handle" value, closing in the destructor.
+// The closers keep the thread's last error, so that an owner may go out of scope between a failing call and
+// the message about it.
 #pragma once
 
-#include <windows.h>
+#include "common/last_error.h"
 
+#include <windows.h>
 #include <memory>
 #include <utility>
-
-#include "common/last_error.h"
 
 template <typename Policy>
 class UniqueResource {

@@ -1,11 +1,10 @@
 #include "common/win32/utf16.h"
 
-#include <windows.h>
+#include "common/last_error.h"
 
+#include <windows.h>
 #include <algorithm>
 #include <limits>
-
-#include "common/last_error.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
-// Conversion between the library's texts (UTF-8) and those of the wide Windows calls. Bytes that are no UTF-8 become the
-// replacement character; nothing fails. Both keep the thread's last error.
+// Conversion between the library's texts (UTF-8) and those of the wide Windows calls. Bytes that are no UTF-8
+// become the replacement character; nothing fails. Both keep the thread's last error.
 #pragma once
 
 #include <string>

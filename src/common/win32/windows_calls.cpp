@@ -6,4 +6,6 @@ WindowsCalls calls;
 
 }  // namespace
 
-WindowsCalls& windowsCalls() { return calls; }
+WindowsCalls& windowsCalls() {
+  return calls;
+}

@@ -1,5 +1,6 @@
-// The Windows calls whose results decide what the library does, in one table, so that a test can put its own in place of one
-// that cannot be made to fail, or to fall short, on a real pipe or process. Outside tests the table is never written.
+// The Windows calls whose results decide what the library does, in one table, so that a test can put its own
+// in place of one that cannot be made to fail, or to fall short, on a real pipe or process. Outside tests the
+// table is never written.
 #pragma once
 
 #include <windows.h>

@@ -1,13 +1,5 @@
 #include "pipe/win32/pipe.h"
 
-#include <algorithm>
-#include <array>
-#include <cstring>
-#include <optional>
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "common/last_error.h"
 #include "common/seconds.h"
 #include "common/win32/unique_handle.h"
@@ -16,11 +8,20 @@
 #include "log/log.h"
 #include "pipe/win32/pipe_security.h"
 
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
 namespace {
 
 constexpr DWORD kPipeBufferBytes = 512;
 
-// Bytes beyond this size are given back once their operation has ended, so that one huge request does not stay in memory.
+// Bytes beyond this size are given back once their operation has ended, so that one huge request does not
+// stay in memory.
 constexpr std::size_t kKeptBytes = 65536;
 
 constexpr DWORD kWaitFinished = WAIT_OBJECT_0;
@@ -47,8 +48,8 @@ struct pipe_handle {
 
 namespace {
 
-// What is left of a time-out for an operation that may have to wait for another one first. The clock starts with the first
-// wait, which so gets the whole time.
+// What is left of a time-out for an operation that may have to wait for another one first. The clock starts
+// with the first wait, which so gets the whole time.
 class Deadline {
  public:
   explicit Deadline(int timeoutSeconds) : wait_(transportWaitMilliseconds(timeoutSeconds)) {}
@@ -68,11 +69,16 @@ class Deadline {
   std::optional<ULONGLONG> start_;
 };
 
-UniqueHandle makeIoEvent() { return UniqueHandle(windowsCalls().createEvent(nullptr, TRUE, TRUE, nullptr)); }
+UniqueHandle makeIoEvent() {
+  return UniqueHandle(windowsCalls().createEvent(nullptr, TRUE, TRUE, nullptr));
+}
 
-UniqueHandle makeCancelEvent() { return UniqueHandle(windowsCalls().createEvent(nullptr, FALSE, FALSE, nullptr)); }
+UniqueHandle makeCancelEvent() {
+  return UniqueHandle(windowsCalls().createEvent(nullptr, FALSE, FALSE, nullptr));
+}
 
-pipe_handle* makeEnd(UniqueHandle handle, UniqueHandle ioEvent, UniqueHandle cancelEvent, PipeSecurity security) {
+pipe_handle* makeEnd(UniqueHandle handle, UniqueHandle ioEvent, UniqueHandle cancelEvent,
+                     PipeSecurity security) {
   auto pipe = std::make_unique<pipe_handle>();
   pipe->handle = handle.release();
   pipe->io_event = ioEvent.release();
@@ -110,8 +116,8 @@ void keepUntaken(pipe_handle& pipe, const char* first, std::size_t count) {
   pipe.untaken.insert(pipe.untaken.end(), first, first + count);
 }
 
-// Cancels the pending operation and waits until the kernel has let go of it. A read's bytes are kept for the next read.
-// Keeps the last error and logs nothing, since no step of its caller has failed.
+// Cancels the pending operation and waits until the kernel has let go of it. A read's bytes are kept for the
+// next read. Keeps the last error and logs nothing, since no step of its caller has failed.
 void cancelPending(pipe_handle& pipe) {
   if (pipe.pending == Operation::None) {
     return;
@@ -214,8 +220,8 @@ pipe_handle* pipe_create(const char* name) {
   }
   UniqueHandle handle(windowsCalls().createNamedPipe(
       utf16FromUtf8(name).c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED,
-      PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT, PIPE_UNLIMITED_INSTANCES, kPipeBufferBytes, kPipeBufferBytes, 0,
-      security.get()));
+      PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT, PIPE_UNLIMITED_INSTANCES, kPipeBufferBytes,
+      kPipeBufferBytes, 0, security.get()));
   if (!handle) {
     __logerr("Could not create pipe %s, error = %d", name, lastErrorForLog());
     return nullptr;
@@ -251,7 +257,8 @@ pipe_handle* pipe_open(const char* name) {
   DWORD mode = PIPE_READMODE_BYTE;
   if (windowsCalls().setNamedPipeHandleState(handle.get(), &mode, nullptr, nullptr) == FALSE) {
     __loginf("Could not set pipe %s state, error = %d", name, lastErrorForLog());
-    // Left open on purpose: the peer has seen a client connect, and closing at once would look to it like one that hung up.
+    // Left open on purpose: the peer has seen a client connect, and closing at once would look to it like one
+    // that hung up.
     static_cast<void>(handle.release());
     return nullptr;
   }
@@ -403,4 +410,6 @@ void pipe_close(pipe_handle* pipe) {
   std::default_delete<pipe_handle>()(pipe);
 }
 
-HANDLE pipe_cancel_event(const pipe_handle* pipe) { return pipe->cancel_event; }
+HANDLE pipe_cancel_event(const pipe_handle* pipe) {
+  return pipe->cancel_event;
+}

@@ -1,22 +1,24 @@
 #include "pipe/win32/pipe_browser_instance.h"
 
-#include <algorithm>
-#include <array>
-#include <cstddef>
-#include <limits>
-#include <utility>
-
 #include "common/last_error.h"
 #include "common/platform.h"
 #include "log/log.h"
 #include "process/pipe_names.h"
 #include "process/win32/profile_store.h"
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <limits>
+#include <utility>
+
 namespace {
 
 constexpr std::size_t kReadBufferBytes = 4096;
 
-std::string userName() { return platform::environmentVariable("USERNAME").value_or(""); }
+std::string userName() {
+  return platform::environmentVariable("USERNAME").value_or("");
+}
 
 ServerPipe serverPipeFor(const std::string& browserType, const std::string& givenPipeName) {
   if (!givenPipeName.empty()) {
@@ -47,7 +49,8 @@ bool PipeBrowserInstance::connect(int timeoutSeconds) {
     return false;
   }
   startLock_.release();
-  if (!createCommunicationPipe(communicationPipe) || !sendConnectionData(std::move(serverPipe), timeoutSeconds) ||
+  if (!createCommunicationPipe(communicationPipe) ||
+      !sendConnectionData(std::move(serverPipe), timeoutSeconds) ||
       !awaitExtension(communicationPipe.get(), timeoutSeconds)) {
     return false;
   }
@@ -63,7 +66,8 @@ bool PipeBrowserInstance::acquireStartLock() {
   return false;
 }
 
-// The start lock stays held when this fails: the next attempt goes on with it, and other hosts wait meanwhile.
+// The start lock stays held when this fails: the next attempt goes on with it, and other hosts wait
+// meanwhile.
 bool PipeBrowserInstance::openServerPipe(UniquePipe& serverPipe) {
   __loginf("Client: connecting to server using pipe %s", serverPipeName_.c_str());
   serverPipe.reset(pipe_open(serverPipeName_.c_str()));
@@ -84,7 +88,8 @@ bool PipeBrowserInstance::createCommunicationPipe(UniquePipe& communicationPipe)
     return true;
   }
   const int error = lastErrorForLog();
-  __logerr("BrowserInstance::connect() Error creating pipe cli=%s, error=%d", communicationPipeName_.c_str(), error);
+  __logerr("BrowserInstance::connect() Error creating pipe cli=%s, error=%d", communicationPipeName_.c_str(),
+           error);
   fail(error, "Could not create communication channel");
   return false;
 }
@@ -151,7 +156,8 @@ bool PipeBrowserInstance::sendText(const std::string& text, int timeoutSeconds) 
 bool PipeBrowserInstance::receiveResponse(int timeoutSeconds) {
   std::array<char, kReadBufferBytes> buffer;
   do {
-    const int count = pipe_read(communicationPipe_.get(), buffer.data(), static_cast<int>(buffer.size()), timeoutSeconds);
+    const int count =
+        pipe_read(communicationPipe_.get(), buffer.data(), static_cast<int>(buffer.size()), timeoutSeconds);
     __loginf("Client: Read %d bytes from communication pipe", count);
     if (count < 0) {
       fail(count, "Error while receiving response");

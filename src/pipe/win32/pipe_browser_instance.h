@@ -1,22 +1,24 @@
-// A browser instance that reaches its extension over named pipes. The extension serves a well-known pipe; the instance opens it
-// only to send the name of a pipe of its own, to which the extension then connects, and closes it again. All requests and
-// responses travel over the second pipe. Used by one thread, which should also be the one that destroys it: the start lock,
-// which a failed connect keeps, belongs to the thread that took it.
+// A browser instance that reaches its extension over named pipes. The extension serves a well-known pipe; the
+// instance opens it only to send the name of a pipe of its own, to which the extension then connects, and
+// closes it again. All requests and responses travel over the second pipe. Used by one thread, which should
+// also be the one that destroys it: the start lock, which a failed connect keeps, belongs to the thread that
+// took it.
 #pragma once
-
-#include <string>
 
 #include "browser/browser_instance.h"
 #include "pipe/win32/pipe.h"
 #include "process/win32/start_lock.h"
 
+#include <string>
+
 class PipeBrowserInstance final : public BrowserInstance {
  public:
-  // The given pipe name may be a full pipe path, a short name, or empty: then it is the browser type's default.
+  // The given pipe name may be a full pipe path, a short name, or empty: then it is the browser type's
+  // default.
   PipeBrowserInstance(std::string browserType, const std::string& givenPipeName);
 
-  // The time-out bounds the write of the connection data and the wait for the extension, each. Not the waits for the start
-  // lock (ten minutes) and for a busy server pipe (as long as it stays busy).
+  // The time-out bounds the write of the connection data and the wait for the extension, each. Not the waits
+  // for the start lock (ten minutes) and for a busy server pipe (as long as it stays busy).
   bool connect(int timeoutSeconds) override;
 
   // The time-out bounds every single write and read.

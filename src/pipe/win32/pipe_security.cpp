@@ -12,7 +12,8 @@ void PipeSecurityDeleter::operator()(SECURITY_ATTRIBUTES* attributes) const {
 
 PipeSecurity openToEveryone() {
   LocalMemory descriptor(::LocalAlloc(LPTR, SECURITY_DESCRIPTOR_MIN_LENGTH));
-  if (!descriptor || ::InitializeSecurityDescriptor(descriptor.get(), SECURITY_DESCRIPTOR_REVISION) == FALSE ||
+  if (!descriptor ||
+      ::InitializeSecurityDescriptor(descriptor.get(), SECURITY_DESCRIPTOR_REVISION) == FALSE ||
       windowsCalls().setSecurityDescriptorDacl(descriptor.get(), TRUE, nullptr, FALSE) == FALSE) {
     return nullptr;
   }

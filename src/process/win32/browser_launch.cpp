@@ -1,9 +1,5 @@
 #include "process/win32/browser_launch.h"
 
-#include <windows.h>
-
-#include <optional>
-
 #include "common/last_error.h"
 #include "common/platform.h"
 #include "common/strings.h"
@@ -13,6 +9,9 @@
 #include "log/log.h"
 #include "process/command_line.h"
 #include "process/default_paths.h"
+
+#include <windows.h>
+#include <optional>
 
 namespace {
 
@@ -52,8 +51,8 @@ std::optional<DWORD> startProcess(const std::string& path, const std::vector<std
   STARTUPINFOW startup{};
   startup.cb = sizeof(startup);
   PROCESS_INFORMATION process{};
-  if (windowsCalls().createProcess(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, folder.c_str(), &startup,
-                                   &process) == FALSE) {
+  if (windowsCalls().createProcess(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, folder.c_str(),
+                                   &startup, &process) == FALSE) {
     return std::nullopt;
   }
   const UniqueHandle processHandle(process.hProcess);

@@ -1,12 +1,12 @@
 #include "process/win32/browser_shutdown.h"
 
-#include <windows.h>
-
 #include "common/last_error.h"
 #include "common/seconds.h"
 #include "common/win32/unique_handle.h"
 #include "common/win32/windows_calls.h"
 #include "log/log.h"
+
+#include <windows.h>
 
 namespace {
 
@@ -30,7 +30,8 @@ bool waitForBrowserProcess(BrowserInstance& instance, DWORD processId, int timeo
     killProcess(processId);
     return false;
   }
-  const DWORD result = windowsCalls().waitForSingleObject(process.get(), shutdownWaitMilliseconds(timeoutSeconds));
+  const DWORD result =
+      windowsCalls().waitForSingleObject(process.get(), shutdownWaitMilliseconds(timeoutSeconds));
   if (result == WAIT_OBJECT_0) {
     return true;
   }

@@ -1,11 +1,5 @@
 #include "process/win32/profile_store.h"
 
-#include <windows.h>
-
-#include <cstdio>
-#include <memory>
-#include <optional>
-
 #include "browser/browser_instance.h"
 #include "common/platform.h"
 #include "common/win32/unique_handle.h"
@@ -14,13 +8,20 @@
 #include "log/log.h"
 #include "process/default_paths.h"
 
+#include <windows.h>
+#include <cstdio>
+#include <memory>
+#include <optional>
+
 namespace {
 
 struct FileCloser {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
 
-std::string applicationDataFolder() { return platform::environmentVariable("APPDATA").value_or(""); }
+std::string applicationDataFolder() {
+  return platform::environmentVariable("APPDATA").value_or("");
+}
 
 }  // namespace
 
@@ -42,11 +43,13 @@ bool profileIsLocked(const std::string& browserType, const std::string& profileN
   if (browserType != kFirefox) {
     return false;
   }
-  const std::optional<std::string> path = parentLockPath(readFirefoxProfiles(), profileName, applicationDataFolder());
+  const std::optional<std::string> path =
+      parentLockPath(readFirefoxProfiles(), profileName, applicationDataFolder());
   if (!path) {
     return false;
   }
-  const UniqueHandle file(windowsCalls().createFile(utf16FromUtf8(*path).c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  const UniqueHandle file(windowsCalls().createFile(utf16FromUtf8(*path).c_str(), GENERIC_READ,
+                                                    FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                                    FILE_ATTRIBUTE_NORMAL, nullptr));
   return !file && ::GetLastError() == ERROR_SHARING_VIOLATION;
 }

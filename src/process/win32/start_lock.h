@@ -1,12 +1,12 @@
-// The lock that keeps starts of one browser, profile and user apart, across the processes of a logged-on user: a named mutex.
-// Windows ties its ownership to the thread that took it, so an instance must be released by the thread that connected it.
+// The lock that keeps starts of one browser, profile and user apart, across the processes of a logged-on
+// user: a named mutex. Windows ties its ownership to the thread that took it, so an instance must be released
+// by the thread that connected it.
 #pragma once
 
-#include <windows.h>
-
-#include <string>
-
 #include "common/win32/unique_handle.h"
+
+#include <windows.h>
+#include <string>
 
 // Owning a mutex, apart from having a handle to it. Releases it in the destructor.
 class MutexOwnership {
@@ -27,8 +27,8 @@ class MutexOwnership {
 
 class StartLock {
  public:
-  // Waits for the lock of that name for up to ten minutes. True when it is held on return, at once when it was held already.
-  // A failure is in the log.
+  // Waits for the lock of that name for up to ten minutes. True when it is held on return, at once when it
+  // was held already. A failure is in the log.
   bool acquire(const std::string& name);
   void release();
   bool isHeld() const { return static_cast<bool>(mutex_); }
