@@ -1,0 +1,60 @@
+// The library's log, switched on for a test and written to a file of its own, and the bytes that a test
+// expects there.
+#pragma once
+
+#include "support/win32/environment_variable.h"
+#include "support/win32/temp_folder.h"
+
+#include <windows.h>
+#include <string>
+
+class LogFile {
+ public:
+  LogFile() = default;
+
+  const std::string& path() const { return path_; }
+  std::string text() const { return fileBytes(path_); }
+  void clear() const { ::DeleteFileW(wide(path_).c_str()); }
+
+ private:
+  TempFolder folder_{"log"};
+  std::string path_ = folder_.path("kx.log");
+  EnvironmentVariable switch_{"KORVEX_LOG", "on"};
+  EnvironmentVariable place_{"KORVEX_LOGPATH", path_};
+};
+
+// Builds what a log file holds after the given entries, all written by one thread of this process.
+class ExpectedLog {
+ public:
+  explicit ExpectedLog(DWORD threadId = ::GetCurrentThreadId())
+      : prefix_("(" + std::to_string(static_cast<int>(::GetCurrentProcessId())) + ", " +
+                std::to_string(static_cast<int>(threadId)) + "): ") {}
+
+  ExpectedLog& info(const std::string& message) {
+    text_ += prefix_ + message + "\n";
+    return *this;
+  }
+
+  // The ids of an error stand behind its line end.
+  ExpectedLog& error(const std::string& message) {
+    text_ += "Error: " + message + "\n" + prefix_;
+    return *this;
+  }
+
+  const std::string& text() const { return text_; }
+
+ private:
+  std::string prefix_;
+  std::string text_;
+};
+
+// The text with every number that directly follows the marker written as "N": for messages that end in a last
+// error which the library does not decide.
+inline std::string withoutNumbersAfter(const std::string& marker, std::string text) {
+  for (std::size_t at = text.find(marker); at != std::string::npos; at = text.find(marker, at)) {
+    at += marker.size();
+    const std::size_t end = text.find_first_not_of("-0123456789", at);
+    text.replace(at, (end == std::string::npos ? text.size() : end) - at, "N");
+  }
+  return text;
+}
