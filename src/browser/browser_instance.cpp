@@ -86,22 +86,18 @@ void BrowserInstance::fail(int number, std::string text) {
 }
 
 bool BrowserInstance::processResponseBytes(const char* bytes, std::size_t length) {
-  std::size_t accepted = 0;
-  while (accepted < length && !checker_.isComplete()) {
-    if (!checker_.feed(static_cast<unsigned char>(bytes[accepted]))) {
-      const auto rejected = static_cast<signed char>(bytes[accepted]);
-      __logerr(
-          "BrowserInstance::processResponseBytes() Can not parse char %c(%d) at position %d, responce chunk "
-          "'%s'",
-          rejected, rejected, static_cast<int>(accepted), std::string(bytes, length).c_str());
-      // The bytes before the rejected one stay, and a later response is appended to them.
-      receiveBuffer_.append(bytes, accepted);
-      checker_ = ResponseChecker();
-      return false;
-    }
-    ++accepted;
-  }
+  const std::size_t accepted = checker_.feedUntilComplete({bytes, length});
   receiveBuffer_.append(bytes, accepted);
+  if (accepted < length && !checker_.isComplete()) {
+    const auto rejected = static_cast<signed char>(bytes[accepted]);
+    __logerr(
+        "BrowserInstance::processResponseBytes() Can not parse char %c(%d) at position %d, responce chunk "
+        "'%s'",
+        rejected, rejected, static_cast<int>(accepted), std::string(bytes, length).c_str());
+    // The bytes before the rejected one stay in the buffer, and a later response is appended to them.
+    checker_ = ResponseChecker();
+    return false;
+  }
 
   isResponseIncomplete_ = !checker_.isComplete();
   if (!isResponseIncomplete_) {

@@ -295,6 +295,17 @@ bool ResponseChecker::feed(unsigned char byte) {
   return false;
 }
 
+std::size_t ResponseChecker::feedUntilComplete(std::string_view bytes) {
+  std::size_t accepted = 0;
+  while (accepted < bytes.size() && feed(static_cast<unsigned char>(bytes[accepted]))) {
+    ++accepted;
+    if (state_ == State::Ok && isComplete()) {
+      break;
+    }
+  }
+  return accepted;
+}
+
 bool ResponseChecker::isComplete() const {
   return state_ == State::Ok && top_ >= 0 && modes_[static_cast<std::size_t>(top_)] == Mode::Done;
 }

@@ -4,7 +4,9 @@
 // browser instance, used by one thread.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <string_view>
 #include <vector>
 
 class ResponseChecker {
@@ -51,6 +53,10 @@ class ResponseChecker {
 
   // False when the byte cannot stand here. A checker that rejected a byte is spent: make a new one.
   bool feed(unsigned char byte);
+
+  // Feeds bytes up to the one that completes the text, and gives their number. A smaller number without
+  // completion means that the byte behind them was rejected.
+  std::size_t feedUntilComplete(std::string_view bytes);
 
   // Whether the top-level object or array has just closed.
   bool isComplete() const;

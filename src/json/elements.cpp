@@ -1,5 +1,7 @@
 #include "json/elements.h"
 
+#include <algorithm>
+
 namespace json {
 
 // The members that need the complete UnknownElement are defined here, since it holds arrays and objects
@@ -35,9 +37,14 @@ Array::const_iterator Array::End() const {
 }
 
 Object::Object() = default;
-Object::Object(const Object& other) = default;
+Object::Object(const Object& other)
+    : members_(other.members_),
+      positions_(other.positions_ ? std::make_unique<Positions>(*other.positions_) : nullptr) {}
 Object::Object(Object&& other) noexcept = default;
-Object& Object::operator=(const Object& other) = default;
+Object& Object::operator=(const Object& other) {
+  *this = Object(other);
+  return *this;
+}
 Object& Object::operator=(Object&& other) noexcept = default;
 Object::~Object() = default;
 
@@ -55,18 +62,41 @@ Object::const_iterator Object::End() const {
 }
 
 void Object::Insert(Member member) {
-  if (!positions_.try_emplace(member.name, members_.size()).second) {
+  if (find(member.name) < members_.size()) {
     throw Exception("Object member already exists: " + member.name);
   }
-  members_.push_back(std::move(member));
+  append(std::move(member));
 }
 
 UnknownElement& Object::operator[](const std::string& name) {
-  const auto [position, isNew] = positions_.try_emplace(name, members_.size());
-  if (isNew) {
-    members_.push_back({name, {}});
+  const std::size_t position = find(name);
+  if (position == members_.size()) {
+    append({name, {}});
   }
-  return members_[position->second].element;
+  return members_[position].element;
+}
+
+std::size_t Object::find(const std::string& name) const {
+  if (positions_) {
+    const auto found = positions_->find(name);
+    return found != positions_->end() ? found->second : members_.size();
+  }
+  const auto found = std::find_if(members_.begin(), members_.end(),
+                                  [&name](const Member& member) { return member.name == name; });
+  return static_cast<std::size_t>(found - members_.begin());
+}
+
+void Object::append(Member member) {
+  constexpr std::size_t kFewMembers = 16;
+  members_.push_back(std::move(member));
+  if (positions_) {
+    positions_->emplace(members_.back().name, members_.size() - 1);
+  } else if (members_.size() > kFewMembers) {
+    positions_ = std::make_unique<Positions>();
+    for (std::size_t i = 0; i < members_.size(); ++i) {
+      positions_->emplace(members_[i].name, i);
+    }
+  }
 }
 
 UnknownElement::UnknownElement() = default;

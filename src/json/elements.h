@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
@@ -95,8 +96,15 @@ class Object {
   const_iterator End() const;
 
  private:
+  using Positions = std::unordered_map<std::string, std::size_t>;
+
+  // The position of a member, or the number of members when there is none of that name.
+  std::size_t find(const std::string& name) const;
+  void append(Member member);
+
   std::vector<Member> members_;
-  std::unordered_map<std::string, std::size_t> positions_;
+  // Where each name stands. Made only once there are too many members to look at one after another.
+  std::unique_ptr<Positions> positions_;
 };
 
 // Holds one element of any type, null at first. The non-const conversion to a type replaces an element of

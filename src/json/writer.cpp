@@ -1,5 +1,6 @@
 #include "json/writer.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <string_view>
@@ -9,6 +10,11 @@ namespace json {
 namespace {
 
 constexpr int kNumberDigits = 20;
+
+// The only bytes of a text that are escaped, and what stands behind the backslash for each. All others, other
+// control characters included, are written as they are.
+constexpr std::string_view kEscaped = "\b\t\n\f\r\"\\";
+constexpr std::string_view kEscapes = "btnfr\"\\";
 
 class TextForm {
  public:
@@ -31,10 +37,12 @@ class TextForm {
 
   void write(const String& text) {
     stream_ << '"';
-    for (const char c : text.Value()) {
-      writeCharacter(c);
+    std::string_view rest = text.Value();
+    for (std::size_t plain = plainLength(rest); plain < rest.size(); plain = plainLength(rest)) {
+      stream_ << rest.substr(0, plain) << '\\' << kEscapes[kEscaped.find(rest[plain])];
+      rest.remove_prefix(plain + 1);
     }
-    stream_ << '"';
+    stream_ << rest << '"';
   }
 
   void write(const Number& number) {
@@ -73,31 +81,13 @@ class TextForm {
     }
   }
 
-  void writeCharacter(char c) {
-    switch (c) {
-      case '\b':
-        stream_ << "\\b";
-        break;
-      case '\t':
-        stream_ << "\\t";
-        break;
-      case '\n':
-        stream_ << "\\n";
-        break;
-      case '\f':
-        stream_ << "\\f";
-        break;
-      case '\r':
-        stream_ << "\\r";
-        break;
-      case '"':
-      case '\\':
-        stream_ << '\\' << c;
-        break;
-      default:
-        stream_.put(c);
-    }
+  // How many bytes at the beginning are written as they are.
+  static std::size_t plainLength(std::string_view text) {
+    return static_cast<std::size_t>(std::find_if(text.begin(), text.end(), isEscaped) - text.begin());
   }
+
+  // A quicker kEscaped.find().
+  static bool isEscaped(char c) { return c == '"' || c == '\\' || (c >= '\b' && c <= '\r' && c != '\v'); }
 
   std::ostream& stream_;
   int depth_ = 0;
