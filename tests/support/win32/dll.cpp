@@ -1,10 +1,10 @@
 #include "support/win32/dll.h"
 
-#include <stdexcept>
-#include <utility>
-
 #include "support/win32/environment_variable.h"
 #include "support/win32/text.h"
+
+#include <stdexcept>
+#include <utility>
 
 namespace {
 
@@ -62,7 +62,9 @@ KxLibrary::KxLibrary() {
   resolve(module_, "kxr_Exit", kxr_Exit);
 }
 
-KxLibrary::~KxLibrary() { unload(); }
+KxLibrary::~KxLibrary() {
+  unload();
+}
 
 void KxLibrary::unload() {
   if (module_ != nullptr) {

@@ -1,12 +1,12 @@
-// KXTCP64.dll as a host meets it: loaded by its name, its functions found by theirs. Nothing of the library is linked; the public
-// header lends the signatures and nothing else. A test owns the object and calls `dll.kx_Play(...)`; any thread may use it.
+// KXTCP64.dll as a host meets it: loaded by its name, its functions found by theirs. Nothing of the library
+// is linked; the public header lends the signatures and nothing else. A test owns the object and calls
+// `dll.kx_Play(...)`; any thread may use it.
 #pragma once
 
-#include <windows.h>
-
-#include <string>
-
 #include "kxtcp64.h"
+
+#include <windows.h>
+#include <string>
 
 // The exports, each under its own name, so that a test reads like the host's source.
 struct KxExports {
@@ -31,8 +31,8 @@ struct KxExports {
 
 class KxLibrary : public KxExports {
  public:
-  // Loads the library that the environment variable KX_DLL names, otherwise the one in the program's own folder. Throws
-  // std::runtime_error when it is not there or lacks an export.
+  // Loads the library that the environment variable KX_DLL names, otherwise the one in the program's own
+  // folder. Throws std::runtime_error when it is not there or lacks an export.
   KxLibrary();
   ~KxLibrary();
   KxLibrary(const KxLibrary&) = delete;
