@@ -40,7 +40,7 @@ class Parser {
 
   // What a string stands for; any other token as it is written.
   std::string valueOf(const Token& token) const {
-    return token.type == TokenType::Text ? stringValue(text_, token) : std::string(written(token));
+    return token.type == TokenType::StringToken ? stringValue(text_, token) : std::string(written(token));
   }
 
   const Token& peek() const {
@@ -74,15 +74,15 @@ class Parser {
         return parseObject();
       case TokenType::ArrayBegin:
         return parseArray();
-      case TokenType::Text:
+      case TokenType::StringToken:
         ++next_;
         return String(valueOf(token));
-      case TokenType::Number:
+      case TokenType::NumberToken:
         return parseNumber();
-      case TokenType::Boolean:
+      case TokenType::BooleanToken:
         ++next_;
         return Boolean(written(token) == "true");
-      case TokenType::Null:
+      case TokenType::NullToken:
         ++next_;
         return {};
       default:
@@ -107,7 +107,7 @@ class Parser {
     Object object;
     enter(TokenType::ObjectBegin);
     for (bool more = !nextIs(TokenType::ObjectEnd); more; more = takeComma()) {
-      const Token& name = take(TokenType::Text);
+      const Token& name = take(TokenType::StringToken);
       take(TokenType::Colon);
       insert(object, name, parseElement());
     }
@@ -142,7 +142,7 @@ class Parser {
   }
 
   Number parseNumber() {
-    const Token& token = take(TokenType::Number);
+    const Token& token = take(TokenType::NumberToken);
     const std::string_view number = written(token);
     const std::size_t length = numberLength(number);
     if (length < number.size() || isCutShort(number)) {

@@ -160,13 +160,13 @@ class Scanner {
         takeString(token);
         break;
       case 't':
-        take(token, TokenType::Boolean, "true");
+        take(token, TokenType::BooleanToken, "true");
         break;
       case 'f':
-        take(token, TokenType::Boolean, "false");
+        take(token, TokenType::BooleanToken, "false");
         break;
       case 'n':
-        take(token, TokenType::Null, "null");
+        take(token, TokenType::NullToken, "null");
         break;
       default:
         takeNumber(token);
@@ -195,13 +195,13 @@ class Scanner {
     if (peek() != '-' && !isAsciiDigit(peek())) {
       fail(std::string("Unexpected character in stream: ") + peek());
     }
-    token.type = TokenType::Number;
+    token.type = TokenType::NumberToken;
     position_ = std::min(text_.find_first_not_of(kNumberCharacters, position_), text_.size());
   }
 
   // The escapes are checked now, and read again when the token is used: most strings have none.
   void takeString(Token& token) {
-    token.type = TokenType::Text;
+    token.type = TokenType::StringToken;
     expect("\"");
     for (position_ += plainLength(text_.substr(position_)); !atEnd() && peek() == '\\';
          position_ += plainLength(text_.substr(position_))) {

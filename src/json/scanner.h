@@ -18,15 +18,15 @@ enum class TokenType : std::uint8_t {
   ArrayEnd,
   Comma,
   Colon,
-  Text,
-  Number,
-  Boolean,
-  Null
+  StringToken,
+  NumberToken,
+  BooleanToken,
+  NullToken
 };
 
 // A token's place in the text, as offsets. A string's quotes belong to it.
 struct Token {
-  TokenType type = TokenType::Null;
+  TokenType type = TokenType::NullToken;
   bool hasEscapes = false;
   std::size_t begin = 0;
   std::size_t end = 0;
