@@ -1,0 +1,215 @@
+#include "support/win32/simulator.h"
+
+#include "support/win32/text.h"
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+#include <filesystem>
+#include <sstream>
+#include <stdexcept>
+#include <tlhelp32.h>
+#include <utility>
+
+namespace {
+
+constexpr DWORD kPatienceMilliseconds = 60000;
+constexpr char kSimulator[] = "kxsim.exe";
+constexpr char kStartEvent[] = "start pid=";
+
+std::string folderOf(const std::string& path) {
+  return path.substr(0, path.rfind('\\'));
+}
+
+std::vector<DWORD> processesNamed(const std::string& programName) {
+  std::vector<DWORD> ids;
+  const HANDLE snapshot = ::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+  PROCESSENTRY32W entry{};
+  entry.dwSize = sizeof(entry);
+  for (BOOL more = ::Process32FirstW(snapshot, &entry); more != FALSE;
+       more = ::Process32NextW(snapshot, &entry)) {
+    if (narrow(entry.szExeFile) == programName) {
+      ids.push_back(entry.th32ProcessID);
+    }
+  }
+  ::CloseHandle(snapshot);
+  return ids;
+}
+
+void copyProgram(const std::string& from, const std::string& to) {
+  // A link costs nothing; some folders lie where none can be made.
+  if (::CreateHardLinkW(wide(to).c_str(), wide(from).c_str(), nullptr) == FALSE &&
+      ::CopyFileW(wide(from).c_str(), wide(to).c_str(), TRUE) == FALSE) {
+    throw std::runtime_error("cannot copy " + from + " to " + to + ", error " +
+                             std::to_string(::GetLastError()));
+  }
+}
+
+}  // namespace
+
+int countProcesses(const std::string& programName) {
+  return static_cast<int>(processesNamed(programName).size());
+}
+
+ObservedProcess::ObservedProcess(DWORD id)
+    : id_(id),
+      handle_(::OpenProcess(SYNCHRONIZE | PROCESS_QUERY_INFORMATION | PROCESS_TERMINATE, FALSE, id)) {
+  if (handle_ == nullptr) {
+    throw std::runtime_error("there is no process " + std::to_string(id));
+  }
+}
+
+ObservedProcess::ObservedProcess(ObservedProcess&& other) noexcept
+    : id_(other.id_), handle_(std::exchange(other.handle_, nullptr)) {}
+
+ObservedProcess::~ObservedProcess() {
+  if (handle_ != nullptr) {
+    ::CloseHandle(handle_);
+  }
+}
+
+bool ObservedProcess::isRunning() const {
+  return ::WaitForSingleObject(handle_, 0) == WAIT_TIMEOUT;
+}
+
+DWORD ObservedProcess::exitCode() const {
+  if (::WaitForSingleObject(handle_, kPatienceMilliseconds) != WAIT_OBJECT_0) {
+    throw std::runtime_error("the process " + std::to_string(id_) + " does not end");
+  }
+  DWORD code = STILL_ACTIVE;
+  ::GetExitCodeProcess(handle_, &code);
+  return code;
+}
+
+void ObservedProcess::kill() const {
+  ::TerminateProcess(handle_, 98);
+  ::WaitForSingleObject(handle_, kPatienceMilliseconds);
+}
+
+SimulatedBrowser::SimulatedBrowser(const std::string& programName, const std::string& folderName)
+    : programName_(programName),
+      folder_(root_.path(folderName)),
+      program_(folder_ + "\\" + programName_),
+      scriptPath_(program_.substr(0, program_.rfind('.')) + ".script") {
+  std::filesystem::create_directories(wide(folder_));
+  copyProgram(folderOf(ownProgramPath()) + "\\" + kSimulator, program_);
+  script("record " + folder_ + "\\record");
+  script("watch-parent " + std::to_string(::GetCurrentProcessId()));
+  script("idle-limit 120");
+  script("on serving set-event " + serving_.name());
+}
+
+SimulatedBrowser::~SimulatedBrowser() {
+  for (const DWORD id : processesNamed(programName_)) {
+    if (!mayStay_ && (!started_ || started_->id() != id)) {
+      ADD_FAILURE() << "the library left its browser running: process " << id << " of " << program_;
+    }
+    const HANDLE process = ::OpenProcess(SYNCHRONIZE | PROCESS_TERMINATE, FALSE, id);
+    ::TerminateProcess(process, 98);
+    ::WaitForSingleObject(process, kPatienceMilliseconds);
+    ::CloseHandle(process);
+  }
+}
+
+void SimulatedBrowser::script(const std::string& line) {
+  std::ofstream(std::filesystem::path(wide(scriptPath_)), std::ios::binary | std::ios::app) << line << "\n";
+}
+
+void SimulatedBrowser::start(const std::string& arguments) {
+  startOnly(arguments);
+  awaitServing();
+}
+
+void SimulatedBrowser::startOnly(const std::string& arguments) {
+  std::wstring line = L"\"" + wide(program_) + L"\"" + (arguments.empty() ? L"" : L" ") + wide(arguments);
+  STARTUPINFOW startup{};
+  startup.cb = sizeof(startup);
+  PROCESS_INFORMATION process{};
+  if (::CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, wide(folder_).c_str(),
+                       &startup, &process) == FALSE) {
+    throw std::runtime_error("cannot start " + program_ + ", error " + std::to_string(::GetLastError()));
+  }
+  started_.emplace(process.dwProcessId);
+  ::CloseHandle(process.hThread);
+  ::CloseHandle(process.hProcess);
+}
+
+void SimulatedBrowser::awaitServing() const {
+  if (!serving_.wait(kPatienceMilliseconds)) {
+    throw std::runtime_error(program_ + " does not serve its pipe");
+  }
+}
+
+void SimulatedBrowser::kill() {
+  started_.value().kill();
+}
+
+int SimulatedBrowser::runningCount() const {
+  return countProcesses(programName_);
+}
+
+std::vector<DWORD> SimulatedBrowser::processIds() const {
+  std::vector<DWORD> ids;
+  for (const std::string& line : events(kStartEvent)) {
+    ids.push_back(static_cast<DWORD>(std::stoul(line.substr(sizeof(kStartEvent) - 1))));
+  }
+  return ids;
+}
+
+DWORD SimulatedBrowser::processId() const {
+  const std::vector<DWORD> ids = processIds();
+  if (ids.size() != 1) {
+    throw std::runtime_error(std::to_string(ids.size()) + " processes of " + program_ + " started, not one");
+  }
+  return ids.front();
+}
+
+std::string SimulatedBrowser::nameLine(int connection) const {
+  return recorded("name-line-" + std::to_string(connection) + ".bin");
+}
+
+std::string SimulatedBrowser::request(int number, int connection) const {
+  return recorded("request-" + std::to_string(connection) + "-" + std::to_string(number) + ".bin");
+}
+
+std::string SimulatedBrowser::reply(int number, int connection) const {
+  return recorded("reply-" + std::to_string(connection) + "-" + std::to_string(number) + ".bin");
+}
+
+std::string SimulatedBrowser::lastRequest() const {
+  int number = 0;
+  while (hasRecorded("request-1-" + std::to_string(number + 1) + ".bin")) {
+    ++number;
+  }
+  return request(number);
+}
+
+std::string SimulatedBrowser::recorded(const std::string& fileName) const {
+  if (!hasRecorded(fileName)) {
+    throw std::runtime_error(program_ + " has not recorded " + fileName);
+  }
+  return fileBytes(recordPath(fileName));
+}
+
+bool SimulatedBrowser::hasRecorded(const std::string& fileName) const {
+  return fileExists(recordPath(fileName));
+}
+
+std::vector<std::string> SimulatedBrowser::events(const std::string& beginning) const {
+  std::vector<std::string> lines;
+  std::istringstream log(fileBytes(recordPath("events.log")));
+  for (std::string line; std::getline(log, line);) {
+    if (line.starts_with(beginning)) {
+      lines.push_back(line);
+    }
+  }
+  return lines;
+}
+
+std::string SimulatedBrowser::pipe() const {
+  const std::vector<std::string> lines = events("pipe from=");
+  if (lines.empty()) {
+    throw std::runtime_error(program_ + " has chosen no pipe");
+  }
+  return lines.front().substr(lines.front().find("name=") + 5);
+}

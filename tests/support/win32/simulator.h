@@ -1,0 +1,104 @@
+// kxsim.exe as the browser of a test: a program of its own name in a folder of its own, with its script
+// beside it, and everything that it records. The library launches it by its path, or the test starts it for a
+// host that attaches. The test's thread owns the object; when it goes, no process of that program is left.
+#pragma once
+
+#include "support/win32/helper_process.h"
+#include "support/win32/pipe_name.h"
+#include "support/win32/temp_folder.h"
+
+#include <windows.h>
+#include <optional>
+#include <string>
+#include <vector>
+
+// A process that somebody else started, held by its id so that its end can be waited for.
+class ObservedProcess {
+ public:
+  explicit ObservedProcess(DWORD id);
+  ~ObservedProcess();
+  ObservedProcess(ObservedProcess&& other) noexcept;
+  ObservedProcess(const ObservedProcess&) = delete;
+  ObservedProcess& operator=(const ObservedProcess&) = delete;
+
+  DWORD id() const { return id_; }
+  bool isRunning() const;
+  // Waits for the end and gives the exit code.
+  DWORD exitCode() const;
+  void kill() const;
+
+ private:
+  DWORD id_;
+  HANDLE handle_;
+};
+
+class SimulatedBrowser {
+ public:
+  // Plays Firefox or Chrome when neither the script nor its switches say which.
+  static SimulatedBrowser firefox() { return SimulatedBrowser(uniqueName("firefox") + ".exe"); }
+  static SimulatedBrowser chrome() { return SimulatedBrowser(uniqueName("chrome") + ".exe"); }
+
+  explicit SimulatedBrowser(const std::string& programName = uniqueName("browser") + ".exe",
+                            const std::string& folderName = "browser");
+  // Ends what is left of it. A process that the test did not start and that still runs is a failure of the
+  // test: the library left it behind.
+  ~SimulatedBrowser();
+  SimulatedBrowser(const SimulatedBrowser&) = delete;
+  SimulatedBrowser& operator=(const SimulatedBrowser&) = delete;
+
+  // What hosts hand to the library.
+  const std::string& program() const { return program_; }
+  const std::string& folder() const { return folder_; }
+
+  // Adds a line to the script, for processes that start later.
+  void script(const std::string& line);
+
+  // Starts it as a user does, or with a runner's arguments, and waits until hosts can connect.
+  void start(const std::string& arguments = "");
+  // The same without the wait.
+  void startOnly(const std::string& arguments = "");
+  // Waits until a process of this program serves its pipe; each process says so once.
+  void awaitServing() const;
+
+  // Ends the process that the test started.
+  void kill();
+  // Says that a browser which the library launched is meant to outlive it.
+  void mayStay() { mayStay_ = true; }
+
+  // How many processes of this program run, by the system's own list.
+  int runningCount() const;
+  bool isRunning() const { return runningCount() > 0; }
+  // The ids of all processes that ever started, as they noted them themselves.
+  std::vector<DWORD> processIds() const;
+  // The only one of them.
+  DWORD processId() const;
+  ObservedProcess process() const { return ObservedProcess(processId()); }
+
+  // What it recorded; connections and requests count from 1.
+  std::string commandLine() const { return recorded("command-line.txt"); }
+  std::string workingDirectory() const { return recorded("working-directory.txt"); }
+  std::string nameLine(int connection = 1) const;
+  std::string request(int number, int connection = 1) const;
+  std::string reply(int number, int connection = 1) const;
+  std::string lastRequest() const;
+  std::string recorded(const std::string& fileName) const;
+  bool hasRecorded(const std::string& fileName) const;
+  // The lines of its event log that begin like this.
+  std::vector<std::string> events(const std::string& beginning = "") const;
+  std::string pipe() const;
+
+ private:
+  std::string recordPath(const std::string& fileName) const { return folder_ + "\\record\\" + fileName; }
+
+  TempFolder root_{"sim"};
+  std::string programName_;
+  std::string folder_;
+  std::string program_;
+  std::string scriptPath_;
+  NamedEvent serving_;
+  std::optional<ObservedProcess> started_;
+  bool mayStay_ = false;
+};
+
+// How many processes with this program name run.
+int countProcesses(const std::string& programName);
