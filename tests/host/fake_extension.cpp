@@ -18,19 +18,6 @@ constexpr DWORD kPipeBytes = 4096;
 // only line that begins with the brace.
 constexpr char kRequestEnd[] = "\n}";
 
-// The place of a pipe's one operation, with an event of its own.
-class Operation {
- public:
-  Operation() { overlapped_.hEvent = ::CreateEventW(nullptr, TRUE, FALSE, nullptr); }
-  ~Operation() { ::CloseHandle(overlapped_.hEvent); }
-  Operation(const Operation&) = delete;
-  Operation& operator=(const Operation&) = delete;
-  OVERLAPPED& get() { return overlapped_; }
-
- private:
-  OVERLAPPED overlapped_{};
-};
-
 }  // namespace
 
 FakeExtension::FakeExtension(const std::string& serverPipe, AfterName afterName) : afterName_(afterName) {
@@ -39,6 +26,12 @@ FakeExtension::FakeExtension(const std::string& serverPipe, AfterName afterName)
                                kPipeBytes, kPipeBytes, 0, nullptr);
   if (server_ == INVALID_HANDLE_VALUE) {
     throw std::runtime_error("could not serve " + serverPipe + ", error " + std::to_string(::GetLastError()));
+  }
+  // Listening before anybody can come: a client that came, wrote and left earlier could not be accepted any
+  // more.
+  if (::ConnectNamedPipe(server_, &listening_.get()) == FALSE && ::GetLastError() != ERROR_IO_PENDING) {
+    throw std::runtime_error("could not listen on " + serverPipe + ", error " +
+                             std::to_string(::GetLastError()));
   }
   thread_ = std::thread([this] { run(); });
 }
@@ -121,13 +114,8 @@ void FakeExtension::run() {
 }
 
 bool FakeExtension::meet() {
-  Operation operation;
   DWORD count = 0;
-  bool isConnected =
-      ::ConnectNamedPipe(server_, &operation.get()) != FALSE || ::GetLastError() == ERROR_PIPE_CONNECTED;
-  if (!isConnected && ::GetLastError() == ERROR_IO_PENDING) {
-    isConnected = await(server_, operation.get(), count);
-  }
+  const bool isConnected = await(server_, listening_.get(), count);
   std::string data;
   std::array<char, kPipeBytes> buffer;
   while (isConnected) {

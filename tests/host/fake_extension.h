@@ -62,6 +62,17 @@ class FakeExtension {
     HANDLE handle_;
   };
 
+  // The place of one operation on a pipe, with an event of its own.
+  class Operation {
+   public:
+    Operation() { overlapped_.hEvent = event_.get(); }
+    OVERLAPPED& get() { return overlapped_; }
+
+   private:
+    const Event event_;
+    OVERLAPPED overlapped_{};
+  };
+
   struct Step {
     std::function<void()> action;
     std::vector<std::string> pieces;
@@ -82,6 +93,7 @@ class FakeExtension {
   const AfterName afterName_;
   const Event stop_;
   HANDLE server_ = INVALID_HANDLE_VALUE;
+  Operation listening_;
 
   std::mutex mutex_;
   std::condition_variable changed_;
