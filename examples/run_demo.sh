@@ -92,17 +92,17 @@ run_host() {
   wait "$child" || status=$?
   child=
   indented <"$folder/output.txt"
-  if ((status != 0)); then
-    problem "$host ended with $status"
-    end_browser "$folder/browser/events.log"
-  fi
+  ((status == 0)) || problem "$host ended with $status"
+  # Wine gives 0 for a program that was killed from outside, so the exit code alone does not tell.
+  grep -q '^Everything was as expected' "$folder/output.txt" || problem "$host did not come to a good end"
+  end_browser "$folder/browser/events.log"
 }
 
-# end_browser EVENTS: a browser that its host has left behind.
+# end_browser EVENTS: ends a browser that its host has left behind.
 end_browser() {
   local id
   if id=$(grep -s -o -m 1 '^start pid=[0-9]*' "$1") && ! grep -q '^end ' "$1"; then
-    "$run_with_wine" "$WINEPREFIX" taskkill /f /pid "${id#*=}" </dev/null 2>&1 | indented || true
+    "$run_with_wine" "$WINEPREFIX" taskkill /f /pid "${id#*=}" </dev/null 2>&1 9>&- | indented || true
   fi
 }
 
@@ -144,7 +144,7 @@ check_log() {
 
 # check_browser FOLDER: what the simulator recorded on its side of the pipe.
 check_browser() {
-  local events=$1/events.log
+  local events=$1/events.log file
   if [[ ! -s $events ]]; then
     problem "the browser recorded nothing in $1"
     return
@@ -152,12 +152,11 @@ check_browser() {
   say
   say "browser     $1"
   say "            every request and reply as it was on the pipe. Its command line, the first play and the answer:"
-  folded <"$1/command-line.txt"
-  indented <"$1/request-1-2.bin"
-  say
-  folded <"$1/reply-1-2.bin"
+  for file in command-line.txt request-1-2.bin reply-1-2.bin; do
+    if [[ -s $1/$file ]]; then folded <"$1/$file"; else problem "$1/$file is missing"; fi
+  done
   say "            what happened to it:"
-  grep -E '^(start|pipe|conn=[0-9]+ (request|name-line|connected)|show|end) ?' "$events" | indented
+  grep -E '^(start|pipe|conn=[0-9]+ (request|name-line|connected)|show|end) ?' "$events" | indented || true
   grep -q '^end code=0 reason=exit' "$events" || problem "the browser did not end by itself after the exit request"
 }
 
