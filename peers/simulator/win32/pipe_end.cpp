@@ -38,25 +38,22 @@ PipeEnd PipeEnd::open(const std::string& name) {
 }
 
 bool PipeEnd::accept() {
-  for (;;) {
-    OVERLAPPED overlapped{};
-    overlapped.hEvent = event_.get();
-    DWORD count = 0;
-    const BOOL started = ConnectNamedPipe(handle_.get(), &overlapped);
-    const DWORD error = GetLastError();
-    if (started == 0 && error == ERROR_PIPE_CONNECTED) {
+  OVERLAPPED overlapped{};
+  overlapped.hEvent = event_.get();
+  DWORD count = 0;
+  if (ConnectNamedPipe(handle_.get(), &overlapped) != 0) {
+    return true;
+  }
+  switch (GetLastError()) {
+    case ERROR_PIPE_CONNECTED:
       return true;
-    }
-    if (started == 0 && error == ERROR_NO_DATA) {
-      // A client came and left before it was waited for. The instance must be freed before it can take
-      // another.
-      disconnect();
-      continue;
-    }
-    if (started == 0 && error != ERROR_IO_PENDING) {
+    case ERROR_NO_DATA:
+      // A client came and left before it was waited for. What it wrote is still there to be read.
+      return true;
+    case ERROR_IO_PENDING:
+      return GetOverlappedResult(handle_.get(), &overlapped, &count, TRUE) != 0;
+    default:
       return false;
-    }
-    return GetOverlappedResult(handle_.get(), &overlapped, &count, TRUE) != 0;
   }
 }
 

@@ -122,7 +122,8 @@ TEST_F(ConnectedHost, ARequestThatIsNoJsonIsStillAnsweredAndRecordedAsItIs) {
   const std::string request = requestText(
       "play", {"\"source\" : \"extract $(a\\\"b)\x01\xff\"", "\"vars\" : {\n   \"a\"b\" : \"\x02x\"\n  }"});
 
-  const std::string reply = host_->exchange(request);
+  host_->send(request);
+  const std::string reply = host_->readOnce();
 
   EXPECT_NE(std::string::npos, reply.find("\"extractData\":[\"\\u0002x\\u0001\xff\"]")) << reply;
   EXPECT_EQ(request, simulator_.recorded("request-1-1.bin"));
@@ -192,6 +193,19 @@ TEST_F(ConnectedHost, AHostThatVanishesLeavesTheSimulatorServing) {
 
   EXPECT_TRUE(next.shakeHands());
   EXPECT_EQ("{\n \"type\" : \"pl", simulator_.recorded("rest-1.bin"));
+}
+
+TEST_F(Conversation, AHostThatHasLeftTheWellKnownPipeBeforeItIsWaitedForIsStillCalledBack) {
+  simulator_.script("on serving set-event " + simulator_.eventName("made"));
+  simulator_.script("on serving wait-event " + simulator_.eventName("left"));
+  simulator_.start();
+  simulator_.waitFor("made");
+  HostPeer host(defaultPipe("fx"));
+  host.sendNameLine();
+  host.server() = PipeEnd();
+  simulator_.signal("left");
+
+  EXPECT_TRUE(host.accept());
 }
 
 TEST_F(Conversation, TheCommandLineAndTheWorkingDirectoryAreRecordedAsTheyAre) {
