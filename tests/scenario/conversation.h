@@ -19,7 +19,7 @@
 // How a test calls kx_Init().
 struct Start {
   std::string browser = "fx";
-  std::string options;
+  std::string options = "";
   std::string program = "C:\\no such folder\\browser.exe";
   int openNewBrowser = 0;
   int timeout = 60;

@@ -124,4 +124,137 @@ TEST_F(Launch, TheBrowserServesThePipeThatTheStartPageNames) {
   EXPECT_EQ(exit(), KX_OK);
 }
 
+TEST_F(Launch, ADataFolderWithBlanksKeepsItsOwnQuotes) {
+  SimulatedBrowser browser;
+  const std::string folder = user_.roaming() + "\\my " + uniqueName("data");
+
+  launch(browser, "cr", "-crUserDataDir \"" + folder + "\"");
+
+  EXPECT_EQ(browser.commandLine(),
+            browser.program() + " --user-data-dir=\"" + folder + "\" " + startPageUrl("cr", folder));
+  EXPECT_EQ(exit(), KX_OK);
+}
+
+TEST_F(Launch, AProfileWithBlanksKeepsItsOwnQuotes) {
+  SimulatedBrowser browser;
+  const std::string profile = "my " + uniqueName("profile");
+
+  launch(browser, "fx", "-fxProfile \"" + profile + "\"");
+
+  EXPECT_EQ(browser.commandLine(),
+            browser.program() + " -no-remote -P \"" + profile + "\" " + startPageUrl("fx", profile));
+  EXPECT_EQ(exit(), KX_OK);
+}
+
+TEST_F(Launch, AStartPageInAFolderWithBlanksIsQuoted) {
+  SimulatedBrowser browser;
+  const std::string profile = uniqueName("profile");
+  const TempFolder blank("a folder");
+  const EnvironmentVariable temp("TEMP", blank.path());
+
+  launch(browser, "fx", "-fxProfile " + profile);
+
+  EXPECT_EQ(browser.commandLine(), browser.program() + " -no-remote -P \"" + profile + "\" \"file://" +
+                                       blank.path(md5Digest(profile)) +
+                                       ".html?pipe=" + profilePipe("fx", profile) + "\"");
+  EXPECT_EQ(exit(), KX_OK);
+}
+
+TEST_F(Launch, EverythingMayHoldCharactersOutsideAscii) {
+  const std::string name = "\xc3\xa6\xc3\xb8 \xe6\x97\xa5\xe6\x9c\xac";
+  SimulatedBrowser browser(uniqueName(name) + ".exe", name);
+  const TempFolder folder(name);
+  const EnvironmentVariable temp("TEMP", folder.path());
+  const std::string profile = uniqueName(name);
+
+  launch(browser, "fx", "-fxProfile \"" + profile + "\"");
+
+  EXPECT_EQ(browser.commandLine(), "\"" + browser.program() + "\" -no-remote -P \"" + profile +
+                                       "\" \"file://" + folder.path(md5Digest(profile)) +
+                                       ".html?pipe=" + profilePipe("fx", profile) + "\"");
+  EXPECT_EQ(browser.workingDirectory(), browser.folder());
+  EXPECT_EQ(fileBytes(folder.path(md5Digest(profile) + ".html")), "<html><body></body></html>");
+  EXPECT_EQ(exit(), KX_OK);
+}
+
+TEST_F(Launch, TheBrowserStartsInTheFolderOfItsProgram) {
+  SimulatedBrowser browser;
+
+  launch(browser);
+
+  EXPECT_EQ(browser.workingDirectory(), browser.folder());
+  EXPECT_EQ(exit(), KX_OK);
+}
+
+TEST_F(Launch, TheBrowserInheritsTheHostsEnvironment) {
+  SimulatedBrowser browser;
+  browser.script("on start log mark=$(env.KX_TEST_MARK)");
+  const EnvironmentVariable mark("KX_TEST_MARK", "of the host");
+
+  launch(browser);
+
+  EXPECT_EQ(browser.events("log mark="), std::vector<std::string>{"log mark=of the host"});
+  EXPECT_EQ(exit(), KX_OK);
+}
+
+TEST_F(Launch, TheProcessIdIsThatOfTheStartedProcess) {
+  SimulatedBrowser browser;
+
+  launch(browser);
+
+  EXPECT_EQ(browserProcessId(), browser.processId());
+  EXPECT_EQ(exit(), KX_OK);
+}
+
+TEST_F(Launch, TheBrowserIsToldThatItWasLaunched) {
+  SimulatedBrowser browser;
+
+  ASSERT_EQ(init({.program = browser.program(), .openNewBrowser = 0}), KX_OK);
+
+  EXPECT_EQ(browser.request(1), initRequest(false, true));
+  EXPECT_EQ(exit(), KX_OK);
+}
+
+TEST_F(Launch, TheLaunchedBrowserIsAskedForANewWindowToo) {
+  SimulatedBrowser browser;
+
+  ASSERT_EQ(init({.program = browser.program(), .openNewBrowser = 1}), KX_OK);
+
+  EXPECT_EQ(browser.request(1), initRequest(true, true));
+  EXPECT_EQ(exit(), KX_OK);
+}
+
+TEST_F(Launch, TheProfilerIsNoSwitchOfTheBrowser) {
+  SimulatedBrowser browser;
+  const std::string profile = uniqueName("profile");
+
+  launch(browser, "fx", "-fxProfile " + profile + " -profiler");
+
+  EXPECT_EQ(browser.commandLine(),
+            browser.program() + " -no-remote -P \"" + profile + "\" " + startPageUrl("fx", profile));
+  EXPECT_EQ(exit(), KX_OK);
+}
+
+TEST_F(Launch, TheLastOfTwoProfilesIsTaken) {
+  SimulatedBrowser browser;
+  const std::string profile = uniqueName("profile");
+
+  launch(browser, "fx", "-fxProfile first -unknown=1 -fxProfile=" + profile);
+
+  EXPECT_EQ(browser.pipe(), profilePipe("fx", profile));
+  EXPECT_EQ(exit(), KX_OK);
+}
+
+TEST_F(Launch, WithoutAPathChromeIsFoundInTheUsersLocalFolder) {
+  const std::string inLocalFolder = "\\Google\\Chrome\\Application";
+  SimulatedBrowser browser("chrome.exe", "local" + inLocalFolder);
+  const std::string local = browser.folder().substr(0, browser.folder().size() - inLocalFolder.size());
+  const EnvironmentVariable localFolder("LOCALAPPDATA", local);
+
+  EXPECT_EQ(dll_.kx_Init(context_, "cr", nullptr, nullptr, 0, 0, 60), KX_OK);
+
+  EXPECT_EQ(browser.commandLine(), local + inLocalFolder + "\\chrome.exe");
+  EXPECT_EQ(exit(), KX_OK);
+}
+
 }  // namespace

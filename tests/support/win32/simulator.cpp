@@ -21,14 +21,33 @@ std::string folderOf(const std::string& path) {
   return path.substr(0, path.rfind('\\'));
 }
 
-std::vector<DWORD> processesNamed(const std::string& programName) {
+bool isSamePath(const std::wstring& one, const std::wstring& other) {
+  return ::CompareStringOrdinal(one.c_str(), -1, other.c_str(), -1, TRUE) == CSTR_EQUAL;
+}
+
+std::wstring programOf(DWORD processId) {
+  const HANDLE process = ::OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId);
+  std::wstring path(1024, L'\0');
+  DWORD length = static_cast<DWORD>(path.size());
+  if (::QueryFullProcessImageNameW(process, 0, path.data(), &length) == FALSE) {
+    length = 0;
+  }
+  ::CloseHandle(process);
+  path.resize(length);
+  return path;
+}
+
+// The system's own list, so that a process counts whatever it did or did not tell.
+std::vector<DWORD> processesOf(const std::string& program) {
+  const std::wstring path = wide(program);
+  const std::wstring name = path.substr(path.rfind(L'\\') + 1);
   std::vector<DWORD> ids;
   const HANDLE snapshot = ::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
   PROCESSENTRY32W entry{};
   entry.dwSize = sizeof(entry);
   for (BOOL more = ::Process32FirstW(snapshot, &entry); more != FALSE;
        more = ::Process32NextW(snapshot, &entry)) {
-    if (narrow(entry.szExeFile) == programName) {
+    if (isSamePath(entry.szExeFile, name) && isSamePath(programOf(entry.th32ProcessID), path)) {
       ids.push_back(entry.th32ProcessID);
     }
   }
@@ -46,10 +65,6 @@ void copyProgram(const std::string& from, const std::string& to) {
 }
 
 }  // namespace
-
-int countProcesses(const std::string& programName) {
-  return static_cast<int>(processesNamed(programName).size());
-}
 
 ObservedProcess::ObservedProcess(DWORD id)
     : id_(id),
@@ -87,9 +102,8 @@ void ObservedProcess::kill() const {
 }
 
 SimulatedBrowser::SimulatedBrowser(const std::string& programName, const std::string& folderName)
-    : programName_(programName),
-      folder_(root_.path(folderName)),
-      program_(folder_ + "\\" + programName_),
+    : folder_(root_.path(folderName)),
+      program_(folder_ + "\\" + programName),
       scriptPath_(program_.substr(0, program_.rfind('.')) + ".script") {
   std::filesystem::create_directories(wide(folder_));
   copyProgram(folderOf(ownProgramPath()) + "\\" + kSimulator, program_);
@@ -100,7 +114,7 @@ SimulatedBrowser::SimulatedBrowser(const std::string& programName, const std::st
 }
 
 SimulatedBrowser::~SimulatedBrowser() {
-  for (const DWORD id : processesNamed(programName_)) {
+  for (const DWORD id : processesOf(program_)) {
     if (!mayStay_ && (!started_ || started_->id() != id)) {
       ADD_FAILURE() << "the library left its browser running: process " << id << " of " << program_;
     }
@@ -145,7 +159,7 @@ void SimulatedBrowser::kill() {
 }
 
 int SimulatedBrowser::runningCount() const {
-  return countProcesses(programName_);
+  return static_cast<int>(processesOf(program_).size());
 }
 
 std::vector<DWORD> SimulatedBrowser::processIds() const {

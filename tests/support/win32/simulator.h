@@ -91,7 +91,6 @@ class SimulatedBrowser {
   std::string recordPath(const std::string& fileName) const { return folder_ + "\\record\\" + fileName; }
 
   TempFolder root_{"sim"};
-  std::string programName_;
   std::string folder_;
   std::string program_;
   std::string scriptPath_;
@@ -99,6 +98,3 @@ class SimulatedBrowser {
   std::optional<ObservedProcess> started_;
   bool mayStay_ = false;
 };
-
-// How many processes with this program name run.
-int countProcesses(const std::string& programName);

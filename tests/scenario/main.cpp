@@ -1,0 +1,16 @@
+// main() of the conversations: they run hosts in processes of their own as well. Names and folders are those
+// of each test's user.
+#include "scenario/host_process.h"
+
+#include <gtest/gtest.h>
+
+int main(int argc, char** argv) {
+  if (const std::optional<int> exitCode = runAsHost(argc, argv)) {
+    return *exitCode;
+  }
+  if (const std::optional<int> exitCode = runAsHelper(argc, argv)) {
+    return *exitCode;
+  }
+  ::testing::InitGoogleTest(&argc, argv);
+  return RUN_ALL_TESTS();
+}
