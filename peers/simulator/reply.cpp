@@ -86,7 +86,7 @@ void Reply::setMember(const std::string& name, std::string json) {
 void Reply::growTo(std::size_t bytes) {
   addExtract("");
   const std::size_t length = text().size();
-  if (bytes > length) {
+  if (bytes >= length) {
     extracts_.back() = generatedText(bytes - length);
   } else {
     extracts_.pop_back();

@@ -23,6 +23,7 @@ class PipeEnd {
   static PipeEnd open(const std::string& name);
 
   explicit operator bool() const { return static_cast<bool>(handle_); }
+  HANDLE nativeHandle() const { return handle_.get(); }
 
   // Waits for a client. False when the pipe itself has failed.
   bool accept();

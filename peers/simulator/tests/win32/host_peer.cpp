@@ -39,13 +39,6 @@ SimulatorProcess::SimulatorProcess() {
   folder_ = ownFolder() + "\\kxsim-test-" + name;
   program_ = ownFolder() + "\\kxsim.exe";
   CreateDirectoryW(toWide(folder_).c_str(), nullptr);
-  setVariable("USERNAME", userName_);
-  setVariable("APPDATA", folder_);
-  setVariable("LOCALAPPDATA", folder_);
-  setVariable("TEMP", folder_);
-  setVariable("KXSIM_SCRIPT", path("test.script"));
-  setVariable("KXSIM_RECORD", path("record"));
-  setVariable("KXSIM_PARENT_PID", std::to_string(GetCurrentProcessId()));
   script("on serving set-event " + eventName("serving"));
 }
 
@@ -73,6 +66,13 @@ void SimulatorProcess::start(const std::string& arguments) {
 
 void SimulatorProcess::startOnly(const std::string& arguments) {
   ASSERT_EQ(0U, writeWholeFile(path("test.script"), script_));
+  setVariable("USERNAME", userName_);
+  setVariable("APPDATA", folder_);
+  setVariable("LOCALAPPDATA", folder_);
+  setVariable("TEMP", folder_);
+  setVariable("KXSIM_SCRIPT", path("test.script"));
+  setVariable("KXSIM_RECORD", path("record"));
+  setVariable("KXSIM_PARENT_PID", std::to_string(GetCurrentProcessId()));
   SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
   const UniqueHandle standardOutput(CreateFileW(toWide(path("output.txt")).c_str(), GENERIC_WRITE,
                                                 FILE_SHARE_READ, &inherited, CREATE_ALWAYS,

@@ -35,6 +35,7 @@ class SimulatorProcess {
   // Waits for its end and gives the exit code.
   DWORD exitCode();
   bool running() const;
+  void terminate() { TerminateProcess(process_.get(), 99); }
   DWORD processId() const { return processId_; }
 
   // A Windows event with a name of this test's own.
