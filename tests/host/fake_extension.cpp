@@ -37,8 +37,7 @@ FakeExtension::FakeExtension(const std::string& serverPipe, AfterName afterName)
 }
 
 FakeExtension::~FakeExtension() {
-  ::SetEvent(stop_.get());
-  thread_.join();
+  hangsUpNow();
 }
 
 FakeExtension& FakeExtension::answers(const std::string& text) {
@@ -54,11 +53,15 @@ FakeExtension& FakeExtension::staysSilent() {
 }
 
 FakeExtension& FakeExtension::hangsUp() {
-  return add({nullptr, {}, true});
+  return add({nullptr, {}, Afterwards::HangUp});
 }
 
 FakeExtension& FakeExtension::answersThenHangsUp(const std::string& text) {
-  return add({nullptr, {text}, true});
+  return add({nullptr, {text}, Afterwards::HangUp});
+}
+
+FakeExtension& FakeExtension::stopsReading() {
+  return add({nullptr, {}, Afterwards::StopReading});
 }
 
 FakeExtension& FakeExtension::runs(const std::function<void()>& action) {
@@ -74,6 +77,13 @@ FakeExtension& FakeExtension::add(Step step) {
 void FakeExtension::says(const std::string& text) {
   if (!write(text)) {
     throw std::runtime_error("the library is not connected");
+  }
+}
+
+void FakeExtension::hangsUpNow() {
+  ::SetEvent(stop_.get());
+  if (thread_.joinable()) {
+    thread_.join();
   }
 }
 
@@ -146,7 +156,7 @@ bool FakeExtension::connectBack() {
 void FakeExtension::serveRequests() {
   std::string received;
   std::array<char, kPipeBytes> buffer;
-  for (bool goesOn = true; goesOn;) {
+  for (Afterwards afterwards = Afterwards::ReadOn; afterwards == Afterwards::ReadOn;) {
     const DWORD size = read(connection_, buffer.data(), kPipeBytes);
     if (size == 0) {
       return;
@@ -158,13 +168,15 @@ void FakeExtension::serveRequests() {
         requests_.push_back(std::exchange(received, {}));
         changed_.notify_all();
       }
-      goesOn = takeStep();
+      afterwards = takeStep();
+      if (afterwards == Afterwards::StopReading) {
+        ::WaitForSingleObject(stop_.get(), INFINITE);
+      }
     }
   }
 }
 
-// False when the conversation is over.
-bool FakeExtension::takeStep() {
+FakeExtension::Afterwards FakeExtension::takeStep() {
   Step step{nullptr, {kSuccess}};
   {
     const std::lock_guard guard(mutex_);
@@ -179,10 +191,10 @@ bool FakeExtension::takeStep() {
   for (const std::string& piece : step.pieces) {
     // The flush returns when the library has read what was sent.
     if (!write(piece) || ::FlushFileBuffers(connection_) == FALSE) {
-      return false;
+      return Afterwards::HangUp;
     }
   }
-  return !step.hangUp;
+  return step.afterwards;
 }
 
 // Waits for the operation to end, or for the extension to be stopped. True when it succeeded.

@@ -35,11 +35,15 @@ class FakeExtension {
   FakeExtension& staysSilent();
   FakeExtension& hangsUp();
   FakeExtension& answersThenHangsUp(const std::string& text);
-  // Runs on the extension's thread before the next answer.
+  // Reads no further, but keeps the connection until the object goes or hangsUpNow() is called.
+  FakeExtension& stopsReading();
+  // Runs on the extension's thread before it answers with success.
   FakeExtension& runs(const std::function<void()>& action);
 
   // Sends text that nobody asked for, at once.
   void says(const std::string& text);
+  // Closes its ends and returns when that is done.
+  void hangsUpNow();
 
   // All that was written to the served pipe, its line feed included. Waits until the library has closed it.
   std::string connectionData();
@@ -73,17 +77,19 @@ class FakeExtension {
     OVERLAPPED overlapped_{};
   };
 
+  enum class Afterwards { ReadOn, StopReading, HangUp };
+
   struct Step {
     std::function<void()> action;
     std::vector<std::string> pieces;
-    bool hangUp = false;
+    Afterwards afterwards = Afterwards::ReadOn;
   };
 
   void run();
   bool meet();
   bool connectBack();
   void serveRequests();
-  bool takeStep();
+  Afterwards takeStep();
   bool await(HANDLE pipe, OVERLAPPED& operation, DWORD& count) const;
   DWORD read(HANDLE pipe, char* buffer, DWORD size) const;
   bool write(const std::string& text) const;

@@ -43,6 +43,16 @@ std::string HostTest::exitRequest() {
   return request("exit", "{}");
 }
 
+HostLog& HostLog::info(const std::string& message) {
+  entries_.info(message);
+  return *this;
+}
+
+HostLog& HostLog::error(const std::string& message) {
+  entries_.error(message);
+  return *this;
+}
+
 HostLog& HostLog::noProfiles() {
   error("Can not open " + EnvironmentVariable::valueOf("APPDATA").value_or("") +
         "\\Mozilla\\Firefox\\profiles.ini file");

@@ -30,6 +30,11 @@ class HostTest : public ::testing::Test {
   static std::string captureRequest(const std::string& path, const std::string& type);
   static std::string exitRequest();
 
+  // A generated start page, by the digest in its name. Each test has a folder of its own for them.
+  std::string startPage(const std::string& digest) const { return temp.path(digest + ".html"); }
+
+  const TempFolder temp{"temp"};
+  EnvironmentVariable tempVariable{"TEMP", temp.path()};
   const std::string user = uniqueName("user");
   const EnvironmentVariable userName{"USERNAME", user};
   LogFile log;
@@ -37,8 +42,10 @@ class HostTest : public ::testing::Test {
 };
 
 // The log of a host, entry by entry.
-class HostLog : public ExpectedLog {
+class HostLog {
  public:
+  HostLog& info(const std::string& message);
+  HostLog& error(const std::string& message);
   // Firefox has no list of profiles in these tests, unless one writes it.
   HostLog& noProfiles();
   HostLog& start(const std::string& browser, const std::string& options, const std::string& path, int port,
@@ -51,6 +58,11 @@ class HostLog : public ExpectedLog {
   HostLog& exchanged(const std::string& request,
                      std::size_t answerLength = std::string(FakeExtension::kSuccess).size());
   HostLog& sent(const std::string& request);
+
+  const std::string& text() const { return entries_.text(); }
+
+ private:
+  ExpectedLog entries_;
 };
 
 // A host whose context is bound to a Firefox that was running.
