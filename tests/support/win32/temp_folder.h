@@ -18,6 +18,8 @@ class TempFolder {
     static std::atomic<int> count{0};
     path_ = EnvironmentVariable::valueOf("TEMP").value_or(".") + "\\kx-" + name + "-" +
             std::to_string(::GetCurrentProcessId()) + "-" + std::to_string(++count);
+    // Process ids come back, and a run that was broken off has left its folders.
+    std::filesystem::remove_all(wide(path_));
     std::filesystem::create_directories(wide(path_));
   }
   TempFolder(const TempFolder&) = delete;
