@@ -8,8 +8,10 @@ set(CMAKE_C_COMPILER ${kx_triplet}-gcc-posix)
 set(CMAKE_CXX_COMPILER ${kx_triplet}-g++-posix)
 set(CMAKE_RC_COMPILER ${kx_triplet}-windres)
 
-# Programs are the build machine's; headers, libraries and packages are the target's only.
-set(CMAKE_FIND_ROOT_PATH /usr/${kx_triplet})
+# Programs are the build machine's; headers, libraries and packages are the target's only, or lie below a folder that
+# the command line adds with -DCMAKE_FIND_ROOT_PATH.
+list(APPEND CMAKE_FIND_ROOT_PATH /usr/${kx_triplet})
+list(REMOVE_DUPLICATES CMAKE_FIND_ROOT_PATH)
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)

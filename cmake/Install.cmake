@@ -1,0 +1,48 @@
+# What is installed, by component:
+#   runtime      the DLL alone
+#   development  header, import library, .def file, packages for CMake and pkg-config, examples, the simulator
+#   notices      the licence, and those of the run-time that is linked into the DLL
+
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(kx_package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/KXTCP64")
+set(kx_notices_dir "${CMAKE_INSTALL_DATADIR}/doc/kxtcp64")
+
+install(
+  TARGETS KXTCP64
+  EXPORT KXTCP64Targets
+  RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT runtime
+  ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
+install(EXPORT KXTCP64Targets NAMESPACE KXTCP64:: DESTINATION "${kx_package_dir}" COMPONENT development)
+
+configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/KXTCP64Config.cmake.in" KXTCP64Config.cmake
+                              INSTALL_DESTINATION "${kx_package_dir}")
+write_basic_package_version_file(KXTCP64ConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/KXTCP64Config.cmake" "${PROJECT_BINARY_DIR}/KXTCP64ConfigVersion.cmake"
+        DESTINATION "${kx_package_dir}" COMPONENT development)
+
+install(FILES "${PROJECT_SOURCE_DIR}/src/api/kxtcp64.h" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/kxtcp64"
+        COMPONENT development)
+# Other tools than the compiler that built the DLL make their import library from the .def file.
+install(FILES "${PROJECT_SOURCE_DIR}/src/api/kxtcp64.def" DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
+
+configure_file("${PROJECT_SOURCE_DIR}/packaging/kxtcp64.pc.in" kxtcp64.pc @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/kxtcp64.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
+
+install(
+  DIRECTORY "${PROJECT_SOURCE_DIR}/examples/"
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/kxtcp64/examples"
+  COMPONENT development
+  FILES_MATCHING
+  PATTERN "*.c"
+  PATTERN "*.txt"
+  PATTERN "CMakeLists.txt" EXCLUDE)
+
+install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" "${PROJECT_SOURCE_DIR}/packaging/NOTICES.md"
+        DESTINATION "${kx_notices_dir}" COMPONENT notices)
+# The run-time's own texts come from the packages whose code was linked.
+foreach(package IN ITEMS mingw-w64-common gcc-mingw-w64-base)
+  install(FILES "/usr/share/doc/${package}/copyright" DESTINATION "${kx_notices_dir}" RENAME "${package}.txt"
+          COMPONENT notices OPTIONAL)
+endforeach()

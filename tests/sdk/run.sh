@@ -1,0 +1,77 @@
+#!/usr/bin/env bash
+# Installs a build tree to a scratch prefix, builds hosts against the installed package in every way it offers, and runs
+# them.
+#
+#     tests/sdk/run.sh BUILD-TREE SCRATCH-FOLDER
+#
+# The Wine prefix is the one that WINEPREFIX names, or the build tree's.
+set -euo pipefail
+
+if (($# != 2)); then
+  sed -n '2,8s/^# \{0,1\}//p' "${BASH_SOURCE[0]}" >&2
+  exit 2
+fi
+source_root=$(readlink -f "$(dirname "${BASH_SOURCE[0]}")/../..")
+tree=$(readlink -f "$1")
+scratch=$(realpath -m "$2")
+prefix=$scratch/prefix
+toolchain=$source_root/cmake/toolchains/mingw-w64-x86_64.cmake
+
+run() { "$source_root/cmake/toolchains/run_with_wine" "$tree/wineprefix" "$@" </dev/null; }
+
+trap 'tail -n 30 "$scratch"/*.log >&2; echo "sdk: failed in line $LINENO: $BASH_COMMAND" >&2' ERR
+
+rm -rf "$scratch"
+mkdir -p "$scratch"
+cmake --install "$tree" --prefix "$prefix" >"$scratch/install.log"
+
+echo "== the runtime component is the DLL alone"
+cmake --install "$tree" --prefix "$scratch/runtime" --component runtime >>"$scratch/install.log"
+[[ $(cd "$scratch/runtime" && find . -type f) == ./bin/KXTCP64.dll ]]
+
+# An installed package works wherever it is moved to.
+mv "$prefix" "$scratch/moved"
+prefix=$scratch/moved
+
+echo "== find_package"
+cmake -G Ninja -S "$source_root/tests/sdk" -B "$scratch/build" -DCMAKE_TOOLCHAIN_FILE="$toolchain" \
+  -DCMAKE_FIND_ROOT_PATH="$prefix" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE=Release >"$scratch/configure.log"
+cmake --build "$scratch/build" >"$scratch/build.log"
+run "$scratch/build/consumer_c.exe"
+run "$scratch/build/consumer_cpp.exe"
+
+echo "== pkg-config"
+mkdir "$scratch/plain"
+cp "$prefix/bin/KXTCP64.dll" "$scratch/plain"
+read -r -a flags <<<"$(PKG_CONFIG_LIBDIR=$prefix/lib/pkgconfig pkg-config --cflags --libs kxtcp64)"
+x86_64-w64-mingw32-gcc-posix "$source_root/tests/sdk/consumer.c" -o "$scratch/plain/consumer.exe" "${flags[@]}"
+run "$scratch/plain/consumer.exe"
+
+echo "== an import library from the .def file"
+x86_64-w64-mingw32-dlltool -d "$prefix/lib/kxtcp64.def" -l "$scratch/plain/libfromdef.a"
+x86_64-w64-mingw32-gcc-posix -I"$prefix/include" "$source_root/tests/sdk/consumer.c" "$scratch/plain/libfromdef.a" \
+  -o "$scratch/plain/from_def.exe"
+run "$scratch/plain/from_def.exe"
+
+echo "== the installed examples compile"
+for example in "$prefix"/share/kxtcp64/examples/*.c; do
+  x86_64-w64-mingw32-gcc-posix -std=c89 "$example" -o "$scratch/plain/$(basename "$example" .c).exe" "${flags[@]}"
+done
+
+echo "== the project as a part of another build gives the library and nothing else"
+mkdir "$scratch/parent"
+cat >"$scratch/parent/CMakeLists.txt" <<EOF
+cmake_minimum_required(VERSION 3.25)
+project(parent LANGUAGES C CXX)
+add_subdirectory("$source_root" kxtcp64)
+add_executable(host "$source_root/examples/play_macro.c")
+target_link_libraries(host PRIVATE KXTCP64)
+EOF
+cmake -G Ninja -S "$scratch/parent" -B "$scratch/parent/build" -DCMAKE_TOOLCHAIN_FILE="$toolchain" \
+  -DCMAKE_BUILD_TYPE=Release >"$scratch/parent.log"
+cmake --build "$scratch/parent/build" --target host >>"$scratch/parent.log"
+if ninja -C "$scratch/parent/build" -t targets all | grep -E 'kxsim|gtest|_tests'; then
+  echo "a consumer is made to build more than the library" >&2
+  exit 1
+fi
+echo "sdk: all hosts built and ran"
