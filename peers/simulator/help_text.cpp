@@ -36,7 +36,8 @@ OPTIONS
 
 ENVIRONMENT
   KXSIM_SCRIPT       script file; --script wins. Without either, the file beside the program that is named like it
-                     but ends in ".script" (kxsim.exe: kxsim.script) is taken if it exists.
+                     but ends in ".script" (kxsim.exe: kxsim.script) is taken if it exists. Relative paths start from
+                     the working directory, which for a launched browser is the program's folder.
   KXSIM_RECORD       record folder; --record and the script's "record" win. "$(pid)" in it becomes the process id.
   KXSIM_PARENT_PID   the process ends when that process has ended; the script's "watch-parent" wins.
   KXSIM_VERBOSE      any value: print every event
@@ -120,7 +121,7 @@ SCRIPT
     connected              the simulator has connected back
     before-request         before anything of the next request is read
     request                any request has been read and carried out; its reply is ready but not sent
-    init play show capture exit (or any other type)   the same, for that type
+    init play show capture exit    the same, for that type
     torn                   a request was broken off by the host, which has begun another one
     gone                   the connection has ended, whoever ended it
 
@@ -133,10 +134,10 @@ SCRIPT
     die N                  the process ends at once with exit code N
     hold                   does nothing any more until the other end closes its pipe, then hangs up
     hang-up                ends this connection; no further action runs. Bytes sent so far are read by the host first
-    stay                   the process does not end after "exit" (valid for all of this connection from then on)
+    stay                   from now on, "exit" does not end the process
     exit-code N            the code to end with after "exit"
 
-  Action for "before-request"
+  Action for "before-request" alone
     read N                 reads N bytes of the next request, and no more
 
   Actions for requests: content of the reply

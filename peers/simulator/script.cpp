@@ -23,52 +23,80 @@ enum class Arguments {
   kNumberNumber
 };
 
+// Where an action has something to work on.
+enum class Place { kAnywhere, kBeforeRequest, kRequest };
+
 struct ActionRow {
   std::string_view name;
   ActionKind kind;
   Arguments arguments;
+  Place place;
 };
 
+struct MomentRow {
+  std::string_view name;
+  Place place;
+};
+
+constexpr auto kMoments = std::to_array<MomentRow>({
+    {"start", Place::kAnywhere},
+    {"serve", Place::kAnywhere},
+    {"busy", Place::kAnywhere},
+    {"serving", Place::kAnywhere},
+    {"connect", Place::kAnywhere},
+    {"handshake", Place::kAnywhere},
+    {"connected", Place::kAnywhere},
+    {"before-request", Place::kBeforeRequest},
+    {"request", Place::kRequest},
+    {"init", Place::kRequest},
+    {"play", Place::kRequest},
+    {"show", Place::kRequest},
+    {"capture", Place::kRequest},
+    {"exit", Place::kRequest},
+    {"torn", Place::kAnywhere},
+    {"gone", Place::kAnywhere},
+});
+
 constexpr auto kActions = std::to_array<ActionRow>({
-    {"delay", ActionKind::kDelay, Arguments::kNumber},
-    {"wait-event", ActionKind::kWaitEvent, Arguments::kText},
-    {"set-event", ActionKind::kSetEvent, Arguments::kText},
-    {"log", ActionKind::kLog, Arguments::kText},
-    {"hold", ActionKind::kHold, Arguments::kNone},
-    {"hang-up", ActionKind::kHangUp, Arguments::kNone},
-    {"die", ActionKind::kDie, Arguments::kNumber},
-    {"stay", ActionKind::kStay, Arguments::kNone},
-    {"read", ActionKind::kRead, Arguments::kNumber},
-    {"lock", ActionKind::kLock, Arguments::kText},
-    {"lock-profile", ActionKind::kLockProfile, Arguments::kNone},
-    {"unlock", ActionKind::kUnlock, Arguments::kNone},
-    {"reply", ActionKind::kReply, Arguments::kText},
-    {"reply-file", ActionKind::kReplyFile, Arguments::kText},
-    {"result", ActionKind::kResult, Arguments::kNumberText},
-    {"status", ActionKind::kStatus, Arguments::kText},
-    {"error-code", ActionKind::kErrorCode, Arguments::kNumber},
-    {"extract", ActionKind::kExtract, Arguments::kText},
-    {"extract-fill", ActionKind::kExtractFill, Arguments::kNumber},
-    {"extract-table", ActionKind::kExtractTable, Arguments::kNumberNumber},
-    {"performance", ActionKind::kPerformance, Arguments::kWordText},
-    {"profiler", ActionKind::kProfiler, Arguments::kText},
-    {"member", ActionKind::kMember, Arguments::kWordText},
-    {"drop", ActionKind::kDrop, Arguments::kWord},
-    {"nesting", ActionKind::kNesting, Arguments::kNumber},
-    {"wait-for-pid", ActionKind::kWaitForPid, Arguments::kWord},
-    {"reply-size", ActionKind::kReplySize, Arguments::kNumber},
-    {"prepend", ActionKind::kPrepend, Arguments::kText},
-    {"append", ActionKind::kAppend, Arguments::kText},
-    {"twice", ActionKind::kTwice, Arguments::kNone},
-    {"truncate", ActionKind::kTruncate, Arguments::kNumber},
-    {"pieces", ActionKind::kPieces, Arguments::kNumbers},
-    {"split", ActionKind::kPieces, Arguments::kNumber},
-    {"chunk", ActionKind::kChunk, Arguments::kNumber},
-    {"between", ActionKind::kBetween, Arguments::kNumber},
-    {"send", ActionKind::kSend, Arguments::kOptionalNumber},
-    {"cut", ActionKind::kCut, Arguments::kNumber},
-    {"no-reply", ActionKind::kNoReply, Arguments::kNone},
-    {"exit-code", ActionKind::kExitCode, Arguments::kNumber},
+    {"delay", ActionKind::kDelay, Arguments::kNumber, Place::kAnywhere},
+    {"wait-event", ActionKind::kWaitEvent, Arguments::kText, Place::kAnywhere},
+    {"set-event", ActionKind::kSetEvent, Arguments::kText, Place::kAnywhere},
+    {"log", ActionKind::kLog, Arguments::kText, Place::kAnywhere},
+    {"hold", ActionKind::kHold, Arguments::kNone, Place::kAnywhere},
+    {"hang-up", ActionKind::kHangUp, Arguments::kNone, Place::kAnywhere},
+    {"die", ActionKind::kDie, Arguments::kNumber, Place::kAnywhere},
+    {"stay", ActionKind::kStay, Arguments::kNone, Place::kAnywhere},
+    {"read", ActionKind::kRead, Arguments::kNumber, Place::kBeforeRequest},
+    {"lock", ActionKind::kLock, Arguments::kText, Place::kAnywhere},
+    {"lock-profile", ActionKind::kLockProfile, Arguments::kNone, Place::kAnywhere},
+    {"unlock", ActionKind::kUnlock, Arguments::kNone, Place::kAnywhere},
+    {"reply", ActionKind::kReply, Arguments::kText, Place::kRequest},
+    {"reply-file", ActionKind::kReplyFile, Arguments::kText, Place::kRequest},
+    {"result", ActionKind::kResult, Arguments::kNumberText, Place::kRequest},
+    {"status", ActionKind::kStatus, Arguments::kText, Place::kRequest},
+    {"error-code", ActionKind::kErrorCode, Arguments::kNumber, Place::kRequest},
+    {"extract", ActionKind::kExtract, Arguments::kText, Place::kRequest},
+    {"extract-fill", ActionKind::kExtractFill, Arguments::kNumber, Place::kRequest},
+    {"extract-table", ActionKind::kExtractTable, Arguments::kNumberNumber, Place::kRequest},
+    {"performance", ActionKind::kPerformance, Arguments::kWordText, Place::kRequest},
+    {"profiler", ActionKind::kProfiler, Arguments::kText, Place::kRequest},
+    {"member", ActionKind::kMember, Arguments::kWordText, Place::kRequest},
+    {"drop", ActionKind::kDrop, Arguments::kWord, Place::kRequest},
+    {"nesting", ActionKind::kNesting, Arguments::kNumber, Place::kRequest},
+    {"wait-for-pid", ActionKind::kWaitForPid, Arguments::kWord, Place::kRequest},
+    {"reply-size", ActionKind::kReplySize, Arguments::kNumber, Place::kRequest},
+    {"prepend", ActionKind::kPrepend, Arguments::kText, Place::kRequest},
+    {"append", ActionKind::kAppend, Arguments::kText, Place::kRequest},
+    {"twice", ActionKind::kTwice, Arguments::kNone, Place::kRequest},
+    {"truncate", ActionKind::kTruncate, Arguments::kNumber, Place::kRequest},
+    {"pieces", ActionKind::kPieces, Arguments::kNumbers, Place::kRequest},
+    {"split", ActionKind::kPieces, Arguments::kNumber, Place::kRequest},
+    {"chunk", ActionKind::kChunk, Arguments::kNumber, Place::kRequest},
+    {"between", ActionKind::kBetween, Arguments::kNumber, Place::kRequest},
+    {"send", ActionKind::kSend, Arguments::kOptionalNumber, Place::kRequest},
+    {"cut", ActionKind::kCut, Arguments::kNumber, Place::kRequest},
+    {"no-reply", ActionKind::kNoReply, Arguments::kNone, Place::kRequest},
+    {"exit-code", ActionKind::kExitCode, Arguments::kNumber, Place::kAnywhere},
 });
 
 [[noreturn]] void complain(const std::string& message) {
@@ -146,12 +174,15 @@ void takeArguments(Arguments shape, std::string_view rest, Action& action) {
   }
 }
 
-Action parseAction(std::string_view rest) {
+Action parseAction(std::string_view rest, Place place) {
   const std::string name = takeWord(rest);
   const auto row =
       std::find_if(kActions.begin(), kActions.end(), [&](const ActionRow& r) { return r.name == name; });
   if (row == kActions.end()) {
     complain("there is no action '" + name + "'");
+  }
+  if (row->place != Place::kAnywhere && row->place != place) {
+    complain("'" + name + "' has nothing to work on at that moment");
   }
   Action action{row->kind, {}, {}, {}};
   takeArguments(row->arguments, rest, action);
@@ -179,14 +210,16 @@ Rule parseRule(std::string_view rest) {
     rule.connection = countFrom(rule.moment.substr(at + 1));
     rule.moment.resize(at);
   }
-  if (rule.moment.empty()) {
-    complain("a rule names a moment");
+  const auto moment = std::find_if(kMoments.begin(), kMoments.end(),
+                                   [&](const MomentRow& row) { return row.name == rule.moment; });
+  if (moment == kMoments.end()) {
+    complain("there is no moment '" + rule.moment + "'");
   }
   rest = withoutLeadingBlanks(rest);
   if (!rest.empty() && rest.front() >= '0' && rest.front() <= '9') {
     parseOccurrences(takeWord(rest), rule);
   }
-  rule.action = parseAction(rest);
+  rule.action = parseAction(rest, moment->place);
   return rule;
 }
 
@@ -197,7 +230,7 @@ void parseLine(std::string_view line, Script& script) {
   if (name == "on") {
     script.rules.push_back(parseRule(rest));
   } else if (name == "always") {
-    script.rules.push_back({"request", 0, 1, 0, parseAction(rest)});
+    script.rules.push_back({"request", 0, 1, 0, parseAction(rest, Place::kRequest)});
   } else if (name == "type") {
     script.type = value;
   } else if (name == "pipe") {

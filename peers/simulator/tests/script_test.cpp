@@ -100,7 +100,10 @@ TEST(Script, AMistakeIsToldWithItsLine) {
   EXPECT_EQ("line 2: there is no setting 'foo'", complaint("\nfoo 1"));
   EXPECT_EQ("line 1: there is no action 'foo'", complaint("on play 2 foo"));
   EXPECT_EQ("line 1: there is no action ''", complaint("on play"));
-  EXPECT_EQ("line 1: a rule names a moment", complaint("on"));
+  EXPECT_EQ("line 1: there is no moment ''", complaint("on"));
+  EXPECT_EQ("line 1: there is no moment 'plya'", complaint("on plya 2 hold"));
+  EXPECT_EQ("line 1: 'reply' has nothing to work on at that moment", complaint("on connected reply x"));
+  EXPECT_EQ("line 1: 'read' has nothing to work on at that moment", complaint("on play read 5"));
   EXPECT_EQ("line 1: 'x' is not a number", complaint("on play delay x"));
   EXPECT_EQ("line 1: '' is not a number", complaint("on play delay"));
   EXPECT_EQ("line 1: a negative number does not fit here", complaint("on play delay -1"));

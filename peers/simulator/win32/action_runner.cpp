@@ -45,10 +45,10 @@ ActionRunner::Next ActionRunner::runAction(const Action& action, const ActionPla
     case ActionKind::kDie:
       simulator_.end(action.numbers.front(), "die");
     case ActionKind::kStay:
-      stays_ = true;
+      simulator_.stays = true;
       return Next::kGoOn;
     case ActionKind::kExitCode:
-      exitCode_ = action.numbers.front();
+      simulator_.exitCode = action.numbers.front();
       return Next::kGoOn;
     case ActionKind::kLock:
       simulator_.lockFile(resolved(action.text));

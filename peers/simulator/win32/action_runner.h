@@ -35,9 +35,6 @@ class ActionRunner {
   // Sends what is left of the reply, unless it was suppressed. kHangUp when the other end is gone.
   Next sendRest(const ActionPlace& place);
 
-  bool stays() const { return stays_; }
-  long long exitCode() const { return exitCode_; }
-
  private:
   Next runAction(const Action& action, const ActionPlace& place);
   Next runPipeAction(const Action& action, const ActionPlace& place);
@@ -55,8 +52,6 @@ class ActionRunner {
 
   Simulator& simulator_;
   const ActionPlace* place_ = nullptr;  // of the run() that is going on
-  bool stays_ = false;
-  long long exitCode_ = 0;
 };
 
 }  // namespace kxsim

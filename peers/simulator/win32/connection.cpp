@@ -178,9 +178,9 @@ ActionRunner::Next Connection::answer(const std::string& bytes) {
   if (next == Next::kGoOn) {
     next = actions_.sendRest(place);
   }
-  if (request.type == "exit" && !actions_.stays() && !delivery.suppressed) {
+  if (request.type == "exit" && !simulator_.stays && !delivery.suppressed) {
     pipe_.close();
-    simulator_.end(actions_.exitCode(), "exit");
+    simulator_.end(simulator_.exitCode, "exit");
   }
   return next;
 }

@@ -44,10 +44,10 @@ void Simulator::unlockFiles() {
   locks_.clear();
 }
 
-void Simulator::end(long long exitCode, const std::string& reason) {
-  recorder.event("end code=" + std::to_string(exitCode) + " reason=" + reason);
+void Simulator::end(long long code, const std::string& reason) {
+  recorder.event("end code=" + std::to_string(code) + " reason=" + reason);
   // Other threads may be inside a pipe operation or hold a lock; an orderly exit could wait for them.
-  TerminateProcess(GetCurrentProcess(), static_cast<UINT>(exitCode));
+  TerminateProcess(GetCurrentProcess(), static_cast<UINT>(code));
   for (;;) {
     Sleep(INFINITE);
   }

@@ -7,6 +7,7 @@
 #include "win32/recorder.h"
 #include "win32/unique_handle.h"
 
+#include <atomic>
 #include <map>
 #include <mutex>
 #include <string>
@@ -20,6 +21,8 @@ class Simulator {
   PipeChoice choice;
   Surroundings surroundings;
   Recorder recorder;
+  std::atomic<bool> stays = false;      // "exit" does not end the process
+  std::atomic<long long> exitCode = 0;  // what it ends with after "exit"
 
   // Counts one more occurrence of that moment.
   Moment happened(const std::string& name, unsigned connection);
@@ -34,7 +37,7 @@ class Simulator {
   void unlockFiles();
 
   // Ends the process at once. Nothing waits for other threads.
-  [[noreturn]] void end(long long exitCode, const std::string& reason);
+  [[noreturn]] void end(long long code, const std::string& reason);
 
  private:
   std::mutex mutex_;

@@ -385,7 +385,7 @@ TEST_F(Misbehaviour, ExitCanGoUnanswered) {
 }
 
 TEST_F(Misbehaviour, ExitCanNameAnyProcessOrNone) {
-  connect({"on exit stay", "on exit 1 wait-for-pid 0", "on exit 2 wait-for-pid -1.5",
+  connect({"on start stay", "on exit 1 wait-for-pid 0", "on exit 2 wait-for-pid -1.5",
            "on exit 3 wait-for-pid none", "on exit 4 wait-for-pid $(pid)"});
 
   EXPECT_EQ(0, Json::parse(host_->exchange(requestText("exit"))).at("waitForProcessId"));
