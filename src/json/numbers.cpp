@@ -25,10 +25,11 @@ bool isHuge(std::string_view number) {
     std::string_view digits = number.substr(exponentMark + 1);
     const bool isNegative = digits.front() == '-';
     digits.remove_prefix(isNegative || digits.front() == '+' ? 1 : 0);
-    std::int64_t exponent = 0;
-    if (std::from_chars(digits.data(), digits.data() + digits.size(), exponent).ec != std::errc()) {
-      exponent = std::numeric_limits<std::int32_t>::max();
-    }
+    // No mantissa is so long that it could make up for this one.
+    constexpr std::int64_t kEndless = std::numeric_limits<std::int64_t>::max() / 2;
+    std::int64_t exponent = kEndless;
+    std::from_chars(digits.data(), digits.data() + digits.size(), exponent);
+    exponent = std::min(exponent, kEndless);
     magnitude += isNegative ? -exponent : exponent;
   }
   return magnitude > 0;

@@ -28,46 +28,41 @@ constexpr ExportFrame kRunnerExit = {"kxr_Exit",
 // The browser always counts as launched for whoever connects to a runner: its host did that.
 constexpr bool kLaunched = true;
 
-// False when browser and options name a browser that can be connected to; otherwise says in the log what is
-// wrong.
-bool refusesCommandLine(const RunnerBrowser& runner, const char* browser) {
-  switch (runner.problem) {
-    case RunnerBrowser::Problem::None:
-      return false;
-    case RunnerBrowser::Problem::RunnerRequired:
-      __logerr("-runner required for kxr_GetCommandLine()");
-      return true;
-    case RunnerBrowser::Problem::FirefoxProfileRequired:
-      __logerr("-fxProfile required for kxr_GetCommandLine()");
-      return true;
-    case RunnerBrowser::Problem::ChromeDataFolderRequired:
-      __logerr("-crUserDataDir required for kxr_GetCommandLine()");
-      return true;
-    case RunnerBrowser::Problem::UnsupportedBrowser:
-      break;
-  }
-  __logerr("Unsupported browser %s", browser);
-  return true;
-}
+// What an export says when browser and options name no browser that it can serve.
+struct RefusalMessages {
+  const char* runnerRequired;
+  const char* firefoxProfileRequired;
+  const char* chromeDataFolderRequired;
+  const char* unsupportedBrowser;  // with a "%s" for the browser
+};
 
-bool refusesInit(const RunnerBrowser& runner, const char* browser) {
+constexpr RefusalMessages kCommandLineRefusals = {
+    "-runner required for kxr_GetCommandLine()", "-fxProfile required for kxr_GetCommandLine()",
+    "-crUserDataDir required for kxr_GetCommandLine()", "Unsupported browser %s"};
+
+// The third message is in the words of kxr_GetCommandLine; log readers match it.
+constexpr RefusalMessages kInitRefusals = {"kxr_Init(): -runner required", "kxr_Init(): -fxProfile required",
+                                           "-crUserDataDir required for kxr_GetCommandLine()",
+                                           "kxr_Init(): Unsupported browser %s"};
+
+// Whether the call is refused; then the log tells why.
+bool isRefused(const RunnerBrowser& runner, const char* browser, const RefusalMessages& messages) {
   switch (runner.problem) {
     case RunnerBrowser::Problem::None:
       return false;
     case RunnerBrowser::Problem::RunnerRequired:
-      __logerr("kxr_Init(): -runner required");
-      return true;
+      __logerr("%s", messages.runnerRequired);
+      break;
     case RunnerBrowser::Problem::FirefoxProfileRequired:
-      __logerr("kxr_Init(): -fxProfile required");
-      return true;
+      __logerr("%s", messages.firefoxProfileRequired);
+      break;
     case RunnerBrowser::Problem::ChromeDataFolderRequired:
-      // In the words of kxr_GetCommandLine; log readers match them.
-      __logerr("-crUserDataDir required for kxr_GetCommandLine()");
-      return true;
+      __logerr("%s", messages.chromeDataFolderRequired);
+      break;
     case RunnerBrowser::Problem::UnsupportedBrowser:
+      __logerr(messages.unsupportedBrowser, browser);
       break;
   }
-  __logerr("kxr_Init(): Unsupported browser %s", browser);
   return true;
 }
 
@@ -102,7 +97,7 @@ int kxr_GetCommandLine(const char* browser, const char* options, char* buffer, i
     }
     const Options parsed = parseOptions(options);
     const RunnerBrowser runner = runnerBrowser(browser, parsed);
-    if (refusesCommandLine(runner, browser)) {
+    if (isRefused(runner, browser, kCommandLineRefusals)) {
       return KX_FAILED;
     }
     const bool useProfiler = findOption(parsed, kOptionProfiler) != nullptr;
@@ -129,7 +124,7 @@ int kxr_Init(int context, const char* browser, const char* options, int openNewB
       return KX_FAILED;
     }
     const RunnerBrowser runner = runnerBrowser(browser, parseOptions(options));
-    if (refusesInit(runner, browser)) {
+    if (isRefused(runner, browser, kInitRefusals)) {
       return KX_FAILED;
     }
     InstanceStart attempt(record, std::make_unique<PipeBrowserInstance>(browser, runner.pipeName));
