@@ -26,6 +26,14 @@ const char* jsonText(bool value) {
 
 }  // namespace
 
+int occurrences(const std::string& log, const std::string& text) {
+  int count = 0;
+  for (std::size_t at = log.find(text); at != std::string::npos; at = log.find(text, at + text.size())) {
+    ++count;
+  }
+  return count;
+}
+
 std::string initRequest(bool openNewBrowser, bool launched) {
   return requestText("init", std::string("{\n  \"openNewBrowser\" : ") + jsonText(openNewBrowser) +
                                  ",\n  \"launched\" : " + jsonText(launched) + "\n }");

@@ -66,6 +66,9 @@ class Conversation : public ::testing::Test {
   int context_;
 };
 
+// How often a text stands in a log.
+int occurrences(const std::string& log, const std::string& text);
+
 // What the library writes to a browser. Texts stand in the request as given here: the caller escapes.
 std::string initRequest(bool openNewBrowser, bool launched);
 std::string playRequest(const std::string& source,

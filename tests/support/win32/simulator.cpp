@@ -55,10 +55,10 @@ std::vector<DWORD> processesOf(const std::string& program) {
   return ids;
 }
 
+// A copy and no link: Wine takes all links of a file for one program, whose path is that of the first one
+// started.
 void copyProgram(const std::string& from, const std::string& to) {
-  // A link costs nothing; some folders lie where none can be made.
-  if (::CreateHardLinkW(wide(to).c_str(), wide(from).c_str(), nullptr) == FALSE &&
-      ::CopyFileW(wide(from).c_str(), wide(to).c_str(), TRUE) == FALSE) {
+  if (::CopyFileW(wide(from).c_str(), wide(to).c_str(), TRUE) == FALSE) {
     throw std::runtime_error("cannot copy " + from + " to " + to + ", error " +
                              std::to_string(::GetLastError()));
   }
