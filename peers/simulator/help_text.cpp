@@ -149,7 +149,7 @@ SCRIPT
     drop NAME              leaves a member out
     nesting N              puts in the member "nested" with N arrays inside each other (the reply itself is one level
                            more)
-    wait-for-pid X         X is self, none (left out) or any JSON text
+    wait-for-pid X         X is self, none (left out) or a JSON text without blanks
     reply-size N           makes the reply N bytes long with one more generated extract
     reply TEXT             these bytes instead of a reply
     reply-file FILE        the file's bytes instead of a reply

@@ -40,7 +40,7 @@ ActionRunner::Next ActionRunner::runAction(const Action& action, const ActionPla
       SetEvent(simulator_.namedEvent(resolved(action.text)));
       return Next::kGoOn;
     case ActionKind::kLog:
-      simulator_.recorder.event("log " + escapeForLog(resolved(action.text)));
+      simulator_.recorder.event("log " + escapeForLog(resolvedBytes(action.text)));
       return Next::kGoOn;
     case ActionKind::kDie:
       simulator_.end(action.numbers.front(), "die");
