@@ -1,0 +1,92 @@
+// One host: reads its name line from the well-known pipe, connects back to the pipe it names, and answers the requests
+// that come over that. A host sends its next request only when it has the reply to the last one, or has given up
+// waiting for it: a reply would then be taken for the next one's, so it is not sent.
+import net from 'node:net';
+import * as failures from './failures.mjs';
+import { RequestFramer, readRequest } from './request_framer.mjs';
+
+const kLongestNameLine = 4096;
+
+export class Connection {
+  #answers;
+  #log;
+  #events;
+  #pipe;
+  #framer = new RequestFramer();
+  #running;
+  launched = false;
+
+  // `events`: exit() when the host has asked for the end and has its answer, gone() when the host has hung up.
+  constructor(answers, log, events) {
+    this.#answers = answers;
+    this.#log = log;
+    this.#events = events;
+  }
+
+  begin(server) {
+    let line = '';
+    server.setEncoding('latin1');
+    server.on('error', () => {});
+    server.on('close', () => {
+      if (!this.#pipe) {
+        this.#log('a host left without a name line');
+        this.#events.gone(this);
+      }
+    });
+    server.on('data', (text) => {
+      line += text;
+      const end = line.indexOf('\n');
+      if (!this.#pipe && end >= 0) {
+        this.#connectBack(Buffer.from(line.slice(0, end), 'latin1').toString('utf8'));
+        // The host closes its end once it has written the line. Ours follows by itself, so it never overtakes.
+      } else if (line.length > kLongestNameLine) {
+        server.destroy();
+      }
+    });
+  }
+
+  #connectBack(name) {
+    this.#log(`connecting back to ${name}`);
+    this.#pipe = net.connect(name);
+    this.#pipe.on('error', (error) => this.#log(`pipe of the host: ${error.message}`));
+    this.#pipe.on('data', (chunk) => this.#receive(chunk));
+    this.#pipe.on('close', () => {
+      this.#running?.abort();
+      this.#events.gone(this);
+    });
+  }
+
+  #receive(chunk) {
+    this.#framer.feed(chunk);
+    for (let bytes = this.#framer.next(); bytes; bytes = this.#framer.next()) {
+      this.#serve(bytes);
+    }
+  }
+
+  async #serve(bytes) {
+    this.#running?.abort();
+    const running = new AbortController();
+    this.#running = running;
+    let request;
+    let reply;
+    try {
+      request = readRequest(bytes);
+      this.launched ||= request.type === 'init' && request.args.launched === true;
+      this.#log(`request ${request.type}`);
+      reply = await this.#answers.answer(request, running.signal);
+    } catch (error) {
+      reply = { status: `The request cannot be read: ${error.message}`, errorCode: failures.kBadRequest };
+    }
+    if (this.#running !== running || running.signal.aborted) {
+      this.#log(`the reply to ${request?.type} is not wanted any more`);
+      return;
+    }
+    this.#running = undefined;
+    this.#log(`reply ${reply.errorCode} ${reply.status}`);
+    this.#pipe.write(JSON.stringify(reply), () => {
+      if (request?.type === 'exit') {
+        this.#events.exit(this);
+      }
+    });
+  }
+}

@@ -1,0 +1,64 @@
+// Serves the extension's well-known pipe for as long as the browser lives, to one host after the other and to several
+// at once, and tells when the browser has been left alone.
+import net from 'node:net';
+import { Answers } from './answers.mjs';
+import { Connection } from './connection.mjs';
+
+export class WellKnownPipe {
+  #session;
+  #settings;
+  #log;
+  #onEnd;
+  #connections = new Set();
+  #wasLaunchedFor = false;
+  #timer;
+
+  // `onEnd(reason)` is called when the browser is to close.
+  constructor(session, settings, log, onEnd) {
+    this.#session = session;
+    this.#settings = settings;
+    this.#log = log;
+    this.#onEnd = onEnd;
+  }
+
+  async serve() {
+    const server = net.createServer((socket) => this.#accept(socket));
+    await new Promise((resolve, reject) => {
+      server.once('error', reject);
+      server.listen(this.#settings.pipe, resolve);
+    });
+    this.#log(`serving ${this.#settings.pipe}`);
+    this.#startTimer();
+  }
+
+  #accept(socket) {
+    clearTimeout(this.#timer);
+    const answers = new Answers(this.#session, this.#settings, this.#log);
+    const connection = new Connection(answers, this.#log, {
+      exit: () => {
+        if (!this.#settings.staysOnExit) {
+          this.#onEnd('a host has asked for it');
+        }
+      },
+      gone: (which) => this.#forget(which),
+    });
+    this.#connections.add(connection);
+    connection.begin(socket);
+  }
+
+  #forget(connection) {
+    this.#connections.delete(connection);
+    this.#wasLaunchedFor ||= connection.launched;
+    if (this.#connections.size === 0) {
+      this.#startTimer();
+    }
+  }
+
+  // A browser that was launched for a host has nobody else to close it when that host is gone without an exit.
+  #startTimer() {
+    const { lingerSeconds, idleSeconds } = this.#settings;
+    const seconds = this.#wasLaunchedFor ? lingerSeconds : idleSeconds;
+    clearTimeout(this.#timer);
+    this.#timer = setTimeout(() => this.#onEnd(`no host for ${seconds} s`), seconds * 1000);
+  }
+}
