@@ -24,5 +24,7 @@ export function asFailure(error, number) {
   if (error instanceof Failure) {
     return error;
   }
-  return new Failure(number, error?.message ?? String(error));
+  // Some browsers append where in themselves the error came up.
+  const [text] = String(error?.message ?? error).split('\n');
+  return new Failure(number, text);
 }

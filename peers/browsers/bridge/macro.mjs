@@ -20,6 +20,17 @@ function compile(source, names) {
   }
 }
 
+// Runs in the page.
+function textsInPage(selector) {
+  return [...document.querySelectorAll(selector)].map((element) => element.textContent);
+}
+
+// Runs in the page. A row is its cells with tabs between them.
+function rowsInPage(selector) {
+  return [...document.querySelectorAll(`${selector} tbody tr`)].map((row) =>
+    [...row.cells].map((cell) => cell.textContent).join('\t'));
+}
+
 function isTimeout(error) {
   return error?.name === 'TimeoutError';
 }
@@ -99,7 +110,9 @@ export class Macro {
   #checkPage() {
     if (!this.#allowsPageErrors && this.#tab.pageErrors.length > 0) {
       const error = this.#tab.pageErrors[0];
-      throw new Failure(failures.kPageError, `The page has thrown: ${error?.message ?? String(error)}`);
+      // One browser says "Error: text" where the other says "text".
+      const text = String(error?.message ?? error).replace(/^(Uncaught )?Error: /, '');
+      throw new Failure(failures.kPageError, `The page has thrown: ${text}`);
     }
   }
 
@@ -212,13 +225,8 @@ export class Macro {
         this.#extracts.push(String(text));
         return text;
       },
-      extractAll: async (selector) => {
-        const texts = await page.$$eval(selector, (elements) => elements.map((element) => element.textContent));
-        for (const text of texts) {
-          this.#extracts.push(text);
-        }
-        return texts;
-      },
+      extractAll: (selector) => this.#extractMany(textsInPage, selector),
+      extractTable: (selector) => this.#extractMany(rowsInPage, selector),
       evaluate: async (code, ...args) => {
         try {
           return await page.evaluate(code, ...args);
@@ -227,6 +235,15 @@ export class Macro {
         }
       },
     };
+  }
+
+  async #extractMany(inPage, selector) {
+    // One question for all of them: asking for each element by itself takes seconds for a thousand.
+    const texts = await this.#tab.page.evaluate(inPage, selector);
+    for (const text of texts) {
+      this.#extracts.push(text);
+    }
+    return texts;
   }
 
   async #navigate(seconds, go) {

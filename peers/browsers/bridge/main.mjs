@@ -41,8 +41,9 @@ try {
   await link.start();
   // The library of the browsers takes seconds to load, in which the browser starts.
   const { default: puppeteer } = await import('puppeteer-core');
+  log('the library of the browsers is loaded');
   const endpoint = await link.endpoint;
-  session = await Session.open(settings, puppeteer, endpoint);
+  session = await Session.open(settings, puppeteer, endpoint, log);
   log(`driving ${await session.version()}`);
   await new WellKnownPipe(session, settings, log, (reason) => end(0, reason)).serve();
 } catch (error) {

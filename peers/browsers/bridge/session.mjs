@@ -34,7 +34,7 @@ export class Session {
     this.#browser = browser;
   }
 
-  static async open(settings, puppeteer, endpoint) {
+  static async open(settings, puppeteer, endpoint, log) {
     const browser = await puppeteer.connect({
       browserWSEndpoint: endpoint,
       protocol: settings.type === 'fx' ? 'webDriverBiDi' : 'cdp',
@@ -42,6 +42,7 @@ export class Session {
       protocolTimeout: 0,
       defaultViewport: null,
     });
+    log('connected to the browser');
     const session = new Session(browser);
     const pages = await browser.pages();
     session.#tab = new Tab(pages[0] ?? (await browser.newPage()));
@@ -49,6 +50,7 @@ export class Session {
       // The page says nothing to read: a browser that cannot find it works all the same.
       await session.#tab.page.goto(startPageAddress(settings.startPage)).catch(() => {});
     }
+    log('the first page is open');
     return session;
   }
 
