@@ -6,9 +6,12 @@
  *
  *     int context = kx_ContextCreate();
  *     if (kx_Init(context, "fx", "-fxProfile work", NULL, 0, 0, 60) == KX_OK) {
- *         kx_SetVar(context, "city", "Oslo"); kx_Play(context, macro, 30); kx_GetLastExtract(context, text,
- *         (int)sizeof text, 1); kx_Exit(context, 10);
- *     } kx_ContextDestroy(context);
+ *         kx_SetVar(context, "city", "Oslo");
+ *         kx_Play(context, macro, 30);
+ *         kx_GetLastExtract(context, text, (int)sizeof text, 1);
+ *         kx_Exit(context, 10);
+ *     }
+ *     kx_ContextDestroy(context);
  *
  * CONVENTIONS
  *
@@ -136,8 +139,8 @@ KX_API void kx_ContextDestroy(int context);
  * @param context  the context's number; it need not have a browser
  * @return 1 when the last answer of the browser reported success; 0 when nothing has happened yet, or the
  *         browser's answer gave no number; otherwise a negative number. The extension's and Windows'
- *         positive error numbers come as negative ones: 7 as -7. KX_NO_CONTEXT if there is no such context,
- *         which no error number equals.
+ *         positive error numbers come as negative ones: 7 as -7. KX_NO_CONTEXT if there is no such context;
+ *         a kept number may look the same (Windows' 3 and 5 come as -3 and -5), and its text tells.
  *
  * Threads: one at a time per context. Blocks: never.
  */

@@ -1,6 +1,6 @@
 // The security attributes of the pipes that the library serves: a descriptor with a present but null access
-// list. Every account, including other users and processes at other integrity levels, may open such a pipe
-// and use it; browsers need that, since they run parts of themselves at lower levels.
+// list, so every account may open such a pipe and use it. A browser may run under another account than its
+// host, or with fewer rights.
 #pragma once
 
 #include <windows.h>
