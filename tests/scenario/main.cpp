@@ -8,7 +8,7 @@ int main(int argc, char** argv) {
   if (const std::optional<int> exitCode = runAsHost(argc, argv)) {
     return *exitCode;
   }
-  if (const std::optional<int> exitCode = runAsHelper(argc, argv)) {
+  if (const std::optional<int> exitCode = runAsHelper()) {
     return *exitCode;
   }
   ::testing::InitGoogleTest(&argc, argv);

@@ -8,8 +8,8 @@
 #include <windows.h>
 #include <array>
 #include <cstdlib>
-#include <fstream>
 #include <optional>
+#include <shellapi.h>
 #include <string>
 #include <vector>
 
@@ -44,9 +44,9 @@ class NamedEvent {
 // What a helper process can do; each verb's arguments are those of the function below that starts it.
 namespace helper {
 
+// Ends with 0 when it is told, with 7 when nobody told it.
 inline int waitForEvent(const std::string& eventName) {
-  NamedEvent(eventName).wait(60000);
-  return 0;
+  return NamedEvent(eventName).wait(60000) ? 0 : 7;
 }
 
 // Ends while it owns the mutex.
@@ -120,9 +120,21 @@ inline int run(const std::string& verb, const std::vector<std::string>& argument
 
 }  // namespace helper
 
+// The words of this process's command line, in UTF-8 whatever its code page is.
+inline std::vector<std::string> commandLineWords() {
+  int count = 0;
+  wchar_t** words = ::CommandLineToArgvW(::GetCommandLineW(), &count);
+  std::vector<std::string> result;
+  for (int i = 0; i < count; ++i) {
+    result.push_back(narrow(words[i]));
+  }
+  ::LocalFree(words);
+  return result;
+}
+
 // The exit code when this process was started as a helper, otherwise nothing.
-inline std::optional<int> runAsHelper(int argc, char** argv) {
-  const std::vector<std::string> words(argv, argv + argc);
+inline std::optional<int> runAsHelper() {
+  const std::vector<std::string> words = commandLineWords();
   if (words.size() < 3 || words[1] != kHelperSwitch) {
     return std::nullopt;
   }

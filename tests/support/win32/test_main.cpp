@@ -36,7 +36,7 @@ class OwnSurroundings {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (const std::optional<int> exitCode = runAsHelper(argc, argv)) {
+  if (const std::optional<int> exitCode = runAsHelper()) {
     return *exitCode;
   }
   ::testing::InitGoogleTest(&argc, argv);

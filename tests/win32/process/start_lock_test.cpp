@@ -1,0 +1,224 @@
+// The start lock on real mutexes, which other threads and processes look at by name.
+#include "process/win32/start_lock.h"
+
+#include "support/win32/debugger_lines.h"
+#include "support/win32/helper_process.h"
+#include "support/win32/log_file.h"
+#include "support/win32/pipe_name.h"
+#include "support/win32/windows_calls_override.h"
+#include "win32/process/named_mutex.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <windows.h>
+#include <string>
+#include <thread>
+#include <utility>
+
+using testing::IsEmpty;
+
+namespace {
+
+// WaitForSingleObject gives this at once.
+class LockWaitEndsWith {
+ public:
+  explicit LockWaitEndsWith(DWORD result, DWORD error = ERROR_SUCCESS)
+      : wait_([this, result, error](HANDLE handle, DWORD milliseconds) {
+          mutex = handle;
+          waited = milliseconds;
+          return failWith(error, result);
+        }) {}
+
+  HANDLE mutex = nullptr;
+  DWORD waited = 0;
+
+ private:
+  SubstitutedCall<&WindowsCalls::waitForSingleObject> wait_;
+};
+
+bool isOpen(HANDLE handle) {
+  DWORD flags = 0;
+  return ::GetHandleInformation(handle, &flags) != FALSE;
+}
+
+class StartLockTest : public testing::Test {
+ protected:
+  std::string name = uniqueName("lock");
+  LogFile log;
+  StartLock lock;
+};
+
+TEST_F(StartLockTest, IsAMutexOfThatNameThatIsNotOwnedFromTheBeginning) {
+  SubstitutedCall<&WindowsCalls::createMutex> create(
+      [&](SECURITY_ATTRIBUTES* security, BOOL isOwned, LPCWSTR wideName) {
+        EXPECT_EQ(security, nullptr);
+        EXPECT_EQ(isOwned, FALSE);
+        EXPECT_EQ(narrow(wideName), name);
+        return create.real(security, isOwned, wideName);
+      });
+  EXPECT_TRUE(lock.acquire(name));
+  EXPECT_EQ(create.count(), 1);
+  EXPECT_EQ(log.text(), "");
+}
+
+TEST_F(StartLockTest, KeepsOthersOutUntilItIsReleased) {
+  EXPECT_FALSE(lock.isHeld());
+  ASSERT_TRUE(lock.acquire(name));
+  EXPECT_TRUE(lock.isHeld());
+  EXPECT_EQ(stateOfMutex(name), MutexState::Owned);
+  lock.release();
+  EXPECT_FALSE(lock.isHeld());
+  EXPECT_EQ(stateOfMutex(name), MutexState::Absent);
+}
+
+TEST_F(StartLockTest, ReleasesTheMutexEvenIfOthersKeepItAlive) {
+  const NamedMutex other(name);
+  ASSERT_TRUE(lock.acquire(name));
+  EXPECT_EQ(stateOfMutex(name), MutexState::Owned);
+  lock.release();
+  EXPECT_EQ(stateOfMutex(name), MutexState::Free);
+}
+
+TEST_F(StartLockTest, IsReleasedWhenItsOwnerIsDestroyed) {
+  const NamedMutex other(name);
+  {
+    StartLock inner;
+    ASSERT_TRUE(inner.acquire(name));
+    EXPECT_EQ(stateOfMutex(name), MutexState::Owned);
+  }
+  EXPECT_EQ(stateOfMutex(name), MutexState::Free);
+}
+
+TEST_F(StartLockTest, IsReleasedOnceHoweverOftenItIsAsked) {
+  const NamedMutex other(name);
+  ASSERT_TRUE(lock.acquire(name));
+  lock.release();
+  ASSERT_TRUE(other.acquire());
+  lock.release();
+  EXPECT_EQ(stateOfMutex(name), MutexState::Owned);
+  other.release();
+}
+
+TEST_F(StartLockTest, ThatIsHeldIsNotTakenAgain) {
+  ASSERT_TRUE(lock.acquire(name));
+  const LockWaitEndsWith wait(WAIT_FAILED);
+  SubstitutedCall<&WindowsCalls::createMutex> create(
+      [&](SECURITY_ATTRIBUTES*, BOOL, LPCWSTR) { return failWith(ERROR_ACCESS_DENIED, HANDLE{}); });
+  EXPECT_TRUE(lock.acquire(name));
+  EXPECT_EQ(create.count(), 0);
+  EXPECT_EQ(log.text(), "");
+}
+
+TEST_F(StartLockTest, CanBeTakenAgainAfterARelease) {
+  ASSERT_TRUE(lock.acquire(name));
+  lock.release();
+  ASSERT_TRUE(lock.acquire(name));
+  EXPECT_EQ(stateOfMutex(name), MutexState::Owned);
+}
+
+TEST_F(StartLockTest, ANameOutsideAsciiIsUtf8) {
+  const std::string outside = name + "-grün-日本";
+  ASSERT_TRUE(lock.acquire(outside));
+  EXPECT_EQ(stateOfMutex(outside), MutexState::Owned);
+}
+
+TEST_F(StartLockTest, WaitsForTenMinutesAtMost) {
+  const LockWaitEndsWith wait(WAIT_OBJECT_0);
+  EXPECT_TRUE(lock.acquire(name));
+  EXPECT_EQ(wait.waited, 600000U);
+}
+
+TEST_F(StartLockTest, WaitsUntilAnotherProcessReleasesIt) {
+  const NamedEvent ready;
+  const NamedEvent end;
+  const HelperProcess holder({"hold-mutex", name, ready.name(), end.name()});
+  ASSERT_TRUE(ready.wait());
+  SubstitutedCall<&WindowsCalls::waitForSingleObject> wait([&](HANDLE mutex, DWORD milliseconds) {
+    EXPECT_EQ(wait.real(mutex, 0), DWORD{WAIT_TIMEOUT});
+    end.signal();
+    return wait.real(mutex, milliseconds);
+  });
+  EXPECT_TRUE(lock.acquire(name));
+  EXPECT_EQ(holder.exitCode(), 0U);
+  EXPECT_EQ(wait.count(), 1);
+  EXPECT_EQ(log.text(), "");
+}
+
+TEST_F(StartLockTest, OfAHolderThatEndedWithoutReleasingCountsAsTaken) {
+  const NamedMutex keptAlive(name);
+  const NamedEvent ready;
+  const HelperProcess holder({"abandon-mutex", name, ready.name()});
+  ASSERT_TRUE(ready.wait());
+  ASSERT_EQ(holder.exitCode(), 0U);
+  SubstitutedCall<&WindowsCalls::waitForSingleObject> wait([&](HANDLE mutex, DWORD milliseconds) {
+    const DWORD result = wait.real(mutex, milliseconds);
+    EXPECT_EQ(result, DWORD{WAIT_ABANDONED});
+    return result;
+  });
+  EXPECT_TRUE(lock.acquire(name));
+  EXPECT_EQ(wait.count(), 1);
+  EXPECT_TRUE(lock.isHeld());
+  EXPECT_EQ(stateOfMutex(name), MutexState::Owned);
+  EXPECT_EQ(log.text(), "");
+  lock.release();
+  EXPECT_EQ(stateOfMutex(name), MutexState::Free);
+}
+
+TEST_F(StartLockTest, ANameThatAnotherKindOfObjectHasIsAFailure) {
+  const NamedEvent event(name);
+  EXPECT_FALSE(lock.acquire(name));
+  EXPECT_FALSE(lock.isHeld());
+  EXPECT_EQ(log.text(),
+            ExpectedLog().error("Could not create binary start lock " + name + ", error 6").text());
+}
+
+TEST_F(StartLockTest, AWaitThatRunsOutIsLoggedAndLeavesNothing) {
+  const LockWaitEndsWith wait(WAIT_TIMEOUT);
+  EXPECT_FALSE(lock.acquire(name));
+  EXPECT_FALSE(lock.isHeld());
+  EXPECT_FALSE(isOpen(wait.mutex));
+  EXPECT_EQ(log.text(), ExpectedLog().error("Timout while waiting for binary start lock").text());
+}
+
+TEST_F(StartLockTest, AFailedWaitIsLoggedAndLeavesNothing) {
+  const LockWaitEndsWith wait(WAIT_FAILED, ERROR_ACCESS_DENIED);
+  EXPECT_FALSE(lock.acquire(name));
+  EXPECT_FALSE(lock.isHeld());
+  EXPECT_FALSE(isOpen(wait.mutex));
+  EXPECT_EQ(log.text(), ExpectedLog().error("Failed waiting for binary start lock, error 5").text());
+}
+
+TEST_F(StartLockTest, CanBeTakenAfterAFailure) {
+  {
+    const LockWaitEndsWith wait(WAIT_TIMEOUT);
+    EXPECT_FALSE(lock.acquire(name));
+  }
+  EXPECT_TRUE(lock.acquire(name));
+  EXPECT_EQ(stateOfMutex(name), MutexState::Owned);
+}
+
+TEST_F(StartLockTest, ReleasingKeepsTheLastError) {
+  ASSERT_TRUE(lock.acquire(name));
+  ::SetLastError(4711);
+  lock.release();
+  EXPECT_EQ(::GetLastError(), 4711U);
+}
+
+TEST(MutexOwnershipTest, PassesFromOneObjectToAnother) {
+  const std::string name = uniqueName("mutex");
+  const NamedMutex mutex(name);
+  ASSERT_TRUE(mutex.acquire());
+  MutexOwnership first(mutex.handle());
+  MutexOwnership second(std::move(first));
+  first.release();
+  EXPECT_EQ(stateOfMutex(name), MutexState::Owned);
+  MutexOwnership third;
+  third = std::move(second);
+  second.release();
+  EXPECT_EQ(stateOfMutex(name), MutexState::Owned);
+  third = MutexOwnership();
+  EXPECT_EQ(stateOfMutex(name), MutexState::Free);
+}
+
+}  // namespace
