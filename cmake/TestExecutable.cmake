@@ -30,6 +30,8 @@ function(kx_add_test_executable name)
   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} kx_warnings)
   target_compile_definitions(${name} PRIVATE "KX_GOLDEN_DIR=\"${PROJECT_SOURCE_DIR}/tests/golden\"")
+  # The tests themselves need no speed, and are compiled a third faster so. What they test keeps its flags.
+  target_compile_options(${name} PRIVATE -O0)
   if(arg_MAIN)
     target_link_libraries(${name} PRIVATE kx_gtest)
   else()

@@ -14,6 +14,7 @@ target_include_directories(
   PUBLIC "${KXTCP64_GOOGLETEST_SOURCE}/googletest/include" "${KXTCP64_GOOGLETEST_SOURCE}/googlemock/include"
   PRIVATE "${KXTCP64_GOOGLETEST_SOURCE}/googletest" "${KXTCP64_GOOGLETEST_SOURCE}/googlemock")
 target_compile_features(kx_gtest PUBLIC cxx_std_20)
+target_compile_options(kx_gtest PRIVATE -O0)
 if(NOT WIN32)
   find_package(Threads REQUIRED)
   target_link_libraries(kx_gtest PUBLIC Threads::Threads)
