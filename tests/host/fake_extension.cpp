@@ -61,7 +61,7 @@ FakeExtension& FakeExtension::answersThenHangsUp(const std::string& text) {
 }
 
 FakeExtension& FakeExtension::stopsReading() {
-  return add({nullptr, {}, Afterwards::StopReading});
+  return add({nullptr, {kSuccess}, Afterwards::StopReading});
 }
 
 FakeExtension& FakeExtension::runs(const std::function<void()>& action) {
@@ -188,11 +188,14 @@ FakeExtension::Afterwards FakeExtension::takeStep() {
   if (step.action) {
     step.action();
   }
+  bool isFirst = true;
   for (const std::string& piece : step.pieces) {
-    // The flush returns when the library has read what was sent.
-    if (!write(piece) || ::FlushFileBuffers(connection_) == FALSE) {
+    // The flush returns when the library has read what was sent before. It cannot be cancelled, so nothing is
+    // flushed for which the library may never ask.
+    if ((!isFirst && ::FlushFileBuffers(connection_) == FALSE) || !write(piece)) {
       return Afterwards::HangUp;
     }
+    isFirst = false;
   }
   return step.afterwards;
 }

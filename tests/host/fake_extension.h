@@ -35,7 +35,7 @@ class FakeExtension {
   FakeExtension& staysSilent();
   FakeExtension& hangsUp();
   FakeExtension& answersThenHangsUp(const std::string& text);
-  // Reads no further, but keeps the connection until the object goes or hangsUpNow() is called.
+  // Answers with success and reads no further, but keeps the connection.
   FakeExtension& stopsReading();
   // Runs on the extension's thread before it answers with success.
   FakeExtension& runs(const std::function<void()>& action);
