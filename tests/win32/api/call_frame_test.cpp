@@ -1,0 +1,146 @@
+// The frame around every export: what it checks, in which order, what it logs, and that nothing leaves it but
+// a result.
+#include "api/win32/call_frame.h"
+
+#include "support/fake_browser.h"
+#include "support/win32/log_file.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <new>
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+constexpr ExportFrame kFrame = {"kx_Test", "kx_Test(): context %d does not exist",
+                                "kx_Test() error: not initialized"};
+constexpr ExportFrame kOddFrame = {"kx_Odd", "kx_Odd: no context %d", "kx_Odd: no browser", {10, 20, 30}};
+
+class CallFrame : public testing::Test {
+ protected:
+  CallFrame() { openContextRegistry(); }
+  ~CallFrame() override {
+    if (ContextRecord* record = contextRegistry().lookup(0)) {
+      record->instance.reset();
+    }
+    closeContextRegistry(false);
+  }
+
+  int createWithBrowser() {
+    const int context = contextRegistry().create();
+    contextRegistry().lookup(context)->instance = std::make_unique<FakeBrowser>();
+    return context;
+  }
+
+  LogFile log;
+};
+
+int unexpected(const ContextRecord&) {
+  ADD_FAILURE() << "the body was run";
+  return 99;
+}
+
+TEST_F(CallFrame, RunsItsBodyOnTheRecord) {
+  const int context = contextRegistry().create();
+  const int result = withContext(kFrame, context, {}, [&](ContextRecord& record) {
+    EXPECT_EQ(&record, contextRegistry().lookup(context));
+    return 42;
+  });
+  EXPECT_EQ(result, 42);
+  EXPECT_EQ(log.text(), "");
+}
+
+TEST_F(CallFrame, RunsItsBodyOnARecordWithABrowser) {
+  const int context = createWithBrowser();
+  const int result =
+      withBrowser(kFrame, context, {{"macro", "text"}, {"other", ""}}, [&](ContextRecord& record) {
+        EXPECT_EQ(&record, contextRegistry().lookup(context));
+        return 42;
+      });
+  EXPECT_EQ(result, 42);
+  EXPECT_EQ(log.text(), "");
+}
+
+TEST_F(CallFrame, AContextThatDoesNotExistIsLoggedAndGivesMinusFive) {
+  EXPECT_EQ(withContext(kFrame, 0, {}, unexpected), -5);
+  EXPECT_EQ(withBrowser(kFrame, -1, {}, unexpected), -5);
+  EXPECT_EQ(log.text(), ExpectedLog()
+                            .error("kx_Test(): context 0 does not exist")
+                            .error("kx_Test(): context -1 does not exist")
+                            .text());
+}
+
+TEST_F(CallFrame, AMissingBrowserIsLoggedAndGivesMinusOne) {
+  const int context = contextRegistry().create();
+  EXPECT_EQ(withBrowser(kFrame, context, {}, unexpected), -1);
+  EXPECT_EQ(log.text(), ExpectedLog().error("kx_Test() error: not initialized").text());
+}
+
+TEST_F(CallFrame, ANullTextIsLoggedByTheNameOfItsArgumentAndGivesMinusOne) {
+  const int context = createWithBrowser();
+  EXPECT_EQ(withBrowser(kFrame, context, {{"name", "given"}, {"value", nullptr}}, unexpected), -1);
+  EXPECT_EQ(withContext(kFrame, context, {{"browser", nullptr}}, unexpected), -1);
+  EXPECT_EQ(log.text(), ExpectedLog()
+                            .error("kx_Test() error: argument value is null")
+                            .error("kx_Test() error: argument browser is null")
+                            .text());
+}
+
+TEST_F(CallFrame, OnlyTheFirstNullTextIsLogged) {
+  const int context = createWithBrowser();
+  EXPECT_EQ(withBrowser(kFrame, context, {{"name", nullptr}, {"value", nullptr}}, unexpected), -1);
+  EXPECT_EQ(log.text(), ExpectedLog().error("kx_Test() error: argument name is null").text());
+}
+
+TEST_F(CallFrame, ChecksTheContextBeforeTheBrowserBeforeTheTexts) {
+  EXPECT_EQ(withBrowser(kFrame, 0, {{"macro", nullptr}}, unexpected), -5);
+  contextRegistry().create();
+  EXPECT_EQ(withBrowser(kFrame, 0, {{"macro", nullptr}}, unexpected), -1);
+  EXPECT_EQ(log.text(), ExpectedLog()
+                            .error("kx_Test(): context 0 does not exist")
+                            .error("kx_Test() error: not initialized")
+                            .text());
+}
+
+TEST_F(CallFrame, ChecksTheContextBeforeTheTextsOfAnExportWithoutBrowser) {
+  EXPECT_EQ(withContext(kFrame, 5, {{"browser", nullptr}}, unexpected), -5);
+  EXPECT_EQ(log.text(), ExpectedLog().error("kx_Test(): context 5 does not exist").text());
+}
+
+TEST_F(CallFrame, EveryExportMayHaveResultsOfItsOwn) {
+  EXPECT_EQ(withBrowser(kOddFrame, 0, {}, unexpected), 10);
+  contextRegistry().create();
+  EXPECT_EQ(withBrowser(kOddFrame, 0, {}, unexpected), 20);
+  EXPECT_EQ(withContext(kOddFrame, 0, {{"text", nullptr}}, unexpected), 20);
+  EXPECT_EQ(withContext(kOddFrame, 0, {}, [](ContextRecord&) -> int { throw std::bad_alloc(); }), 30);
+}
+
+TEST_F(CallFrame, AnExceptionBecomesAFailureAndIsLogged) {
+  const int context = createWithBrowser();
+  EXPECT_EQ(
+      withBrowser(kFrame, context, {}, [](ContextRecord&) -> int { throw std::runtime_error("too bad"); }),
+      -1);
+  EXPECT_EQ(log.text(), ExpectedLog().error("kx_Test() error: caught exception: too bad").text());
+}
+
+TEST_F(CallFrame, AnExceptionOfAnUnknownKindBecomesAFailureToo) {
+  contextRegistry().create();
+  EXPECT_EQ(withContext(kFrame, 0, {}, [](ContextRecord&) -> int { throw 7; }), -1);
+  EXPECT_EQ(log.text(), ExpectedLog().error("kx_Test() error: caught exception: unknown exception").text());
+}
+
+TEST_F(CallFrame, AGuardedBodyGivesItsResultOrTheGivenOne) {
+  EXPECT_EQ(guarded("kx_Test", -1, [] { return 3; }), 3);
+  EXPECT_EQ(log.text(), "");
+  EXPECT_EQ(guarded("kx_Test", -1, []() -> int { throw std::length_error("long"); }), -1);
+  EXPECT_EQ(log.text(), ExpectedLog().error("kx_Test() error: caught exception: long").text());
+}
+
+TEST_F(CallFrame, AnExceptionsTextIsNoFormat) {
+  EXPECT_EQ(guarded("kx_Test", -1, []() -> int { throw std::runtime_error("100%d %s"); }), -1);
+  EXPECT_EQ(log.text(), ExpectedLog().error("kx_Test() error: caught exception: 100%d %s").text());
+}
+
+}  // namespace

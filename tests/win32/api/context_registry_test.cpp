@@ -1,0 +1,302 @@
+// The table of contexts: numbers and their reuse, records, growth, and look-ups while other threads create.
+#include "api/win32/context_registry.h"
+
+#include "support/fake_browser.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <limits>
+#include <memory>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsNull;
+using testing::NotNull;
+
+namespace {
+
+// Tells whether it is still there.
+class WatchedBrowser final : public FakeBrowser {
+ public:
+  explicit WatchedBrowser(bool& isThere) : isThere_(isThere) { isThere_ = true; }
+  ~WatchedBrowser() override { isThere_ = false; }
+
+ private:
+  bool& isThere_;
+};
+
+std::vector<int> created(ContextRegistry& registry, int count) {
+  std::vector<int> numbers;
+  for (int i = 0; i < count; ++i) {
+    numbers.push_back(registry.create());
+  }
+  return numbers;
+}
+
+std::vector<int> fromZero(int count) {
+  std::vector<int> numbers;
+  for (int i = 0; i < count; ++i) {
+    numbers.push_back(i);
+  }
+  return numbers;
+}
+
+TEST(ContextRegistry, CountsFromZero) {
+  ContextRegistry registry;
+  EXPECT_THAT(created(registry, 3), ElementsAre(0, 1, 2));
+}
+
+TEST(ContextRegistry, GivesADestroyedNumberAgain) {
+  ContextRegistry registry;
+  created(registry, 3);
+  registry.destroy(1);
+  EXPECT_EQ(registry.create(), 1);
+  EXPECT_EQ(registry.create(), 3);
+}
+
+TEST(ContextRegistry, GivesTheLowestFreeNumberFirst) {
+  ContextRegistry registry;
+  created(registry, 10);
+  for (const int context : {7, 2, 9, 0, 4}) {
+    registry.destroy(context);
+  }
+  EXPECT_THAT(created(registry, 7), ElementsAre(0, 2, 4, 7, 9, 10, 11));
+}
+
+TEST(ContextRegistry, GivesANumberOnceHoweverOftenItIsDestroyed) {
+  ContextRegistry registry;
+  created(registry, 2);
+  registry.destroy(0);
+  registry.destroy(0);
+  EXPECT_THAT(created(registry, 2), ElementsAre(0, 2));
+}
+
+TEST(ContextRegistry, CountsFromZeroAgainWhenAllAreDestroyed) {
+  ContextRegistry registry;
+  created(registry, 300);
+  for (int context = 299; context >= 0; --context) {
+    registry.destroy(context);
+  }
+  EXPECT_EQ(created(registry, 301), fromZero(301));
+}
+
+TEST(ContextRegistry, IgnoresNumbersThatNobodyHas) {
+  ContextRegistry registry;
+  created(registry, 1);
+  for (const int context :
+       {-1, 1, 255, 256, 100000, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()}) {
+    registry.destroy(context);
+  }
+  EXPECT_THAT(registry.lookup(0), NotNull());
+  EXPECT_EQ(registry.create(), 1);
+}
+
+TEST(ContextRegistry, FindsTheRecordsOfItsContextsOnly) {
+  ContextRegistry registry;
+  EXPECT_THAT(registry.lookup(0), IsNull());
+  created(registry, 2);
+  EXPECT_THAT(registry.lookup(0), NotNull());
+  EXPECT_THAT(registry.lookup(1), NotNull());
+  EXPECT_NE(registry.lookup(0), registry.lookup(1));
+  for (const int context :
+       {-1, 2, 255, 256, 100000, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()}) {
+    EXPECT_THAT(registry.lookup(context), IsNull()) << context;
+  }
+  registry.destroy(0);
+  EXPECT_THAT(registry.lookup(0), IsNull());
+  EXPECT_THAT(registry.lookup(1), NotNull());
+}
+
+TEST(ContextRegistry, AFreshRecordHasNoBrowserAndNoError) {
+  ContextRegistry registry;
+  const ContextRecord* record = registry.lookup(registry.create());
+  EXPECT_EQ(record->instance, nullptr);
+  EXPECT_EQ(errorNumber(*record), 0);
+  EXPECT_EQ(errorText(*record), "");
+}
+
+TEST(ContextRegistry, AReusedNumberHasAFreshRecord) {
+  ContextRegistry registry;
+  ContextRecord* record = registry.lookup(registry.create());
+  record->lastErrorNumber = -3;
+  record->lastErrorText = "Connection timed out";
+  registry.destroy(0);
+  ASSERT_EQ(registry.create(), 0);
+  EXPECT_EQ(errorNumber(*registry.lookup(0)), 0);
+  EXPECT_EQ(errorText(*registry.lookup(0)), "");
+}
+
+TEST(ContextRegistry, GrowsToTenThousandsAndMovesNoRecord) {
+  constexpr int kCount = 20000;
+  ContextRegistry registry;
+  std::vector<ContextRecord*> records;
+  for (int context = 0; context < kCount; ++context) {
+    ASSERT_EQ(registry.create(), context);
+    records.push_back(registry.lookup(context));
+  }
+  EXPECT_THAT(records, Each(NotNull()));
+  EXPECT_EQ(std::set<ContextRecord*>(records.begin(), records.end()).size(), records.size());
+  for (int context = 0; context < kCount; ++context) {
+    ASSERT_EQ(registry.lookup(context), records[static_cast<std::size_t>(context)]);
+  }
+  EXPECT_THAT(registry.lookup(kCount), IsNull());
+}
+
+TEST(ContextRegistry, GivesEveryNumberOnceToThreadsThatCreateAtTheSameTime) {
+  constexpr int kThreads = 8;
+  constexpr int kEach = 1000;
+  ContextRegistry registry;
+  std::vector<std::vector<int>> numbers(kThreads);
+  std::vector<std::thread> threads;
+  for (std::vector<int>& mine : numbers) {
+    threads.emplace_back([&registry, &mine] { mine = created(registry, kEach); });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  std::vector<int> all;
+  for (const std::vector<int>& mine : numbers) {
+    all.insert(all.end(), mine.begin(), mine.end());
+  }
+  std::sort(all.begin(), all.end());
+  EXPECT_EQ(all, fromZero(kThreads * kEach));
+}
+
+TEST(ContextRegistry, FindsARecordWhileOtherThreadsCreateAndDestroy) {
+  ContextRegistry registry;
+  const int context = registry.create();
+  ContextRecord* const record = registry.lookup(context);
+  std::atomic<int> busy{4};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      for (int round = 0; round < 20; ++round) {
+        for (const int mine : created(registry, 200)) {
+          EXPECT_THAT(registry.lookup(mine), NotNull());
+          registry.destroy(mine);
+        }
+      }
+      --busy;
+    });
+  }
+  while (busy > 0) {
+    ASSERT_EQ(registry.lookup(context), record);
+    registry.lookup(100000);
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(registry.create(), 1);
+}
+
+TEST(ContextRegistry, DestroyingAContextLeavesItsBrowserAlone) {
+  ContextRegistry registry;
+  bool isThere = false;
+  BrowserInstance* browser = new WatchedBrowser(isThere);
+  registry.lookup(registry.create())->instance.reset(browser);
+  registry.destroy(0);
+  EXPECT_TRUE(isThere);
+  const std::unique_ptr<BrowserInstance> owner(browser);
+}
+
+TEST(ContextRegistry, DestroyingTheRegistryLeavesBrowsersAlone) {
+  bool isThere = false;
+  BrowserInstance* browser = new WatchedBrowser(isThere);
+  {
+    ContextRegistry registry;
+    created(registry, 3);
+    registry.lookup(1)->instance.reset(browser);
+  }
+  EXPECT_TRUE(isThere);
+  const std::unique_ptr<BrowserInstance> owner(browser);
+}
+
+TEST(ContextRegistry, OfTheProcessIsThereBetweenOpeningAndClosing) {
+  for (const bool processEnds : {false, true, false}) {
+    openContextRegistry();
+    EXPECT_EQ(contextRegistry().create(), 0);
+    EXPECT_EQ(contextRegistry().create(), 1);
+    closeContextRegistry(processEnds);
+  }
+}
+
+class ErrorOfAContext : public testing::Test {
+ protected:
+  FakeBrowser& addBrowser() {
+    auto instance = std::make_unique<FakeBrowser>();
+    FakeBrowser& browser = *instance;
+    record.instance = std::move(instance);
+    return browser;
+  }
+
+  ContextRecord record;
+};
+
+TEST_F(ErrorOfAContext, IsTheKeptOneWithoutABrowser) {
+  record.lastErrorNumber = 7;
+  record.lastErrorText = "kept";
+  EXPECT_EQ(errorNumber(record), 7);
+  EXPECT_EQ(errorText(record), "kept");
+}
+
+TEST_F(ErrorOfAContext, IsTheBrowsersWhileThereIsOne) {
+  record.lastErrorNumber = 7;
+  record.lastErrorText = "kept";
+  const std::unique_ptr<FakeBrowser> owner(&addBrowser());
+  owner->fail(-3, "of the browser");
+  EXPECT_EQ(errorNumber(record), -3);
+  EXPECT_EQ(errorText(record), "of the browser");
+  static_cast<void>(record.instance.release());
+  EXPECT_EQ(errorNumber(record), 7);
+  EXPECT_EQ(errorText(record), "kept");
+}
+
+TEST_F(ErrorOfAContext, CanBeKeptBeyondItsBrowser) {
+  addBrowser().fail(-4, "Could not open server pipe");
+  keepInstanceError(record);
+  record.instance.reset();
+  EXPECT_EQ(errorNumber(record), -4);
+  EXPECT_EQ(errorText(record), "Could not open server pipe");
+}
+
+TEST(InstanceStartTest, ThatSucceedsLeavesItsBrowserInTheRecord) {
+  ContextRecord record;
+  bool isThere = false;
+  {
+    InstanceStart start(record, std::make_unique<WatchedBrowser>(isThere));
+    EXPECT_EQ(&start.browser(), record.instance.get());
+    start.succeed();
+  }
+  EXPECT_TRUE(isThere);
+  ASSERT_NE(record.instance, nullptr);
+  record.instance.reset();
+}
+
+TEST(InstanceStartTest, ThatDoesNotSucceedTakesItsBrowserAway) {
+  ContextRecord record;
+  bool isThere = false;
+  { const InstanceStart start(record, std::make_unique<WatchedBrowser>(isThere)); }
+  EXPECT_FALSE(isThere);
+  EXPECT_EQ(record.instance, nullptr);
+}
+
+TEST(InstanceStartTest, LeavesABrowserThatWasThereBeforeAlone) {
+  ContextRecord record;
+  bool isThere = false;
+  bool isNewOneThere = false;
+  BrowserInstance* old = new WatchedBrowser(isThere);
+  record.instance.reset(old);
+  { const InstanceStart start(record, std::make_unique<WatchedBrowser>(isNewOneThere)); }
+  EXPECT_TRUE(isThere);
+  EXPECT_FALSE(isNewOneThere);
+  const std::unique_ptr<BrowserInstance> owner(old);
+}
+
+}  // namespace

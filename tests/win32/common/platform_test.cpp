@@ -1,0 +1,128 @@
+// What the portable code needs from Windows.
+#include "common/platform.h"
+
+#include "common/last_error.h"
+#include "support/win32/debugger_lines.h"
+#include "support/win32/environment_variable.h"
+#include "support/win32/temp_folder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <windows.h>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+#include <string>
+
+using testing::ElementsAre;
+
+namespace {
+
+class PlatformVariable : public testing::Test {
+ protected:
+  EnvironmentVariable variable{"KX_TEST_VARIABLE"};
+
+  static std::optional<std::string> value() { return platform::environmentVariable("KX_TEST_VARIABLE"); }
+};
+
+TEST_F(PlatformVariable, ThatIsAbsentHasNoValue) {
+  variable.remove();
+  EXPECT_EQ(value(), std::nullopt);
+}
+
+TEST_F(PlatformVariable, ThatIsEmptyHasAnEmptyValue) {
+  ASSERT_TRUE(::SetEnvironmentVariableW(L"KX_TEST_VARIABLE", L""));
+  ::SetLastError(ERROR_ENVVAR_NOT_FOUND);
+  EXPECT_EQ(value(), "");
+}
+
+TEST_F(PlatformVariable, IsReadAsUtf8) {
+  variable.set("grün 日本 😀");
+  EXPECT_EQ(value(), "grün 日本 😀");
+}
+
+// Values up to 255 characters fit the first buffer.
+TEST_F(PlatformVariable, MayHaveAnyLength) {
+  for (const std::size_t length : {1U, 254U, 255U, 256U, 257U, 5000U, 32000U}) {
+    const std::string text = std::string(length - 1, 'x') + "y";
+    variable.set(text);
+    EXPECT_EQ(value(), text) << length;
+  }
+}
+
+TEST_F(PlatformVariable, IsReadAtTheTimeOfTheCall) {
+  variable.set("one");
+  EXPECT_EQ(value(), "one");
+  variable.set("two");
+  EXPECT_EQ(value(), "two");
+  variable.remove();
+  EXPECT_EQ(value(), std::nullopt);
+}
+
+TEST_F(PlatformVariable, ThatWasSetThroughTheRunTimeLibraryIsSeen) {
+  ::_putenv("KX_TEST_VARIABLE=run-time");
+  EXPECT_EQ(value(), "run-time");
+}
+
+TEST_F(PlatformVariable, IsReadWithoutTouchingTheLastError) {
+  for (const std::string& text : {std::string("short"), std::string(5000, 'x'), std::string()}) {
+    variable.set(text);
+    ::SetLastError(4711);
+    value();
+    EXPECT_EQ(::GetLastError(), 4711U);
+  }
+  variable.remove();
+  ::SetLastError(4711);
+  value();
+  EXPECT_EQ(::GetLastError(), 4711U);
+}
+
+TEST(Platform, KnowsTheIdsOfProcessAndThread) {
+  EXPECT_EQ(platform::currentProcessId(), ::GetCurrentProcessId());
+  EXPECT_EQ(platform::currentThreadId(), ::GetCurrentThreadId());
+}
+
+TEST(Platform, ReadsAndSetsTheLastError) {
+  ::SetLastError(17);
+  EXPECT_EQ(platform::lastErrorNumber(), 17U);
+  EXPECT_EQ(lastErrorForLog(), 17);
+  platform::setLastErrorNumber(4294967295U);
+  EXPECT_EQ(::GetLastError(), 4294967295U);
+  EXPECT_EQ(lastErrorForLog(), -1);
+}
+
+TEST(Platform, WritesDebuggerLinesAsTheyAre) {
+  const DebuggerLines debugger;
+  platform::writeDebuggerLine("one %s line");
+  EXPECT_THAT(debugger.lines(), ElementsAre("one %s line"));
+}
+
+TEST(Platform, OpensAFileByItsUtf8Path) {
+  const TempFolder folder;
+  const std::string path = folder.path("grün 日本.txt");
+  std::FILE* file = platform::openFile(path, "wb");
+  ASSERT_NE(file, nullptr);
+  std::fputs("text\n", file);
+  std::fclose(file);
+  EXPECT_EQ(fileBytes(path), "text\n");
+}
+
+TEST(Platform, TellsWhyAFileCannotBeOpened) {
+  const TempFolder folder;
+  EXPECT_EQ(platform::openFile(folder.path("missing.txt"), "r"), nullptr);
+  EXPECT_EQ(platform::lastErrorNumber(), 2U);
+  EXPECT_EQ(platform::openFile(folder.path("missing\\file.txt"), "w"), nullptr);
+  EXPECT_EQ(platform::lastErrorNumber(), 3U);
+}
+
+TEST(LastErrorGuardTest, PutsTheLastErrorBack) {
+  ::SetLastError(1);
+  {
+    const LastErrorGuard guard;
+    ::SetLastError(2);
+  }
+  EXPECT_EQ(::GetLastError(), 1U);
+}
+
+}  // namespace

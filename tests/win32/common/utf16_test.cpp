@@ -1,0 +1,39 @@
+// Texts on their way to the wide Windows calls and back.
+#include "common/win32/utf16.h"
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+#include <string>
+
+namespace {
+
+TEST(Utf16, OfAnEmptyTextIsEmpty) {
+  EXPECT_EQ(utf16FromUtf8(""), L"");
+  EXPECT_EQ(utf8FromUtf16(L""), "");
+}
+
+TEST(Utf16, HasEveryCharacterOfTheText) {
+  EXPECT_EQ(utf16FromUtf8("a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80"), L"a\u00E4\u20AC\xD83D\xDE00");
+  EXPECT_EQ(utf8FromUtf16(L"a\u00E4\u20AC\xD83D\xDE00"), "a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80");
+}
+
+TEST(Utf16, EndsWhereTheTextEnds) {
+  EXPECT_EQ(utf16FromUtf8(std::string_view("abc", 2)), L"ab");
+  EXPECT_EQ(utf8FromUtf16(std::wstring_view(L"abc", 2)), "ab");
+  EXPECT_EQ(utf16FromUtf8(std::string(300, 'x')), std::wstring(300, L'x'));
+}
+
+TEST(Utf16, OfBytesThatAreNoUtf8IsTheReplacementCharacter) {
+  EXPECT_EQ(utf16FromUtf8("a\xFFz"), L"a\uFFFDz");
+}
+
+TEST(Utf16, KeepsTheLastError) {
+  ::SetLastError(4711);
+  utf16FromUtf8("a\xFFz");
+  EXPECT_EQ(::GetLastError(), 4711U);
+  utf8FromUtf16(std::wstring(1, L'\xD800'));
+  EXPECT_EQ(::GetLastError(), 4711U);
+}
+
+}  // namespace
