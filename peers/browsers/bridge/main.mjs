@@ -26,14 +26,12 @@ function end(code, reason) {
     log(`ending: ${reason}`);
     await session?.close();
     await link.end();
-    link.removeLeftovers();
     process.exit(code);
   })();
 }
 
 link.ended.then((how) => {
   log(`ended: ${how}`);
-  link.removeLeftovers();
   process.exit(session ? 0 : kExitFailed);
 });
 

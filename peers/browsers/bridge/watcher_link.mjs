@@ -22,7 +22,6 @@ export class WatcherLink {
   #log;
   #token = crypto.randomUUID();
   #socket;
-  #homeFolder = '';
   #ended;
   #resolveEnded;
   #endpoint;
@@ -111,7 +110,6 @@ export class WatcherLink {
   #hear(message, socket, server) {
     if (message.token === this.#token && !this.#socket) {
       this.#socket = socket;
-      this.#homeFolder = message.homeFolder;
       server.close();
     } else if (socket !== this.#socket) {
       socket.destroy();
@@ -128,21 +126,6 @@ export class WatcherLink {
     if (this.#socket?.writable) {
       this.#socket.write(`${JSON.stringify({ end: true, graceMilliseconds: kEndMilliseconds })}\n`);
       await this.#ended;
-    }
-  }
-
-  // What a watcher that was killed has left.
-  removeLeftovers() {
-    const { otherSystem, keep, runFolder } = this.#settings;
-    const home = otherSystem && this.#homeFolder ? `Z:${this.#homeFolder.replaceAll('/', '\\')}` : this.#homeFolder;
-    for (const folder of [home, keep ? '' : path.join(runFolder, 'profile')]) {
-      if (folder) {
-        try {
-          fs.rmSync(folder, { recursive: true, force: true, maxRetries: 5, retryDelay: 100 });
-        } catch (error) {
-          this.#log(`cannot remove ${folder}: ${error.message}`);
-        }
-      }
     }
   }
 }

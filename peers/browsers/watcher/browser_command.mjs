@@ -53,7 +53,7 @@ function chromeArguments(run) {
 }
 
 // `run` is what the bridge hands over: type, profileFolder, runFolder, program (may be empty), visible, mark; and what
-// the watcher adds: platform, superUser, pathExists, homeFolder.
+// the watcher adds: platform, superUser, homeFolder.
 export function browserCommand(run) {
   const program = run.program || defaultProgram(run.type, run.platform);
   const args = run.type === kFirefox ? firefoxArguments(run) : chromeArguments(run);
@@ -71,11 +71,6 @@ export function browserCommand(run) {
       TEMP: home,
       TMP: home,
     });
-  }
-  // The browser then dies with the watcher even when that is killed.
-  const setpriv = '/usr/bin/setpriv';
-  if (run.platform === 'linux' && run.pathExists(setpriv)) {
-    return { program: setpriv, args: ['--pdeathsig', 'KILL', '--', program, ...args], environment };
   }
   return { program, args, environment };
 }

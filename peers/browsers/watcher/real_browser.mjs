@@ -19,7 +19,6 @@ export class RealBrowser {
       ...run,
       platform: process.platform,
       superUser: process.getuid?.() === 0,
-      pathExists: fs.existsSync,
     };
     fs.mkdirSync(full.profileFolder, { recursive: true });
     if (full.type === kFirefox) {
@@ -36,6 +35,11 @@ export class RealBrowser {
       windowsHide: true,
     });
     this.#listen(full.log ?? (() => {}));
+  }
+
+  // Where there are process groups, this one is its group's as well. Undefined when it could not be started.
+  get processId() {
+    return this.#child.pid;
   }
 
   // Rejects when the browser ends or cannot be started before it has told where it listens.

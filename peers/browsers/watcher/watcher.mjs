@@ -1,13 +1,14 @@
 // Starts the real browser and ends it when the bridge is gone. It runs where the browser runs: under Wine that is
 // Linux, whose programs a Windows program can start but neither wait for nor end. One argument: the file in which the
 // bridge says what to run. Their TCP connection is the sign of life, and lines of JSON go over it:
-//   to the bridge    {"token":t,"homeFolder":path}   {"endpoint":url}   {"ended":text}
+//   to the bridge    {"token":t}   {"endpoint":url}   {"ended":text}
 //   from the bridge  {"end":true}
 // The watcher is the last to go: it removes the folder of the run.
 import fs from 'node:fs';
 import net from 'node:net';
 import os from 'node:os';
 import path from 'node:path';
+import { Guard } from './guard.mjs';
 import { RealBrowser } from './real_browser.mjs';
 
 const run = JSON.parse(fs.readFileSync(process.argv[2], 'utf8'));
@@ -16,6 +17,8 @@ process.chdir(path.parse(process.execPath).root);
 
 // Browsers make sockets in their temporary folder, and the path of a socket must be short.
 const homeFolder = fs.mkdtempSync(path.join(os.tmpdir(), 'kxb-'));
+const temporaryFolders = run.keep ? [homeFolder] : [homeFolder, run.runFolder];
+const guard = new Guard(run.mark, temporaryFolders);
 
 function log(text) {
   if (run.logFile) {
@@ -27,7 +30,7 @@ let browser;
 let ending;
 
 function removeFolders() {
-  for (const folder of run.keep ? [homeFolder] : [homeFolder, run.runFolder]) {
+  for (const folder of temporaryFolders) {
     try {
       fs.rmSync(folder, { recursive: true, force: true, maxRetries: 10, retryDelay: 100 });
     } catch (error) {
@@ -41,6 +44,7 @@ function finish(reason, graceMilliseconds) {
     log(`watcher: ${reason}\n`);
     await browser?.end(graceMilliseconds);
     removeFolders();
+    await guard.dismiss();
     if (bridge.writable) {
       await new Promise((resolve) => bridge.end(`${JSON.stringify({ ended: reason })}\n`, resolve));
     }
@@ -53,8 +57,9 @@ function say(message) {
 }
 
 const bridge = net.connect({ port: run.port, host: '127.0.0.1' }, () => {
-  say({ token: run.token, homeFolder });
+  say({ token: run.token });
   browser = new RealBrowser({ ...run, homeFolder, log });
+  guard.watch(browser.processId);
   browser.endpoint.then((endpoint) => say({ endpoint }), (error) => log(`watcher: ${error.message}\n`));
   browser.ended.then((how) => finish(`the browser ${how}`, 0));
 });

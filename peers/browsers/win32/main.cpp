@@ -114,6 +114,20 @@ std::string makeRunFolder() {
   return folder;
 }
 
+// Usually the watcher has done it. What it has left may be in use for a moment yet by a browser that is being
+// ended.
+void removeFolder(const std::string& folder) {
+  constexpr int kAttempts = 10;
+  constexpr DWORD kPauseMilliseconds = 100;
+  std::error_code error;
+  for (int attempt = 0; attempt < kAttempts && std::filesystem::exists(pathOf(folder), error); ++attempt) {
+    std::filesystem::remove_all(pathOf(folder), error);
+    if (error) {
+      Sleep(kPauseMilliseconds);
+    }
+  }
+}
+
 void tellBridge(const CommandLine& line, const PipeChoice& choice, const std::string& folder,
                 const std::string& runFolder, const std::string& bridgeFolder) {
   setVariable("KXB_TYPE", choice.type);
@@ -160,8 +174,7 @@ int run() {
   }
   const int result = error != 0 ? kExitNotSetUp : static_cast<int>(bridge.wait());
   if (!environmentVariable("KX_BROWSER_KEEP")) {
-    std::error_code ignored;
-    std::filesystem::remove_all(pathOf(runFolder), ignored);
+    removeFolder(runFolder);
   }
   return result;
 }
