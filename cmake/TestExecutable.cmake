@@ -47,7 +47,7 @@ function(kx_add_test_executable name)
     # The path stays relative: a Windows program does not take "/..." for an absolute one.
     add_test(
       NAME ${entry}
-      COMMAND ${name} --gtest_brief=1 --gtest_output=xml:test-results/${entry}.xml
+      COMMAND ${name} --gtest_output=xml:test-results/${entry}.xml
       WORKING_DIRECTORY "${PROJECT_BINARY_DIR}")
     set_tests_properties(
       ${entry} PROPERTIES TIMEOUT ${arg_TIMEOUT}
