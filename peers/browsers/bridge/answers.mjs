@@ -67,11 +67,9 @@ export class Answers {
   }
 
   async #init(args) {
-    // A browser that was launched for this host has just opened its first tab.
-    if (args.openNewBrowser && !args.launched) {
-      this.#ownTab = await this.#session.newTab();
-    }
-    await this.#tab();
+    // A browser that was launched for this host has just opened its first tab. Another host may open further ones.
+    this.#ownTab =
+      args.openNewBrowser && !args.launched ? await this.#session.newTab() : await this.#session.currentTab();
     return success();
   }
 

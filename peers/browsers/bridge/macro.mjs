@@ -20,6 +20,11 @@ function compile(source, names) {
   }
 }
 
+// Runs in the page. What a user reads in the element; a button's label is its text, not its value.
+function textInPage(element) {
+  return element.matches('input, textarea, select') ? element.value : element.textContent;
+}
+
 // Runs in the page.
 function textsInPage(selector) {
   return [...document.querySelectorAll(selector)].map((element) => element.textContent);
@@ -221,7 +226,7 @@ export class Macro {
       waitFor: (what, seconds, ...args) => this.#waitFor(what, milliseconds(seconds), args),
       extract: async (selector, seconds) => {
         await this.#find(selector, milliseconds(seconds));
-        const text = await page.$eval(selector, (element) => element.value ?? element.textContent);
+        const text = await page.$eval(selector, textInPage);
         this.#extracts.push(String(text));
         return text;
       },
