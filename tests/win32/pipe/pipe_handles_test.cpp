@@ -1,5 +1,6 @@
 // No operation leaves a handle behind. Windows hands out the lowest free value, so a value that has grown
 // after many cycles tells of a leak.
+#include "win32/pipe/pipe_browser_test.h"
 #include "win32/pipe/pipe_test.h"
 
 #include <gtest/gtest.h>
@@ -89,6 +90,44 @@ TEST(PipeHandles, ClosesWithSomethingPendingLeaveNone) {
               EXPECT_EQ(pipe_accept(unconnected.get(), 1), -3);
               EXPECT_EQ(readWithin(reading.end.get(), buffer, 1), -3);
               EXPECT_EQ(writeText(writing.end.get(), moreThanAPipeHolds(), 1), -3);
+            }),
+            50);
+}
+
+using PipeBrowserHandles = PipeBrowserTest;
+
+TEST_F(PipeBrowserHandles, AConnectionAndItsEndLeaveNone) {
+  EXPECT_LT(leakedPerHundred([&] {
+              ExtensionPeer extension(serverPipe);
+              extension.play([](ExtensionPeer& peer) { peer.takeHost(); });
+              PipeBrowserInstance other("cr", profile);
+              EXPECT_TRUE(other.connect(10));
+            }),
+            50);
+}
+
+TEST_F(PipeBrowserHandles, ConnectingAgainLeavesNone) {
+  EXPECT_LT(leakedPerHundred([&] {
+              ExtensionPeer extension(serverPipe);
+              extension.play([](ExtensionPeer& peer) { peer.takeHost(); });
+              EXPECT_TRUE(browser.connect(10));
+            }),
+            50);
+}
+
+TEST_F(PipeBrowserHandles, ConnectionsThatNobodyServesLeaveNone) {
+  EXPECT_LT(leakedPerHundred([&] {
+              PipeBrowserInstance other("cr", profile);
+              EXPECT_FALSE(other.connect(1));
+            }),
+            50);
+}
+
+TEST_F(PipeBrowserHandles, ConnectionsThatAreNotAcceptedLeaveNone) {
+  EXPECT_LT(leakedPerHundred([&] {
+              const ExtensionPeer extension(serverPipe);
+              const WaitsEndWith wait(WAIT_TIMEOUT);
+              EXPECT_FALSE(browser.connect(1));
             }),
             50);
 }

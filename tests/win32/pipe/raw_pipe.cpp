@@ -58,7 +58,8 @@ bool RawPipe::accept() const {
   OVERLAPPED overlapped{};
   overlapped.hEvent = event_;
   const BOOL done = ::ConnectNamedPipe(handle_, &overlapped);
-  if (done == FALSE && ::GetLastError() == ERROR_PIPE_CONNECTED) {
+  // A client may have come already, and may even have left again: what it wrote can still be read.
+  if (done == FALSE && (::GetLastError() == ERROR_PIPE_CONNECTED || ::GetLastError() == ERROR_NO_DATA)) {
     return true;
   }
   return finished(done, overlapped) != kFailed;
