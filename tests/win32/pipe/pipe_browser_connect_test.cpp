@@ -86,6 +86,7 @@ TEST_F(PipeBrowserConnect, OfASecondInstanceWaitsUntilTheFirstHasOpenedTheExtens
                                                       SECURITY_ATTRIBUTES* security, DWORD disposition,
                                                       DWORD flags, HANDLE model) {
     if (open.count() == 1) {
+      firstOpens.signal();
       EXPECT_TRUE(secondWaits.wait());
     }
     return open.real(name, access, share, security, disposition, flags, model);
