@@ -32,6 +32,7 @@ export function readSettings() {
     keep: text('KX_BROWSER_KEEP') === '1',
     staysOnExit: text('KX_BROWSER_STAYS') === '1',
     startSeconds: seconds('KX_BROWSER_START', 60),
+    unusedSeconds: seconds('KX_BROWSER_UNUSED', 120),
     lingerSeconds: seconds('KX_BROWSER_LINGER', 5),
     idleSeconds: seconds('KX_BROWSER_IDLE', 600),
   };

@@ -10,6 +10,7 @@ export class WellKnownPipe {
   #log;
   #onEnd;
   #connections = new Set();
+  #wasUsed = false;
   #wasLaunchedFor = false;
   #timer;
 
@@ -33,6 +34,7 @@ export class WellKnownPipe {
 
   #accept(socket) {
     clearTimeout(this.#timer);
+    this.#wasUsed = true;
     const answers = new Answers(this.#session, this.#settings, this.#log);
     const connection = new Connection(answers, this.#log, {
       exit: () => {
@@ -54,10 +56,12 @@ export class WellKnownPipe {
     }
   }
 
-  // A browser that was launched for a host has nobody else to close it when that host is gone without an exit.
+  // A browser that was launched for a host has nobody else to close it when that host is gone without an exit; nor has
+  // one whose host never came.
   #startTimer() {
-    const { lingerSeconds, idleSeconds } = this.#settings;
-    const seconds = this.#wasLaunchedFor ? lingerSeconds : idleSeconds;
+    const { unusedSeconds, lingerSeconds, idleSeconds } = this.#settings;
+    const usedSeconds = this.#wasLaunchedFor ? lingerSeconds : idleSeconds;
+    const seconds = this.#wasUsed ? usedSeconds : unusedSeconds;
     clearTimeout(this.#timer);
     this.#timer = setTimeout(() => this.#onEnd(`no host for ${seconds} s`), seconds * 1000);
   }

