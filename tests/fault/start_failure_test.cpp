@@ -3,6 +3,9 @@
 #include "scenario/conversation.h"
 #include "support/win32/log_file.h"
 
+#include <algorithm>
+#include <thread>
+
 namespace {
 
 class StartFailure : public Conversation {
@@ -245,9 +248,12 @@ TEST_F(StartFailure, ANameLineThatNobodyReadsEndsTheStartWithATimeout) {
 
 TEST_F(StartFailure, AnExtensionThatClosesThePipeWithoutReadingLeadsToTheLaunch) {
   SimulatedBrowser browser;
+  const NamedEvent writing;
   browser.script("server-buffer 1");
+  browser.script("on connect wait-event " + writing.name());
   browser.script("on connect hang-up");
   browser.start();
+  const LogSignal atTheWrite("Sending connection data [", 1, [&] { writing.signal(); });
 
   EXPECT_EQ(init({.program = user_.local() + "\\missing.exe"}), ERROR_FILE_NOT_FOUND);
 
@@ -329,6 +335,99 @@ TEST_F(StartFailure, APortIsRefusedBeforeAnythingHappens) {
   expectFailedStart(KX_ERROR_NONE, "");
   EXPECT_EQ(occurrences(log_.text(), "Error: TCP protocol is no longer supported\n"), 1);
   EXPECT_FALSE(browser.hasRecorded("command-line.txt"));
+}
+
+TEST_F(StartFailure, WithoutAPathFirefoxIsLookedForInOnePlaceOnly) {
+  const std::string program = "c:\\Program Files\\Mozilla Firefox\\firefox.exe";
+  if (fileExists(program)) {
+    GTEST_SKIP() << "Firefox is installed here and would be launched";
+  }
+
+  const int result = dll_.kx_Init(context_, "fx", nullptr, nullptr, 0, 0, 1);
+
+  EXPECT_EQ(result, ERROR_PATH_NOT_FOUND);
+  EXPECT_EQ(occurrences(log_.text(), "Error: Error 3 calling FindFirstFileW on " + program + "\n"), 1);
+}
+
+TEST_F(StartFailure, AnUnknownBrowserWithoutAPathIsNotLookedForAnywhere) {
+  const int result = dll_.kx_Init(context_, "ie", nullptr, nullptr, 0, 0, 1);
+
+  EXPECT_GT(result, 0);
+  EXPECT_EQ(errorNumber(), -result);
+  EXPECT_EQ(occurrences(log_.text(), "Error: Browser binary  doesn't exist\n") +
+                occurrences(log_.text(), " calling FindFirstFileW on \n"),
+            1);
+}
+
+// An object of another kind has taken the lock's name.
+class NoStartLock : public StartFailure {
+ protected:
+  const NamedEvent taken_{"kx-fx-default." + user_.name() + ".lock"};
+};
+
+TEST_F(NoStartLock, NothingIsConnectedWithoutIt) {
+  SimulatedBrowser browser;
+  browser.start();
+
+  EXPECT_EQ(init({.program = user_.local() + "\\missing.exe"}), ERROR_FILE_NOT_FOUND)
+      << "the launch is tried";
+
+  const std::string log = log_.text();
+  EXPECT_EQ(occurrences(log, "Error: Could not create binary start lock " + taken_.name() + ", error 6\n"),
+            1);
+  EXPECT_EQ(occurrences(log, "Client: connecting to server"), 0);
+  EXPECT_EQ(browser.events("conn=").size(), 0U);
+}
+
+TEST_F(NoStartLock, AttemptsThatCannotTakeItAreUsedUp) {
+  SimulatedBrowser browser;
+
+  EXPECT_EQ(init({.program = browser.program(), .timeout = 1}), KX_FAILED);
+
+  expectFailedStart(KX_ERROR_GENERAL, "Could not acquire connection lock");
+  EXPECT_FALSE(browser.isRunning());
+}
+
+// Somebody serves a pipe of the library's own name and lets nobody serve it beside him. The name is that of a
+// thread on which no other test has left a connection.
+TEST_F(StartFailure, WithoutAnOwnPipeTheErrorIsThatOfWindows) {
+  SimulatedBrowser browser;
+
+  std::thread([&] {
+    const std::string pipe = ownPipe("fx", "default");
+    const HANDLE taken =
+        ::CreateNamedPipeW(wide(pipe).c_str(), PIPE_ACCESS_DUPLEX, PIPE_TYPE_BYTE, 1, 512, 512, 0, nullptr);
+    ASSERT_NE(taken, INVALID_HANDLE_VALUE);
+
+    EXPECT_EQ(init({.program = browser.program(), .timeout = 1}), KX_FAILED);
+
+    ::CloseHandle(taken);
+    expectFailedStart(-ERROR_PIPE_BUSY, "Could not create communication channel");
+    const std::string log = log_.text();
+    EXPECT_EQ(occurrences(log, "Error: Could not create pipe " + pipe + ", error = 231\n"), 1);
+    EXPECT_EQ(occurrences(
+                  log, "Error: BrowserInstance::connect() Error creating pipe cli=" + pipe + ", error=231\n"),
+              1);
+  }).join();
+
+  EXPECT_FALSE(browser.isRunning());
+}
+
+TEST_F(StartFailure, ANegativeTimeoutWaitsForTheExtension) {
+  SimulatedBrowser browser;
+  browser.script("on handshake delay 1200");
+  browser.start();
+
+  EXPECT_EQ(init({.timeout = -1}), KX_OK);
+}
+
+TEST_F(StartFailure, AProgramPathThatIsTooLongIsToldAsAnError) {
+  const std::string program = "C:\\" + std::string(300, 'p') + "\\browser.exe";
+
+  const int result = init({.program = program});
+
+  EXPECT_GT(result, 0);
+  expectFailedStart(-result, "Error finding browser binary");
 }
 
 }  // namespace

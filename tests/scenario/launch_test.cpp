@@ -257,4 +257,15 @@ TEST_F(Launch, WithoutAPathChromeIsFoundInTheUsersLocalFolder) {
   EXPECT_EQ(exit(), KX_OK);
 }
 
+TEST_F(Launch, AProfileNameMayBeLongerThanAPath) {
+  SimulatedBrowser browser;
+  const std::string profile = uniqueName("profile") + std::string(300, 'p');
+
+  launch(browser, "fx", "-fxProfile " + profile);
+
+  EXPECT_EQ(browser.commandLine(),
+            browser.program() + " -no-remote -P \"" + profile + "\" " + startPageUrl("fx", profile));
+  EXPECT_EQ(exit(), KX_OK);
+}
+
 }  // namespace

@@ -261,6 +261,17 @@ TEST_F(Log, OfAnExitThatIsNotAnswered) {
   named(browser).expect("log_exit_unanswered.txt", text);
 }
 
+TEST_F(Log, OfAnExitOfABrowserThatIsGone) {
+  SimulatedBrowser browser;
+  attach(browser);
+  browser.kill();
+  log_.clear();
+
+  ASSERT_EQ(exit(), KX_OK);
+
+  named(browser).expect("log_exit_browser_gone.txt", log_.text());
+}
+
 TEST_F(Log, WithoutTheSwitchOnlyErrorsAreWritten) {
   const EnvironmentVariable off("KORVEX_LOG", "off");
   SimulatedBrowser browser;

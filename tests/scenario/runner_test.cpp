@@ -294,4 +294,13 @@ TEST_F(Runner, ChromesPipeIsTheSameInBothFamilies) {
   EXPECT_EQ(init({.browser = "cr", .options = options}), KX_OK);
 }
 
+TEST_F(Runner, AProfileNameThatIsTooLongForAPipeCannotBeConnectedTo) {
+  const std::string profile(300, 'p');
+
+  EXPECT_EQ(runnerInit("fx", "-runner -fxProfile " + profile, 0), KX_FAILED);
+
+  EXPECT_EQ(errorNumber(), KX_ERROR_GENERAL);
+  EXPECT_EQ(errorText(), "Could not open server pipe \\\\.\\pipe\\" + profile + ".runner");
+}
+
 }  // namespace
