@@ -1,5 +1,5 @@
 #!/bin/sh
-# Fetches what the stand-in runs on: Debian's firefox-esr and chromium where they are missing, Node for this system, and
+# Fetches what the stand-in runs on: Debian's firefox-esr and chromium where they are missing, fonts, Node for this system, and
 # the pinned packages of the bridge. Where a browser cannot be installed it says so in one line and goes on.
 #
 #     setup.sh [--check]    --check installs nothing; prints the browsers that can be driven, one line each: fx, cr
@@ -66,6 +66,11 @@ for type in fx cr; do
     missing=$((missing + 1))
   fi
 done
+
+# Browsers work without these, but their pictures show boxes in the place of some scripts.
+if has fc-list && [ -z "$(fc-list :lang=ja family)" ]; then
+  install_packages fonts-noto-cjk fonts-noto-color-emoji || say "no fonts for all scripts can be installed here"
+fi
 
 if ! has node || ! has npm; then
   install_packages nodejs npm || true
