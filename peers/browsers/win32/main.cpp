@@ -77,7 +77,7 @@ PipeChoice choose(const CommandLine& line, const kxsim::Surroundings& surroundin
 std::string profileFolder(const CommandLine& line, const PipeChoice& choice,
                           const kxsim::Surroundings& surroundings) {
   if (choice.type == "cr") {
-    const std::string folder = kxbrowser::cleanFolder(line.userDataDir.value_or(""));
+    std::string folder = kxbrowser::cleanFolder(line.userDataDir.value_or(""));
     std::error_code ignored;
     std::filesystem::create_directories(pathOf(folder), ignored);
     return folder;
@@ -108,7 +108,7 @@ std::string startPage(const CommandLine& line) {
 std::string makeRunFolder() {
   const std::string base =
       environmentVariable("KX_BROWSER_FOLDER").value_or(environmentVariable("TEMP").value_or("."));
-  const std::string folder =
+  std::string folder =
       base + "\\kxbrowser-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(GetTickCount64());
   std::filesystem::create_directories(pathOf(folder));
   return folder;
