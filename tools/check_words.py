@@ -22,7 +22,6 @@ FORBIDDEN = [
     (r"\b(as|where|when) (required|specified|prescribed)\b(?! to\b)", "refers to a document"),
     (r"\b(design|style)\.md\b", "names a document that is not in the tree"),
     (r"(?<![\w.~:}$-])/(work|root|home|workspace|builds|Users)/", "is a path of one machine"),
-    (r"(?<![\w.~:}$-])/tmp/\w", "is a path of one machine"),
     (r"\b(registry|mirror|proxy|artifactory|nexus)\.[a-z0-9-]+(\.[a-z0-9-]+)*\.[a-z]{2,}\b", "names a package server"),
     (r"\b(deb\.debian|registry\.npmjs|pypi|crates|nuget)\.(org|io)\b", "names a package server"),
 ]
