@@ -1,0 +1,72 @@
+// The end of a browser that kx_Exit() asks for: by itself, or by force. Afterwards the profile serves the
+// next browser.
+#include "e2e/real_browser.h"
+#include "e2e/real_processes.h"
+
+#include <gmock/gmock.h>
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+namespace {
+
+class Exits : public RealBrowser {};
+KX_ON_BOTH_BROWSERS(Exits);
+
+constexpr int kShortExit = 3;
+
+std::string waitOf(DWORD processId) {
+  return "Waiting for browser process (" + std::to_string(processId) + ") ";
+}
+
+TEST_P(Exits, ABrowserThatEndsByItselfIsWaitedForAndNotKilled) {
+  const Profile profile = user_.makeProfile(kind());
+  Host host(library_, kind());
+  ASSERT_EQ(host.init(startOf(profile)), KX_OK) << host.errorText();
+  ASSERT_EQ(host.play("await open(variables.site + '/form');"), KX_OK);
+  const ObservedProcess launched = host.process();
+  log_.clear();
+
+  EXPECT_EQ(host.exit(), KX_OK);
+
+  EXPECT_FALSE(launched.isRunning());
+  EXPECT_EQ(described(mainBrowserProcesses()), "") << "the process ended before the browser";
+  EXPECT_THAT(log_.text(), HasSubstr(waitOf(launched.id()) + "termination"));
+  EXPECT_THAT(log_.text(), Not(HasSubstr("exit failed")));
+  EXPECT_EQ(described(leftoversOfRun()), "");
+  expectThatItStartsAgain(profile);
+}
+
+TEST_P(Exits, ABrowserThatStaysIsEndedByForce) {
+  const EnvironmentVariable stays("KX_BROWSER_STAYS", "1");
+  const Profile profile = user_.makeProfile(kind());
+  Host host(library_, kind());
+  ASSERT_EQ(host.init(startOf(profile)), KX_OK) << host.errorText();
+  ASSERT_EQ(host.play("await open(variables.site + '/form');"), KX_OK);
+  const ObservedProcess launched = host.process();
+  log_.clear();
+
+  EXPECT_EQ(host.exit(kShortExit), KX_OK);
+
+  EXPECT_EQ(launched.exitCode(), 0U) << "ended, but not by the library";
+  EXPECT_THAT(log_.text(), HasSubstr(waitOf(launched.id()) + "exit failed, error "));
+  EXPECT_EQ(described(leftoversOfRun()), "");
+  expectThatItStartsAgain(profile);
+}
+
+TEST_P(Exits, AnAttachedBrowserThatStaysIsEndedByForceToo) {
+  const EnvironmentVariable stays("KX_BROWSER_STAYS", "1");
+  user_.makeProfile(kind());
+  const StartedBrowser browser(kind(), "");
+  ASSERT_TRUE(awaitPipe(user_.defaultPipe(kind())));
+  Host host(library_, kind());
+  ASSERT_EQ(host.init({"", launcher()}), KX_OK) << host.errorText();
+  ASSERT_EQ(host.processId(), 0U);
+
+  EXPECT_EQ(host.exit(kShortExit), KX_OK);
+
+  EXPECT_EQ(browser.exitCode(), 0U);
+  EXPECT_THAT(log_.text(), HasSubstr(waitOf(browser.id()) + "exit failed, error "));
+}
+
+}  // namespace

@@ -1,0 +1,98 @@
+// Many plays and exits, one after the other: what they cost must not stay. KX_E2E_REPEAT says how many; a
+// few, unless it is given.
+#include "e2e/real_browser.h"
+#include "e2e/real_processes.h"
+
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <ostream>
+#include <tlhelp32.h>
+
+namespace {
+
+class LongRun : public RealBrowser {};
+KX_ON_BOTH_BROWSERS(LongRun);
+
+constexpr char kFewRounds[] = "3";
+
+struct Figures {
+  std::size_t realProcesses = 0;
+  std::size_t windowsProcesses = 0;
+  std::size_t temporaryFiles = 0;
+  // The lowest free value is handed out, so it grows with every handle that is not closed.
+  std::uintptr_t freshHandle = 0;
+
+  bool operator==(const Figures&) const = default;
+};
+
+std::ostream& operator<<(std::ostream& out, const Figures& figures) {
+  return out << figures.realProcesses << " real processes, " << figures.windowsProcesses
+             << " Windows processes, " << figures.temporaryFiles << " temporary files, fresh handle "
+             << figures.freshHandle;
+}
+
+std::size_t countWindowsProcesses() {
+  const HANDLE snapshot = ::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+  PROCESSENTRY32W entry{};
+  entry.dwSize = sizeof(entry);
+  std::size_t count = 0;
+  for (BOOL more = ::Process32FirstW(snapshot, &entry); more != FALSE;
+       more = ::Process32NextW(snapshot, &entry)) {
+    ++count;
+  }
+  ::CloseHandle(snapshot);
+  return count;
+}
+
+std::size_t countFiles(const std::string& folder) {
+  const std::filesystem::recursive_directory_iterator files(wide(folder));
+  return static_cast<std::size_t>(std::distance(begin(files), end(files)));
+}
+
+std::uintptr_t freshHandle() {
+  const HANDLE handle = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  ::CloseHandle(handle);
+  return reinterpret_cast<std::uintptr_t>(handle);
+}
+
+// Of the real browsers, on the side where they run.
+std::string realTemporaryFolder() {
+  return "Z:" + runFolder() + "/real";
+}
+
+Figures figuresOf(const BrowserUser& user) {
+  Figures figures;
+  figures.realProcesses = leftoversOfRun().size();
+  figures.windowsProcesses = countWindowsProcesses();
+  figures.temporaryFiles = countFiles(user.user().temp()) + countFiles(realTemporaryFolder());
+  figures.freshHandle = freshHandle();
+  return figures;
+}
+
+TEST_P(LongRun, PlaysAndExitsLeaveEverythingAsItWas) {
+  const int rounds = std::stoi(EnvironmentVariable::valueOf("KX_E2E_REPEAT").value_or(kFewRounds));
+  const Profile profile = user_.makeProfile(kind());
+  // What is made once, such as the start page, is made here.
+  expectThatItStartsAgain(profile);
+  const Figures before = figuresOf(user_);
+  const auto began = std::chrono::steady_clock::now();
+
+  for (int round = 1; round <= rounds && !HasFailure(); ++round) {
+    SCOPED_TRACE(round);
+    expectThatItStartsAgain(profile);
+  }
+
+  const std::chrono::duration<double> whole = std::chrono::steady_clock::now() - began;
+  const Figures after = figuresOf(user_);
+  EXPECT_EQ(before, after);
+  std::printf("%s, %d rounds in %.0f s: ", isFirefox(kind()) ? "Firefox" : "Chromium", rounds, whole.count());
+  std::printf("real processes %zu -> %zu, Windows processes %zu -> %zu, temporary files %zu -> %zu, ",
+              before.realProcesses, after.realProcesses, before.windowsProcesses, after.windowsProcesses,
+              before.temporaryFiles, after.temporaryFiles);
+  std::printf("fresh handle %#zx -> %#zx\n", static_cast<std::size_t>(before.freshHandle),
+              static_cast<std::size_t>(after.freshHandle));
+}
+
+}  // namespace

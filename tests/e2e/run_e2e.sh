@@ -1,0 +1,157 @@
+#!/usr/bin/env bash
+# Runs the tests with real browsers: run_e2e.sh BUILD_DIR [--repeat N] [--browser firefox|chromium] [FILTER]
+#   BUILD_DIR   a build tree for Windows with the targets kx_e2e_tests, KXTCP64 and kxbrowser
+#   --repeat N  the long run instead of the tests: N plays and exits in each browser, and what they leave behind
+#   --browser   only this browser; otherwise every one that is installed
+#   FILTER      part of a test's name, or a pattern of GoogleTest's without the browser in front
+# KX_FIREFOX and KX_CHROME name other programs than firefox-esr and chromium; WINEPREFIX another prefix than the build
+# tree's. Results lie in BUILD_DIR/e2e, in the form that tools/sum_tests.py reads. A browser that is not installed
+# is left out, which one line says.
+set -euo pipefail
+
+fail() {
+  printf 'run_e2e: %s\n' "$*" >&2
+  exit 2
+}
+
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+root=$(cd "$here/../.." && pwd)
+build='' repeat='' browsers=(firefox chromium) filter=''
+while (($# > 0)); do
+  case $1 in
+    --repeat)
+      repeat=${2:-}
+      [[ $repeat =~ ^[1-9][0-9]*$ ]] || fail "--repeat needs a number"
+      shift
+      ;;
+    --browser)
+      [[ ${2:-} == firefox || ${2:-} == chromium ]] || fail "--browser is firefox or chromium"
+      browsers=("$2")
+      shift
+      ;;
+    -*) fail "there is no option $1" ;;
+    *) if [[ -z $build ]]; then build=$1; else filter=$1; fi ;;
+  esac
+  shift
+done
+[[ -n $build ]] || fail "usage: run_e2e.sh BUILD_DIR [--repeat N] [--browser firefox|chromium] [FILTER]"
+[[ -d $build ]] || fail "there is no folder $build"
+build=$(cd "$build" && pwd)
+tests=$build/bin/kx_e2e_tests.exe
+[[ -e $tests ]] || fail "$tests is not built"
+[[ -e $root/peers/browsers/node_modules/puppeteer-core/package.json ]] ||
+  fail "the stand-in's packages are missing: run npm ci in peers/browsers"
+
+results=$build/e2e
+rm -rf "$results"
+mkdir -p "$results/test-results"
+
+# A short path: browsers make sockets below it.
+folder=$(mktemp -d /tmp/kxe-XXXXXX)
+mkdir "$folder/real"
+site=
+
+# The ids of all processes that were started with the run's folder in their environment.
+processes_of_run() {
+  local file
+  for file in /proc/[0-9]*/environ; do
+    if grep -qsF "KX_E2E_FOLDER=$folder" "$file"; then
+      file=${file%/environ}
+      printf '%s\n' "${file#/proc/}"
+    fi
+  done
+}
+
+clean_up() {
+  local id
+  for id in $(processes_of_run); do kill -KILL "$id" 2>/dev/null || true; done
+  [[ -z $site ]] || kill "$site" 2>/dev/null || true
+  rm -rf "$folder"
+}
+trap clean_up EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM
+
+installed() {
+  case $1 in
+    firefox) command -v "${KX_FIREFOX:-firefox-esr}" ;;
+    chromium) command -v "${KX_CHROME:-chromium}" ;;
+  esac >/dev/null
+}
+
+start_site() {
+  node "$here/site/server.mjs" --address-file "$results/site" --idle 86400 >"$results/site.log" 2>&1 </dev/null &
+  site=$!
+  while [[ ! -e $results/site ]]; do
+    kill -0 "$site" 2>/dev/null || fail "the site does not start: $(tail -n 3 "$results/site.log")"
+    sleep 0.05
+  done
+}
+
+# Wine's server and services are started here, so that they are not the tests' and do not lie in the run's folder. A
+# command interpreter that waits for input on descriptor 7 keeps them until the script ends.
+start_wine() {
+  export WINEPREFIX=${WINEPREFIX:-$build/wineprefix}
+  "$root/cmake/toolchains/run_with_wine" "$WINEPREFIX" cmd /c exit >/dev/null 2>&1 </dev/null
+  exec 7> >("$root/cmake/toolchains/run_with_wine" "$WINEPREFIX" cmd >/dev/null 2>&1)
+  "$root/cmake/toolchains/run_with_wine" "$WINEPREFIX" cmd /c exit >/dev/null 2>&1 </dev/null 7>&-
+}
+
+# An entry of the report that sum_tests.py reads.
+report() {
+  printf '  <testcase name="%s" status="%s">%s</testcase>\n' "$@" >>"$results/ctest.xml"
+}
+
+run_browser() {
+  local browser=$1 entry="e2e_$1.0" pattern status=0 left
+  pattern="${browser^}/*${filter}*"
+  if [[ $filter == *[*?]* ]]; then pattern="${browser^}/$filter"; fi
+  if [[ -n $repeat ]]; then pattern="${browser^}/LongRun.*"; fi
+  local log=$results/$browser.log
+  : >"$log"
+  # The browsers' own temporary files go where TMP says. TMPDIR stays: by it Wine's programs find their server.
+  local variables=("KX_E2E_FOLDER=$folder" "KX_E2E_SITE=$(<"$results/site")" "TMP=$folder/real")
+  if [[ -n $repeat ]]; then variables+=("KX_E2E_REPEAT=$repeat"); fi
+  (cd "$results" && exec timeout --kill-after=10 "$((3600 + ${repeat:-0} * 60))" env "${variables[@]}" \
+    "$root/cmake/toolchains/run_with_wine" "$WINEPREFIX" "$tests" --gtest_filter="$pattern" \
+    --gtest_output="xml:test-results/$entry.xml") >"$log" 2>&1 </dev/null 7>&- &
+  local id=$!
+  tail -f --pid="$id" "$log" 7>&- | tr -d '\r' 7>&-
+  wait "$id" || status=$?
+
+  left=$(processes_of_run)
+  if [[ -n $left ]]; then
+    printf 'processes are left behind:\n%s\n' "$(ps -o pid,stat,args -p "${left//$'\n'/,}")" | tee -a "$log"
+    status=3
+  fi
+  if [[ -n $(ls -A "$folder/real") ]]; then
+    printf 'temporary files are left behind: %s\n' "$(ls -A "$folder/real")" | tee -a "$log"
+    status=3
+  fi
+  if ((status == 0)); then
+    report "$entry" run ''
+  else
+    report "$entry" fail '<failure/>'
+    # What the tests themselves found is in their results; this is for all else.
+    [[ $status == 1 ]] || report "e2e_$browser" fail '<failure/>'
+  fi
+}
+
+printf '<testsuite>\n' >"$results/ctest.xml"
+ran=
+for browser in "${browsers[@]}"; do
+  if ! installed "$browser"; then
+    printf '%s is not installed: its end-to-end tests are left out\n' "${browser^}"
+    report "e2e_$browser" notrun ''
+    continue
+  fi
+  if [[ -z $ran ]]; then
+    start_site
+    start_wine
+    ran=yes
+  fi
+  run_browser "$browser"
+done
+printf '</testsuite>\n' >>"$results/ctest.xml"
+[[ -n $ran ]] || exit 0
+python3 "$root/tools/sum_tests.py" --summary "$results/summary.txt" "$results"
