@@ -30,7 +30,7 @@ Options parsedByTheEngine(const std::string& text) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   // A host's text ends at its first zero.
   const std::string bytes(reinterpret_cast<const char*>(data), size);
-  const std::string text = bytes.c_str();
+  const std::string text = bytes.substr(0, bytes.find('\0'));
 
   const Options options = parseOptions(text.c_str());
 
