@@ -208,6 +208,12 @@ TEST(JsonNumber, ManyDigitsHaveTheValueThatTheRunTimeGives) {
   expectSameAsRunTime("0." + std::string(400, '0') + "1e800");
   expectSameAsRunTime("1" + std::string(400, '0') + "e-400");
   expectSameAsRunTime("1" + std::string(400, '0') + ".0e-800");
+  expectSameAsRunTime("0." + std::string(1000, '0') + "9");
+  expectSameAsRunTime("0." + std::string(1000, '0') + "1e400");
+  expectSameAsRunTime("0." + std::string(1000, '0') + "1e+400");
+  expectSameAsRunTime("-0." + std::string(1000, '0') + "1E+400");
+  expectSameAsRunTime("1" + std::string(1000, '0') + "e-400");
+  expectSameAsRunTime("-1" + std::string(1000, '0') + ".0e-400");
   expectSameAsRunTime("0." + std::string(1000, '3'));
   expectSameAsRunTime("9007199254740993");
   expectSameAsRunTime("9007199254740992.99999999999999999999999");
