@@ -11,6 +11,9 @@ constexpr char kConnecting[] = "Client: connecting to server using pipe ";
 constexpr char kNobodyServes[] = "Could not open pipe ";
 constexpr char kLockPresent[] = "Client: connect failed but lock present\n";
 
+// How far two clocks may be apart.
+constexpr ULONGLONG kClockMilliseconds = 50;
+
 class Retry : public Conversation {
  protected:
   // Firefox starts with the profile "dev", whose folder is there.
@@ -55,6 +58,19 @@ TEST_F(Retry, ABusyPipeIsWaitedForWithinOneAttempt) {
   EXPECT_EQ(occurrences(log_.text(), kNobodyServes), 0);
 }
 
+TEST_F(Retry, TwoAttemptsAreTwoSecondsApart) {
+  SimulatedBrowser browser;
+  browser.script("serve-never");
+  ULONGLONG first = 0;
+  ULONGLONG second = 0;
+  const LogSignal firstAttempt(kConnecting, 1, [&] { first = ::GetTickCount64(); });
+  const LogSignal secondAttempt(kConnecting, 2, [&] { second = ::GetTickCount64(); });
+
+  EXPECT_EQ(init({.program = browser.program(), .timeout = 1}), KX_FAILED);
+
+  EXPECT_GE(second, first + 2000 - kClockMilliseconds);
+}
+
 TEST_F(Retry, APipeThatStaysBusyForFiveSecondsCountsAsNotServed) {
   SimulatedBrowser browser;
   const NamedEvent busy;
@@ -62,9 +78,11 @@ TEST_F(Retry, APipeThatStaysBusyForFiveSecondsCountsAsNotServed) {
   browser.script("on busy wait-event " + uniqueName("never"));
   browser.startOnly();
   ASSERT_TRUE(busy.wait());
+  const ULONGLONG begin = ::GetTickCount64();
 
   EXPECT_EQ(init({}), ERROR_PATH_NOT_FOUND) << "the launch was tried, and failed";
 
+  EXPECT_GE(::GetTickCount64(), begin + 5000 - kClockMilliseconds);
   EXPECT_EQ(occurrences(log_.text(), kNobodyServes + defaultPipe() + ", error = 121\n"), 1);
 }
 

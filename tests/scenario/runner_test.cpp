@@ -233,9 +233,11 @@ TEST_F(Runner, AnExtensionThatDoesNotConnectBackIsTriedAgain) {
 
 TEST_F(Runner, AttemptsThatAreUsedUpAreAConnectionThatTimedOut) {
   const LogFile log;
+  const ULONGLONG begin = ::GetTickCount64();
 
   EXPECT_EQ(runnerInit("fx", options_, 1), KX_FAILED);
 
+  EXPECT_GE(::GetTickCount64(), begin + 2 * 2000 - 50) << "two pauses";
   EXPECT_EQ(errorNumber(), KX_ERROR_TIMEOUT);
   EXPECT_EQ(errorText(), "Connection timed out");
   EXPECT_FALSE(isInitialised());
