@@ -2,7 +2,7 @@
 #   SOURCES   file...     nothing is built while the list is empty
 #   LIBRARIES target...   what is tested; GoogleTest and the warnings are always linked
 #   [SHARDS n]            number of CTest entries the tests are dealt out to, 1 unless given
-#   [TIMEOUT seconds]     for each entry, 120 unless given
+#   [TIMEOUT seconds]     for each entry, 400 unless given
 #   [DEPENDS target...]   built before the tests run: the DLL, the simulator
 #   [MAIN]                the sources hold a main() of their own
 #   [ENVIRONMENT NAME=value...])
@@ -23,7 +23,7 @@ function(kx_add_test_executable name)
     set(arg_SHARDS 1)
   endif()
   if(NOT arg_TIMEOUT)
-    set(arg_TIMEOUT 120)
+    set(arg_TIMEOUT 400)
   endif()
 
   add_executable(${name} ${arg_SOURCES})

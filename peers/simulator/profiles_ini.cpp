@@ -60,7 +60,7 @@ std::optional<std::string> profileDirectory(const IniFile& profiles, const std::
       return path;
     }
     std::replace(path.begin(), path.end(), '/', '\\');
-    return appData + "\\Mozilla\\Firefox\\" + path;
+    return std::string(appData).append("\\Mozilla\\Firefox\\").append(path);
   }
   return std::nullopt;
 }

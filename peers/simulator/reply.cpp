@@ -79,7 +79,7 @@ void Reply::addProfilerLine(std::string_view line) {
   profilerData_->append(line).append("\n");
 }
 
-void Reply::setMember(const std::string& name, std::string json) {
+void Reply::setMember(const std::string& name, const std::string& json) {
   putMember(members_, name, json);
 }
 

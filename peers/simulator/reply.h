@@ -32,7 +32,7 @@ class Reply {
   void setWaitForProcessId(long long id) { setMember("waitForProcessId", std::to_string(id)); }
 
   // Puts a member with this JSON text in, in place of one of the same name.
-  void setMember(const std::string& name, std::string json);
+  void setMember(const std::string& name, const std::string& json);
 
   // Leaves the member of that name out.
   void dropMember(const std::string& name) { dropped_.push_back(name); }

@@ -128,7 +128,7 @@ std::string homeDirectory() {
 }
 
 std::string logFilePath() {
-  const std::string path = platform::environmentVariable(kPathVariable).value_or("");
+  std::string path = platform::environmentVariable(kPathVariable).value_or("");
   if (path.empty() && isOn(platform::environmentVariable(kSwitchVariable))) {
     return homeDirectory() + "\\" + kDefaultFileName;
   }

@@ -46,9 +46,8 @@ bool PipeEnd::accept() {
   }
   switch (GetLastError()) {
     case ERROR_PIPE_CONNECTED:
-      return true;
     case ERROR_NO_DATA:
-      // A client came and left before it was waited for. What it wrote is still there to be read.
+      // A client that has come and left before it was waited for counts too: what it wrote can still be read.
       return true;
     case ERROR_IO_PENDING:
       return GetOverlappedResult(handle_.get(), &overlapped, &count, TRUE) != 0;
