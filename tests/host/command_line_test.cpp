@@ -30,8 +30,11 @@ class CommandLine : public HostTest {
     return text;
   }
 
+  // The digests here are written down: no test connects to the pipes that these lines name.
+  std::string pageOf(const std::string& digest) const { return temp.path(digest + ".html"); }
+
   std::string chromeLine(const std::string& folder, const std::string& digest) const {
-    return "--user-data-dir=\"" + folder + "\" file://" + startPage(digest) + "?pipe=\\\\.\\pipe\\kx-cr-" +
+    return "--user-data-dir=\"" + folder + "\" file://" + pageOf(digest) + "?pipe=\\\\.\\pipe\\kx-cr-" +
            digest + ".runner";
   }
 };
@@ -60,7 +63,7 @@ TEST_F(CommandLine, OfFirefoxNeedsNoPage) {
   line("fx", kFirefoxOptions, "C:\\start.html");
 
   EXPECT_EQ(line("fx", kFirefoxOptions, "C:\\start.html"), kFirefoxLine);
-  EXPECT_FALSE(fileExists(startPage("c21f969b5f03d33d43e04f8f136e7682")));
+  EXPECT_FALSE(fileExists(pageOf("c21f969b5f03d33d43e04f8f136e7682")));
 }
 
 TEST_F(CommandLine, OfChromeNamesFolderAndPage) {
@@ -101,13 +104,13 @@ TEST_F(CommandLine, OfChromeDoesNotLookAtTheProfiler) {
 TEST_F(CommandLine, OfChromeWritesTheEmptyPage) {
   line("cr", kChromeOptions);
 
-  EXPECT_EQ(fileBytes(startPage(kChromeDigest)), "<html><body></body></html>");
+  EXPECT_EQ(fileBytes(pageOf(kChromeDigest)), "<html><body></body></html>");
 }
 
 TEST_F(CommandLine, OfChromeWritesThePageAlsoWhenOnlyTheSizeIsAsked) {
   EXPECT_GT(dll.kxr_GetCommandLine("cr", kChromeOptions, nullptr, 0, nullptr), 0);
 
-  EXPECT_EQ(fileBytes(startPage(kChromeDigest)), "<html><body></body></html>");
+  EXPECT_EQ(fileBytes(pageOf(kChromeDigest)), "<html><body></body></html>");
 }
 
 TEST_F(CommandLine, OfChromeReplacesThePageThatIsThere) {
@@ -115,13 +118,13 @@ TEST_F(CommandLine, OfChromeReplacesThePageThatIsThere) {
 
   line("cr", kChromeOptions, "");
 
-  EXPECT_EQ(fileBytes(startPage(kChromeDigest)), "<html><body></body></html>");
+  EXPECT_EQ(fileBytes(pageOf(kChromeDigest)), "<html><body></body></html>");
 }
 
 TEST_F(CommandLine, OfChromeNamesTheHostsOwnPageAndWritesNone) {
   EXPECT_EQ(line("cr", kChromeOptions, "C:\\my start.html"),
             std::string("--user-data-dir=\"C:\\dir\" file://C:\\my start.html?pipe=") + kChromePipe);
-  EXPECT_FALSE(fileExists(startPage(kChromeDigest)));
+  EXPECT_FALSE(fileExists(pageOf(kChromeDigest)));
 }
 
 TEST_F(CommandLine, OfChromeTakesAnEmptyPageForNone) {

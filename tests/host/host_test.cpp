@@ -1,5 +1,7 @@
 #include "host/host_test.h"
 
+#include "support/win32/md5_digest.h"
+
 namespace {
 
 const char* word(bool value) {
@@ -14,6 +16,14 @@ std::string request(const std::string& type, const std::string& arguments) {
 
 std::string HostTest::defaultPipe(const std::string& browser) const {
   return "\\\\.\\pipe\\kx-" + browser + "-default." + user;
+}
+
+std::string HostTest::profilePipe(const std::string& browser, const std::string& profile) {
+  return "\\\\.\\pipe\\kx-" + browser + "-" + md5Digest(profile) + ".runner";
+}
+
+std::string HostTest::startPage(const std::string& profile) const {
+  return temp.path(md5Digest(profile) + ".html");
 }
 
 std::string HostTest::ownPipe(const std::string& browser, const std::string& profile) {

@@ -30,8 +30,14 @@ class HostTest : public ::testing::Test {
   static std::string captureRequest(const std::string& path, const std::string& type);
   static std::string exitRequest();
 
-  // A generated start page, by the digest in its name. Each test has a folder of its own for them.
-  std::string startPage(const std::string& digest) const { return temp.path(digest + ".html"); }
+  // Where it waits otherwise, except for a Firefox that a runner started. Tests that run at the same time
+  // must not meet, so each has a profile and a data folder of its own.
+  static std::string profilePipe(const std::string& browser, const std::string& profile);
+  // The start page that is generated for a profile. Each test has a folder of its own for it.
+  std::string startPage(const std::string& profile) const;
+
+  const std::string firefoxProfile = uniqueName("profile");
+  const std::string dataFolder = "C:\\" + uniqueName("data");
 
   const TempFolder temp{"temp"};
   EnvironmentVariable tempVariable{"TEMP", temp.path()};

@@ -26,8 +26,8 @@ class InitArguments : public HostTest {
     return expected.error(std::string("kx_Init(): ") + kMissingText + ", error (2)");
   }
 
-  bool hasStartPage(const std::string& digest) const { return fileExists(startPage(digest)); }
-
+  const std::string withProfile = "-fxProfile " + firefoxProfile;
+  const std::string withDataFolder = "-crUserDataDir=" + dataFolder;
   int context = -1;
 };
 
@@ -86,9 +86,9 @@ TEST_F(InitArguments, WithAPortLeaveABrowserThatIsThereAlone) {
 }
 
 TEST_F(InitArguments, WithAPortWriteNoStartPage) {
-  dll.kx_Init(context, "cr", "-crUserDataDir C:\\dir", nullptr, 1, 0, 1);
+  dll.kx_Init(context, "cr", withDataFolder.c_str(), nullptr, 1, 0, 1);
 
-  EXPECT_FALSE(hasStartPage("65de3bfe52ce59fb9afeebfbb9260784"));
+  EXPECT_FALSE(fileExists(startPage(dataFolder)));
 }
 
 TEST_F(InitArguments, WithoutAProfileLeadFirefoxToItsDefaultPipe) {
@@ -108,75 +108,63 @@ TEST_F(InitArguments, WithoutAProfileLeadChromeToItsDefaultPipe) {
 }
 
 TEST_F(InitArguments, WithAProfileLeadFirefoxToThePipeOfItsDigest) {
-  EXPECT_EQ(dll.kx_Init(context, "fx", "-fxProfile work", kMissing, 0, 0, 1), 2);
+  EXPECT_EQ(dll.kx_Init(context, "fx", withProfile.c_str(), kMissing, 0, 0, 1), 2);
 
   HostLog expected;
-  expected.start("fx", "-fxProfile work", kMissing, 0, 0, 1);
-  EXPECT_EQ(log.text(),
-            nobodyThere(expected, "\\\\.\\pipe\\kx-fx-67e92c8765a9bc7fb2d335c459de9eb5.runner", true).text());
-  EXPECT_TRUE(hasStartPage("67e92c8765a9bc7fb2d335c459de9eb5"));
-}
-
-TEST_F(InitArguments, WithAnEmptyProfileLeadFirefoxToThePipeOfTheEmptyTextWithoutAStartPage) {
-  EXPECT_EQ(dll.kx_Init(context, "fx", "-fxProfile=\"\"", kMissing, 0, 0, 1), 2);
-
-  HostLog expected;
-  expected.start("fx", "-fxProfile=\"\"", kMissing, 0, 0, 1);
-  EXPECT_EQ(log.text(),
-            nobodyThere(expected, "\\\\.\\pipe\\kx-fx-d41d8cd98f00b204e9800998ecf8427e.runner", true).text());
-  EXPECT_FALSE(hasStartPage("d41d8cd98f00b204e9800998ecf8427e"));
+  expected.start("fx", withProfile, kMissing, 0, 0, 1);
+  EXPECT_EQ(log.text(), nobodyThere(expected, profilePipe("fx", firefoxProfile), true).text());
+  EXPECT_TRUE(fileExists(startPage(firefoxProfile)));
 }
 
 TEST_F(InitArguments, WithADataFolderLeadChromeToThePipeOfItsDigest) {
-  EXPECT_EQ(dll.kx_Init(context, "cr", "-crUserDataDir=C:\\dir", kMissing, 0, 0, 1), 2);
+  EXPECT_EQ(dll.kx_Init(context, "cr", withDataFolder.c_str(), kMissing, 0, 0, 1), 2);
 
   HostLog expected;
-  expected.start("cr", "-crUserDataDir=C:\\dir", kMissing, 0, 0, 1);
-  EXPECT_EQ(
-      log.text(),
-      nobodyThere(expected, "\\\\.\\pipe\\kx-cr-65de3bfe52ce59fb9afeebfbb9260784.runner", false).text());
-  EXPECT_TRUE(hasStartPage("65de3bfe52ce59fb9afeebfbb9260784"));
+  expected.start("cr", withDataFolder, kMissing, 0, 0, 1);
+  EXPECT_EQ(log.text(), nobodyThere(expected, profilePipe("cr", dataFolder), false).text());
+  EXPECT_TRUE(fileExists(startPage(dataFolder)));
 }
 
-TEST_F(InitArguments, LeadAFolderWithATrailingBackslashToTheSamePipe) {
-  EXPECT_EQ(dll.kx_Init(context, "cr", "-crUserDataDir=C:\\dir\\", kMissing, 0, 0, 1), 2);
+TEST_F(InitArguments, LeadAFolderWithATrailingBackslashToTheSamePipeAndPage) {
+  EXPECT_EQ(dll.kx_Init(context, "cr", (withDataFolder + "\\").c_str(), kMissing, 0, 0, 1), 2);
 
-  EXPECT_NE(log.text().find("using pipe \\\\.\\pipe\\kx-cr-65de3bfe52ce59fb9afeebfbb9260784.runner\n"),
-            std::string::npos);
+  EXPECT_NE(log.text().find("using pipe " + profilePipe("cr", dataFolder) + "\n"), std::string::npos);
+  EXPECT_TRUE(fileExists(startPage(dataFolder)));
 }
 
 TEST_F(InitArguments, WithTheOtherBrowsersOptionLeadToTheDefaultPipe) {
-  dll.kx_Init(context, "fx", "-crUserDataDir C:\\dir", kMissing, 0, 0, 1);
+  dll.kx_Init(context, "fx", withDataFolder.c_str(), kMissing, 0, 0, 1);
   EXPECT_NE(log.text().find("using pipe " + defaultPipe("fx") + "\n"), std::string::npos);
 
   log.clear();
-  dll.kx_Init(context, "cr", "-fxProfile work", kMissing, 0, 0, 1);
+  dll.kx_Init(context, "cr", withProfile.c_str(), kMissing, 0, 0, 1);
   EXPECT_NE(log.text().find("using pipe " + defaultPipe("cr") + "\n"), std::string::npos);
 }
 
 TEST_F(InitArguments, NameOptionsInTheirExactLetters) {
-  dll.kx_Init(context, "fx", "-fxprofile work", kMissing, 0, 0, 1);
+  dll.kx_Init(context, "fx", ("-fxprofile " + firefoxProfile).c_str(), kMissing, 0, 0, 1);
 
   EXPECT_NE(log.text().find("using pipe " + defaultPipe("fx") + "\n"), std::string::npos);
 }
 
 TEST_F(InitArguments, TakeTheLastOfAnOptionThatIsGivenTwice) {
-  dll.kx_Init(context, "cr", "-crUserDataDir C:\\other -crUserDataDir \"C:\\dir\"", kMissing, 0, 0, 1);
+  dll.kx_Init(context, "cr", ("-crUserDataDir C:\\other -crUserDataDir \"" + dataFolder + "\"").c_str(),
+              kMissing, 0, 0, 1);
 
-  EXPECT_NE(log.text().find("kx-cr-65de3bfe52ce59fb9afeebfbb9260784.runner\n"), std::string::npos);
+  EXPECT_NE(log.text().find("using pipe " + profilePipe("cr", dataFolder) + "\n"), std::string::npos);
 }
 
 TEST_F(InitArguments, WithABrowserInOtherLettersHaveNeitherPipeNorProfile) {
-  EXPECT_EQ(dll.kx_Init(context, "FX", "-fxProfile work", kMissing, 0, 0, 1), 2);
+  EXPECT_EQ(dll.kx_Init(context, "FX", withProfile.c_str(), kMissing, 0, 0, 1), 2);
 
   EXPECT_EQ(log.text(), HostLog()
-                            .start("FX", "-fxProfile work", kMissing, 0, 0, 1)
+                            .start("FX", withProfile, kMissing, 0, 0, 1)
                             .info("Client: connecting to server using pipe ")
                             .info("Could not open pipe , error = 3")
                             .error(std::string("Browser binary ") + kMissing + " doesn't exist")
                             .error(std::string("kx_Init(): ") + kMissingText + ", error (2)")
                             .text());
-  EXPECT_FALSE(hasStartPage("67e92c8765a9bc7fb2d335c459de9eb5"));
+  EXPECT_FALSE(fileExists(startPage(firefoxProfile)));
 }
 
 struct NoProgram {
@@ -244,17 +232,16 @@ TEST_F(InitArguments, WithAFileThatIsNoProgramFailTheStart) {
   const TempFolder folder("file");
   const std::string path = folder.write("no program.txt", "text");
 
-  EXPECT_EQ(dll.kx_Init(context, "cr", "-crUserDataDir=C:\\dir", path.c_str(), 0, 0, 1),
-            ERROR_BAD_EXE_FORMAT);
+  EXPECT_EQ(dll.kx_Init(context, "cr", withDataFolder.c_str(), path.c_str(), 0, 0, 1), ERROR_BAD_EXE_FORMAT);
 
   EXPECT_EQ(dll.kx_GetLastErrorNumber(context), -ERROR_BAD_EXE_FORMAT);
   EXPECT_EQ(dll.lastErrorText(context), "Couldn't start browser binary " + path);
-  const std::string pipe = "\\\\.\\pipe\\kx-cr-65de3bfe52ce59fb9afeebfbb9260784.runner";
+  const std::string pipe = profilePipe("cr", dataFolder);
   EXPECT_EQ(log.text(), HostLog()
-                            .start("cr", "-crUserDataDir=C:\\dir", path, 0, 0, 1)
+                            .start("cr", withDataFolder, path, 0, 0, 1)
                             .notFound(pipe)
-                            .info("Starting binary " + path + " --user-data-dir=\"C:\\dir\" file://" +
-                                  startPage("65de3bfe52ce59fb9afeebfbb9260784") + "?pipe=" + pipe)
+                            .info("Starting binary " + path + " --user-data-dir=\"" + dataFolder +
+                                  "\" file://" + startPage(dataFolder) + "?pipe=" + pipe)
                             .error("Couldn't start browser binary " + path)
                             .error("kx_Init(): Couldn't start browser binary " + path + ", error (193)")
                             .text());
@@ -262,41 +249,43 @@ TEST_F(InitArguments, WithAFileThatIsNoProgramFailTheStart) {
 
 class StartPageOfInit : public InitArguments {
  protected:
-  static constexpr char kPipe[] = "\\\\.\\pipe\\kx-cr-65de3bfe52ce59fb9afeebfbb9260784.runner";
-  static constexpr char kOptions[] = "-crUserDataDir=C:\\dir";
-  static constexpr char kPage[] = "65de3bfe52ce59fb9afeebfbb9260784.html";
+  int init(const std::string& path, int timeout = 1) {
+    return dll.kx_Init(context, "cr", withDataFolder.c_str(), path.c_str(), 0, 0, timeout);
+  }
+
+  // The page's name, without a folder.
+  const std::string page = "\\" + std::filesystem::path(wide(startPage(dataFolder))).filename().string();
 };
 
 TEST_F(StartPageOfInit, IsTheEmptyPage) {
-  dll.kx_Init(context, "cr", kOptions, kMissing, 0, 0, 1);
+  init(kMissing);
 
-  EXPECT_EQ(fileBytes(temp.path(kPage)), "<html><body></body></html>");
+  EXPECT_EQ(fileBytes(startPage(dataFolder)), "<html><body></body></html>");
 }
 
 TEST_F(StartPageOfInit, ThatCannotBeWrittenFailsTheLaunch) {
   IdleBrowser browser;
   tempVariable.set("C:\\no_such_folder");
-  const std::string message =
-      "Could not open temp file C:\\no_such_folder\\65de3bfe52ce59fb9afeebfbb9260784.html";
+  const std::string message = "Could not open temp file C:\\no_such_folder" + page;
 
-  EXPECT_EQ(dll.kx_Init(context, "cr", kOptions, browser.program().c_str(), 0, 0, 1), KX_FAILED);
+  EXPECT_EQ(init(browser.program()), KX_FAILED);
 
   EXPECT_EQ(dll.kx_GetLastErrorNumber(context), -1);
   EXPECT_EQ(dll.lastErrorText(context), message);
   EXPECT_FALSE(browser.wasLaunched());
   EXPECT_EQ(log.text(), HostLog()
-                            .start("cr", kOptions, browser.program(), 0, 0, 1)
+                            .start("cr", withDataFolder, browser.program(), 0, 0, 1)
                             .error(message + ", error 3")
-                            .notFound(kPipe)
+                            .notFound(profilePipe("cr", dataFolder))
                             .error("kx_Init(): " + message + ", error (-1)")
                             .text());
 }
 
 TEST_F(StartPageOfInit, ThatCannotBeWrittenDoesNotKeepFromAttaching) {
   tempVariable.set("C:\\no_such_folder");
-  FakeExtension extension(kPipe);
+  FakeExtension extension(profilePipe("cr", dataFolder));
 
-  EXPECT_EQ(dll.kx_Init(context, "cr", kOptions, kMissing, 0, 0, 30), KX_OK);
+  EXPECT_EQ(init(kMissing, 30), KX_OK);
 
   EXPECT_EQ(dll.kx_GetLastErrorNumber(context), 1);
 }
@@ -304,21 +293,20 @@ TEST_F(StartPageOfInit, ThatCannotBeWrittenDoesNotKeepFromAttaching) {
 TEST_F(StartPageOfInit, IsWrittenNowhereWithoutAFolder) {
   tempVariable.remove();
 
-  EXPECT_EQ(dll.kx_Init(context, "cr", kOptions, kMissing, 0, 0, 1), KX_FAILED);
+  EXPECT_EQ(init(kMissing), KX_FAILED);
 
-  EXPECT_EQ(dll.lastErrorText(context), std::string("Could not open temp file \\") + kPage);
-  EXPECT_NE(log.text().find(std::string("Error: Could not open temp file \\") + kPage + ", error 203\n"),
-            std::string::npos);
-  EXPECT_FALSE(fileExists(std::string("\\") + kPage));
+  EXPECT_EQ(dll.lastErrorText(context), "Could not open temp file " + page);
+  EXPECT_NE(log.text().find("Error: Could not open temp file " + page + ", error 203\n"), std::string::npos);
+  EXPECT_FALSE(fileExists(page));
 }
 
 TEST_F(StartPageOfInit, MayLieInAFolderOutsideAscii) {
   const TempFolder folder("pages-\xC3\xBC-\xE6\x97\xA5");
   tempVariable.set(folder.path());
 
-  dll.kx_Init(context, "cr", kOptions, kMissing, 0, 0, 1);
+  init(kMissing);
 
-  EXPECT_EQ(fileBytes(folder.path(kPage)), "<html><body></body></html>");
+  EXPECT_EQ(fileBytes(folder.path() + page), "<html><body></body></html>");
 }
 
 }  // namespace

@@ -83,9 +83,9 @@ TEST_F(Init, AttachesToARunningChromeStepByStep) {
 }
 
 TEST_F(Init, CallsTheProfileOfAnExplicitPipeByTheSameOddName) {
-  FakeExtension extension("\\\\.\\pipe\\kx-fx-67e92c8765a9bc7fb2d335c459de9eb5.runner");
+  FakeExtension extension(profilePipe("fx", firefoxProfile));
 
-  EXPECT_EQ(dll.kx_Init(context, "fx", "-fxProfile work", nullptr, 0, 0, 30), KX_OK);
+  EXPECT_EQ(dll.kx_Init(context, "fx", ("-fxProfile " + firefoxProfile).c_str(), nullptr, 0, 0, 30), KX_OK);
 
   EXPECT_EQ(extension.connectionData(), ownPipe("fx", "unknonw") + "\n");
 }
@@ -345,15 +345,15 @@ class Launch : public Init {
 };
 
 TEST_F(Launch, TellsTheBrowserItsProfileAndPage) {
-  const std::string pipe = "\\\\.\\pipe\\kx-fx-67e92c8765a9bc7fb2d335c459de9eb5.runner";
+  const std::string pipe = profilePipe("fx", firefoxProfile);
 
-  launch("fx", "-fxProfile work", 30);
+  launch("fx", "-fxProfile " + firefoxProfile, 30);
   const std::string commandLine = browser.commandLine();
   FakeExtension extension(pipe);
 
   EXPECT_EQ(await(), KX_OK);
-  EXPECT_EQ(commandLine, browser.program() + " -no-remote -P \"work\" file://" +
-                             startPage("67e92c8765a9bc7fb2d335c459de9eb5") + "?pipe=" + pipe);
+  EXPECT_EQ(commandLine, browser.program() + " -no-remote -P \"" + firefoxProfile + "\" file://" +
+                             startPage(firefoxProfile) + "?pipe=" + pipe);
   EXPECT_EQ(browser.folder(), browser.program().substr(0, browser.program().rfind('\\')));
   EXPECT_EQ(extension.requests().at(0), initRequest(false, true));
   EXPECT_EQ(dll.kx_GetBrowserProcessId(context), browser.processId());
@@ -366,15 +366,6 @@ TEST_F(Launch, HasNoSwitchesWithoutAProfile) {
 
   EXPECT_EQ(await(), KX_OK);
   EXPECT_EQ(commandLine, browser.program());
-}
-
-TEST_F(Launch, HasAnEmptyFolderButNoPageForAnEmptyDataFolder) {
-  launch("cr", "-crUserDataDir=\"\"", 30);
-  const std::string commandLine = browser.commandLine();
-  FakeExtension extension("\\\\.\\pipe\\kx-cr-d41d8cd98f00b204e9800998ecf8427e.runner");
-
-  EXPECT_EQ(await(), KX_OK);
-  EXPECT_EQ(commandLine, browser.program() + " --user-data-dir=\"\"");
 }
 
 TEST_F(Launch, HoldsTheStartLockUntilTheExtensionIsThere) {

@@ -113,8 +113,8 @@ class OddValue : public HostTest, public ::testing::WithParamInterface<OddText> 
   const std::string& text() const { return GetParam().text; }
   const char* raw() const { return GetParam().text.c_str(); }
 
-  // The text as an option's value, in quotes.
-  std::string option(const std::string& name) const { return name + "=\"" + text() + "\""; }
+  // The text as an option's value, in quotes, behind something that no other test has.
+  std::string option(const std::string& name) const { return name + "=\"" + dataFolder + text() + "\""; }
 
   int context = -1;
 };
@@ -206,7 +206,7 @@ TEST_P(OddValue, AsPageOfARunnerIsNamedAsItIs) {
   std::string line(static_cast<std::size_t>(size), '?');
   ASSERT_EQ(dll.kxr_GetCommandLine("cr", "-runner -crUserDataDir a", line.data(), size, raw()), KX_OK);
 
-  const std::string page = text().empty() ? startPage("0cc175b9c0f1b6a831c399e269772661") : text();
+  const std::string page = text().empty() ? startPage("a") : text();
   EXPECT_TRUE(line == "--user-data-dir=\"a\" file://" + page +
                           "?pipe=\\\\.\\pipe\\kx-cr-0cc175b9c0f1b6a831c399e269772661.runner" + '\0');
 }
@@ -232,12 +232,13 @@ class OddSurroundings : public HostTest {
   int context = -1;
 };
 
-TEST_F(OddSurroundings, WithoutUserNameStillFindTheExtension) {
+TEST_F(OddSurroundings, WithoutAUserNameLeadToAPipeWithoutOne) {
   EnvironmentVariable name("USERNAME");
   name.remove();
-  FakeExtension extension("\\\\.\\pipe\\kx-cr-default.");
 
-  EXPECT_EQ(dll.kx_Init(context, "cr", nullptr, nullptr, 0, 0, 30), KX_OK);
+  EXPECT_EQ(dll.kx_Init(context, "cr", nullptr, kMissing, 0, 0, 1), 2);
+
+  EXPECT_NE(log.text().find("using pipe \\\\.\\pipe\\kx-cr-default.\n"), std::string::npos);
 }
 
 TEST_F(OddSurroundings, WithAUserNameOutsideAsciiStillFindTheExtension) {

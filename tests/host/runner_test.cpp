@@ -8,18 +8,15 @@
 
 namespace {
 
-constexpr char kFirefoxOptions[] = "-runner -fxProfile=";
-constexpr char kChromeOptions[] = "-runner -crUserDataDir=C:\\dir";
-constexpr char kChromePipe[] = "\\\\.\\pipe\\kx-cr-65de3bfe52ce59fb9afeebfbb9260784.runner";
-
 class Runner : public HostTest {
  protected:
   void SetUp() override { context = dll.kx_ContextCreate(); }
 
-  // Firefox' pipe is named after the profile alone, so every test has a profile of its own.
-  const std::string profile = uniqueName("profile");
-  const std::string options = kFirefoxOptions + profile;
-  const std::string pipe = "\\\\.\\pipe\\" + profile + ".runner";
+  // Firefox' pipe is named after the profile itself, Chrome's after the digest of its folder.
+  const std::string options = "-runner -fxProfile=" + firefoxProfile;
+  const std::string pipe = "\\\\.\\pipe\\" + firefoxProfile + ".runner";
+  const std::string chromeOptions = "-runner -crUserDataDir=" + dataFolder;
+  const std::string chromePipe = profilePipe("cr", dataFolder);
   int context = -1;
 };
 
@@ -36,13 +33,14 @@ TEST_F(Runner, ConnectsToFirefoxStepByStep) {
 }
 
 TEST_F(Runner, ConnectsToChromeByThePipeOfItsFoldersDigest) {
-  FakeExtension extension(kChromePipe);
+  FakeExtension extension(chromePipe);
 
-  EXPECT_EQ(dll.kxr_Init(context, "cr", "-runner -crUserDataDir=\"C:\\dir\\\"", 1, 30), KX_OK);
+  EXPECT_EQ(dll.kxr_Init(context, "cr", ("-runner -crUserDataDir=\"" + dataFolder + "\\\"").c_str(), 1, 30),
+            KX_OK);
 
   EXPECT_EQ(
       log.text(),
-      HostLog().connected(kChromePipe, ownPipe("cr", "unknonw")).exchanged(initRequest(true, true)).text());
+      HostLog().connected(chromePipe, ownPipe("cr", "unknonw")).exchanged(initRequest(true, true)).text());
 }
 
 TEST_F(Runner, AsksForANewBrowserWithEveryNumberButZero) {
@@ -93,26 +91,25 @@ TEST_F(Runner, CanUseEveryOtherExport) {
 }
 
 TEST_F(Runner, WithTimeoutZeroFailsAfterTheFirstAttempt) {
-  EXPECT_EQ(dll.kxr_Init(context, "cr", kChromeOptions, 0, 0), KX_FAILED);
+  EXPECT_EQ(dll.kxr_Init(context, "cr", chromeOptions.c_str(), 0, 0), KX_FAILED);
 
   EXPECT_EQ(dll.kx_GetLastErrorNumber(context), -1);
-  EXPECT_EQ(dll.lastErrorText(context), std::string("Could not open server pipe ") + kChromePipe);
-  EXPECT_EQ(log.text(),
-            HostLog()
-                .notFound(kChromePipe)
-                .error(std::string("kxr_Init() Could not open server pipe ") + kChromePipe + ", error (-1)")
-                .text());
+  EXPECT_EQ(dll.lastErrorText(context), "Could not open server pipe " + chromePipe);
+  EXPECT_EQ(log.text(), HostLog()
+                            .notFound(chromePipe)
+                            .error("kxr_Init() Could not open server pipe " + chromePipe + ", error (-1)")
+                            .text());
 }
 
 TEST_F(Runner, WithTimeoutOneMakesTwoMoreAttemptsAndTimesOut) {
-  EXPECT_EQ(dll.kxr_Init(context, "cr", kChromeOptions, 0, 1), KX_FAILED);
+  EXPECT_EQ(dll.kxr_Init(context, "cr", chromeOptions.c_str(), 0, 1), KX_FAILED);
 
   EXPECT_EQ(dll.kx_GetLastErrorNumber(context), -3);
   EXPECT_EQ(dll.lastErrorText(context), "Connection timed out");
   EXPECT_EQ(log.text(), HostLog()
-                            .notFound(kChromePipe)
-                            .notFound(kChromePipe)
-                            .notFound(kChromePipe)
+                            .notFound(chromePipe)
+                            .notFound(chromePipe)
+                            .notFound(chromePipe)
                             .error("kxr_Init() Connection timed out, error (-3)")
                             .text());
 }
@@ -128,7 +125,7 @@ TEST_F(Runner, OfFirefoxLooksForALockedProfileAtEveryAttemptAndGoesOn) {
 }
 
 TEST_F(Runner, LeavesTheContextWithoutABrowserWhenItFails) {
-  ASSERT_EQ(dll.kxr_Init(context, "cr", kChromeOptions, 0, 0), KX_FAILED);
+  ASSERT_EQ(dll.kxr_Init(context, "cr", chromeOptions.c_str(), 0, 0), KX_FAILED);
 
   EXPECT_EQ(dll.kx_Play(context, "macro", 1), KX_FAILED);
   EXPECT_EQ(dll.kxr_Exit(context, 1), KX_FAILED);
@@ -192,14 +189,14 @@ void PrintTo(const Refusal& refusal, std::ostream* stream) {
 class RefusedRunner : public Runner, public ::testing::WithParamInterface<Refusal> {};
 
 TEST_P(RefusedRunner, LeavesOneEntryAndTheContextAsItWas) {
-  ASSERT_EQ(dll.kxr_Init(context, "cr", kChromeOptions, 0, 0), KX_FAILED);
+  ASSERT_EQ(dll.kxr_Init(context, "cr", chromeOptions.c_str(), 0, 0), KX_FAILED);
   log.clear();
 
   EXPECT_EQ(dll.kxr_Init(context, GetParam().browser, GetParam().options, 0, 30), KX_FAILED);
 
   EXPECT_EQ(log.text(), HostLog().error(GetParam().message).text());
   EXPECT_EQ(dll.kx_GetLastErrorNumber(context), -1);
-  EXPECT_EQ(dll.lastErrorText(context), std::string("Could not open server pipe ") + kChromePipe);
+  EXPECT_EQ(dll.lastErrorText(context), "Could not open server pipe " + chromePipe);
 }
 
 TEST_P(RefusedRunner, LeavesABrowserThatIsThereAlone) {
@@ -221,20 +218,23 @@ TEST_P(RefusedRunner, IsNoticedAfterAMissingContext) {
 INSTANTIATE_TEST_SUITE_P(
     With, RefusedRunner,
     ::testing::Values(
-        Refusal{"NullBrowser", nullptr, kChromeOptions, "kxr_Init(): Invalid arguments"},
+        Refusal{"NullBrowser", nullptr, "-runner -crUserDataDir C:\\dir", "kxr_Init(): Invalid arguments"},
         Refusal{"NullOptions", "fx", nullptr, "kxr_Init(): Invalid arguments"},
         Refusal{"BothNull", nullptr, nullptr, "kxr_Init(): Invalid arguments"},
         Refusal{"NoOptions", "fx", "", "kxr_Init(): -runner required"},
         Refusal{"NoRunner", "fx", "-fxProfile a", "kxr_Init(): -runner required"},
         Refusal{"NoRunnerForAnotherBrowser", "xx", "", "kxr_Init(): -runner required"},
         Refusal{"NoProfile", "fx", "-runner", "kxr_Init(): -fxProfile required"},
-        Refusal{"TheOtherBrowsersOptionForFirefox", "fx", kChromeOptions, "kxr_Init(): -fxProfile required"},
+        Refusal{"TheOtherBrowsersOptionForFirefox", "fx", "-runner -crUserDataDir C:\\dir",
+                "kxr_Init(): -fxProfile required"},
         Refusal{"NoFolder", "cr", "-runner", "-crUserDataDir required for kxr_GetCommandLine()"},
         Refusal{"EmptyFolder", "cr", "-runner -crUserDataDir=\"\"",
                 "-crUserDataDir required for kxr_GetCommandLine()"},
         Refusal{"AnotherBrowser", "xx", "-runner -fxProfile a", "kxr_Init(): Unsupported browser xx"},
-        Refusal{"BrowserInOtherLetters", "CR", kChromeOptions, "kxr_Init(): Unsupported browser CR"},
-        Refusal{"PercentSigns", "%s%n", kChromeOptions, "kxr_Init(): Unsupported browser %s%n"}),
+        Refusal{"BrowserInOtherLetters", "CR", "-runner -crUserDataDir C:\\dir",
+                "kxr_Init(): Unsupported browser CR"},
+        Refusal{"PercentSigns", "%s%n", "-runner -crUserDataDir C:\\dir",
+                "kxr_Init(): Unsupported browser %s%n"}),
     [](const auto& test) { return test.param.name; });
 
 class RunnerExit : public Runner {
@@ -306,9 +306,9 @@ TEST_F(RunnerExit, KeepsTheConnectionToABrowserThatHasGone) {
 
 TEST_F(RunnerExit, WaitsForTheAnswerAsLongAsTheTimeoutSays) {
   for (const int timeout : {0, -1, INT_MIN, INT_MAX}) {
-    FakeExtension other(kChromePipe);
+    FakeExtension other(chromePipe);
     const int second = dll.kx_ContextCreate();
-    ASSERT_EQ(dll.kxr_Init(second, "cr", kChromeOptions, 0, 30), KX_OK);
+    ASSERT_EQ(dll.kxr_Init(second, "cr", chromeOptions.c_str(), 0, 30), KX_OK);
     other.runs([] { ::Sleep(30); });
 
     EXPECT_EQ(dll.kxr_Exit(second, timeout), KX_OK) << timeout;
