@@ -7,7 +7,8 @@ import path from 'node:path';
 import { spawn } from 'node:child_process';
 import { joinSeen } from './settings.mjs';
 
-const kEndMilliseconds = 3000;
+// A browser that writes its profile takes seconds to close on a busy machine.
+const kEndMilliseconds = 10000;
 
 // Under Wine only the system's own starter gets a Linux program going without needing a handle of it.
 function startProgram(settings, runFile) {

@@ -7,6 +7,7 @@ import { writePreferences } from './firefox_preferences.mjs';
 import { endMarkedProcesses } from './marked_processes.mjs';
 
 const kGraceMilliseconds = 3000;
+const kAskedMilliseconds = 1000;
 
 export class RealBrowser {
   #child;
@@ -75,20 +76,26 @@ export class RealBrowser {
     this.#endpoint.catch(() => {});
   }
 
-  // Asks, waits a little, then leaves no choice. Returns when nothing of it is left.
+  // Lets a browser that was told to close do so, asks one that does not, then leaves no choice. A signal in the middle
+  // of its closing would cost what it has not saved yet. Returns when nothing of it is left.
   async end(graceMilliseconds = kGraceMilliseconds) {
-    if (graceMilliseconds > 0) {
+    if (graceMilliseconds > 0 && !(await this.#endsWithin(graceMilliseconds))) {
       this.#signal('SIGTERM');
-      let timer;
-      const patience = new Promise((resolve) => {
-        timer = setTimeout(resolve, graceMilliseconds);
-      });
-      await Promise.race([this.#ended, patience]);
-      clearTimeout(timer);
+      await this.#endsWithin(kAskedMilliseconds);
     }
     this.#signal('SIGKILL');
     await endMarkedProcesses(this.#mark);
     await this.#ended;
+  }
+
+  async #endsWithin(milliseconds) {
+    let timer;
+    const patience = new Promise((resolve) => {
+      timer = setTimeout(resolve, milliseconds, false);
+    });
+    const ended = await Promise.race([this.#ended.then(() => true), patience]);
+    clearTimeout(timer);
+    return ended;
   }
 
   #signal(signal) {
