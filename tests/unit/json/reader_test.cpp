@@ -207,6 +207,16 @@ TEST(JsonReaderNesting, ContainersThatHaveClosedDoNotCount) {
   EXPECT_EQ(readError(text + "," + nested(511, "[", "", "]") + "]"), "none");
 }
 
+TEST(JsonReaderNesting, ManyContainersSideBySideAreNoDepth) {
+  for (const int depth : {1, 2, 3}) {
+    std::string siblings = "[]";
+    for (int i = 0; i < 600; ++i) {
+      siblings += ",[],{}";
+    }
+    EXPECT_EQ(readError(nested(depth, "[", siblings, "]")), "none") << depth;
+  }
+}
+
 TEST(JsonReaderNesting, AHundredThousandLevelsDoNotOverflowTheStack) {
   EXPECT_EQ(readError(std::string(100000, '[')), "parse: Nesting too deep @ 0/512/512 to 0/513/513");
 }
