@@ -236,6 +236,8 @@ TEST_F(StartLock, AHostThatDiesWhileItStartsABrowserDoesNotBlockTheNext) {
   browser.mayStay();
   HostProcess dying(Start{.program = browser.program()});
   ASSERT_TRUE(launched.wait());
+  // Kept open, so that the lock outlives its holder.
+  const HANDLE lock = ::CreateMutexW(nullptr, FALSE, wide(lockName("fx", "default")).c_str());
   EXPECT_EQ(tryLock(lockName("fx", "default")), static_cast<DWORD>(WAIT_TIMEOUT));
   dying.kill();
   serve.signal();
@@ -244,6 +246,8 @@ TEST_F(StartLock, AHostThatDiesWhileItStartsABrowserDoesNotBlockTheNext) {
   EXPECT_EQ(init({}), KX_OK);
 
   EXPECT_EQ(play("extract x"), KX_OK);
+  EXPECT_EQ(tryLock(lockName("fx", "default")), WAIT_OBJECT_0) << "the next host has released it";
+  ::CloseHandle(lock);
 }
 
 TEST_F(StartLock, AHostThatDiesDuringItsConversationDoesNotTakeTheBrowserWithIt) {
