@@ -31,7 +31,7 @@ KX_ON_BOTH_BROWSERS(SuddenDeaths);
 TEST_P(SuddenDeaths, WhenTheHostIsKilledItsBrowserEndsSoon) {
   const EnvironmentVariable linger("KX_BROWSER_LINGER", "1");
   const Profile profile = user_.makeProfile(kind());
-  HostInMidPlay other(profile);
+  DoomedHost other(profile);
   ASSERT_TRUE(other.isPlaying());
   ASSERT_EQ(mainBrowserProcesses().size(), 1U);
 
@@ -44,7 +44,7 @@ TEST_P(SuddenDeaths, WhenTheHostIsKilledItsBrowserEndsSoon) {
 TEST_P(SuddenDeaths, WhenTheHostIsKilledAnotherOneCanAttachToItsBrowser) {
   const EnvironmentVariable linger("KX_BROWSER_LINGER", "600");
   const Profile profile = user_.makeProfile(kind());
-  HostInMidPlay other(profile);
+  DoomedHost other(profile);
   ASSERT_TRUE(other.isPlaying());
   other.kill();
   Host host(library_, kind());
@@ -52,6 +52,22 @@ TEST_P(SuddenDeaths, WhenTheHostIsKilledAnotherOneCanAttachToItsBrowser) {
   ASSERT_EQ(host.init({profile.options(), "C:\\no such folder\\browser.exe"}), KX_OK) << host.errorText();
 
   EXPECT_EQ(host.processId(), 0U);
+  EXPECT_EQ(host.play("await open(variables.site + '/form'); await extract('header');"), KX_OK)
+      << host.errorText();
+  EXPECT_EQ(host.extract(), "Order form");
+  EXPECT_EQ(host.exit(), KX_OK);
+}
+
+TEST_P(SuddenDeaths, WhenTheHostIsKilledInItsStartTheNextOneGetsTheBrowser) {
+  const Profile profile = user_.makeProfile(kind());
+  DoomedHost other(profile);
+  ASSERT_TRUE(other.isStarting());
+  other.kill();
+  Host host(library_, kind());
+
+  ASSERT_EQ(host.init(startOf(profile)), KX_OK) << host.errorText();
+
+  EXPECT_EQ(mainBrowserProcesses().size(), 1U);
   EXPECT_EQ(host.play("await open(variables.site + '/form'); await extract('header');"), KX_OK)
       << host.errorText();
   EXPECT_EQ(host.extract(), "Order form");

@@ -7,13 +7,17 @@
 
 namespace {
 
-constexpr char kVerb[] = "host-in-mid-play";
+constexpr char kVerb[] = "doomed-host";
 constexpr std::size_t kFirstArgument = 3;
-constexpr std::size_t kArguments = 3;
+constexpr std::size_t kArguments = 4;
 constexpr DWORD kStartMilliseconds = kStartSeconds * 1000;
 
-int run(const std::string& type, const std::string& options, const std::string& playingEvent) {
+int run(const std::string& type, const std::string& options, const std::string& startingEvent,
+        const std::string& playingEvent) {
+  const NamedEvent starting(startingEvent);
   const NamedEvent playing(playingEvent);
+  // The first attempt finds nobody and launches the browser.
+  const LogSignal launched("Client: connecting to server", 2, [&] { starting.signal(); });
   const BrowserKind kind = type == kFirefox.type ? kFirefox : kChromium;
   const KxLibrary library;
   Host host(library, kind);
@@ -36,12 +40,16 @@ std::string escaped(const std::string& text) {
 
 }  // namespace
 
-HostInMidPlay::HostInMidPlay(const Profile& profile) {
-  process_.emplace(
-      std::vector<std::string>{kVerb, profile.kind.type, escaped(profile.options()), playing_.name()});
+DoomedHost::DoomedHost(const Profile& profile) {
+  process_.emplace(std::vector<std::string>{kVerb, profile.kind.type, escaped(profile.options()),
+                                            starting_.name(), playing_.name()});
 }
 
-bool HostInMidPlay::isPlaying() const {
+bool DoomedHost::isStarting() const {
+  return starting_.wait(kStartMilliseconds);
+}
+
+bool DoomedHost::isPlaying() const {
   return playing_.wait(kStartMilliseconds);
 }
 
@@ -50,5 +58,6 @@ std::optional<int> runAsHost() {
   if (words.size() != kFirstArgument + kArguments || words[1] != kHelperSwitch || words[2] != kVerb) {
     return std::nullopt;
   }
-  return run(words[kFirstArgument], words[kFirstArgument + 1], words[kFirstArgument + 2]);
+  return run(words[kFirstArgument], words[kFirstArgument + 1], words[kFirstArgument + 2],
+             words[kFirstArgument + 3]);
 }

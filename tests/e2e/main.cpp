@@ -39,6 +39,10 @@ int main(int argc, char** argv) {
   if (const std::optional<int> exitCode = runAsHost()) {
     return *exitCode;
   }
+  // A host that was started wrongly must not become a second run of all tests.
+  if (const std::optional<int> exitCode = runAsHelper()) {
+    return *exitCode;
+  }
   ::testing::InitGoogleTest(&argc, argv);
   try {
     return ::testing::GTEST_FLAG(list_tests) ? RUN_ALL_TESTS() : runTests();

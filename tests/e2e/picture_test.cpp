@@ -13,23 +13,25 @@ constexpr Colour kMessage = {0x1b, 0x4f, 0x8f};
 constexpr Colour kPaper = {0xff, 0xff, 0xff};
 constexpr int kCannotWrite = -17;
 
+// A window that shows a scroll bar is wider than its page.
 struct PageSize {
-  int width;
-  int windowHeight;
+  int pageWidth;
   int pageHeight;
+  int windowWidth;
+  int windowHeight;
 };
 
 PageSize sizeOf(const Host& host) {
   constexpr char kAsk[] = R"(
-    for (const size of await evaluate(() => [document.documentElement.clientWidth, window.innerHeight,
-        document.documentElement.scrollHeight])) {
-      extractText(size);
-    }
+    const sizes = await evaluate(() => [document.documentElement.clientWidth,
+        document.documentElement.scrollHeight, window.innerWidth, window.innerHeight]);
+    sizes.forEach((size) => extractText(size));
   )";
   if (host.play(kAsk) != KX_OK) {
     throw std::runtime_error(host.errorText());
   }
-  return {std::stoi(host.extract(1)), std::stoi(host.extract(2)), std::stoi(host.extract(3))};
+  return {std::stoi(host.extract(1)), std::stoi(host.extract(2)), std::stoi(host.extract(3)),
+          std::stoi(host.extract(4))};
 }
 
 TEST_P(Pictures, APictureOfThePageShowsAllOfIt) {
@@ -42,10 +44,10 @@ TEST_P(Pictures, APictureOfThePageShowsAllOfIt) {
 
   EXPECT_EQ(host().errorNumber(), KX_ERROR_SUCCESS) << host().errorText();
   const Picture picture(file);
-  EXPECT_EQ(picture.width(), size.width);
+  EXPECT_EQ(picture.width(), size.pageWidth);
   EXPECT_EQ(picture.height(), size.pageHeight);
   EXPECT_EQ(picture.at(2, 2), kHeader);
-  EXPECT_EQ(picture.at(size.width - 3, 2), kHeader);
+  EXPECT_EQ(picture.at(size.pageWidth - 3, 2), kHeader);
   EXPECT_EQ(picture.at(2, size.pageHeight - 3), kPaper);
 }
 
@@ -58,7 +60,7 @@ TEST_P(Pictures, APictureOfTheBrowserIsAsLargeAsItsWindow) {
 
   EXPECT_EQ(host().errorNumber(), KX_ERROR_SUCCESS) << host().errorText();
   const Picture picture(file);
-  EXPECT_EQ(picture.width(), size.width);
+  EXPECT_EQ(picture.width(), size.windowWidth);
   EXPECT_EQ(picture.height(), size.windowHeight);
   EXPECT_EQ(picture.at(2, 2), kHeader);
 }

@@ -67,8 +67,10 @@ RealProcess readProcess(const std::string& id) {
   return process;
 }
 
-bool belongsToRun(const std::string& id) {
-  return fileOfProcess(id, "environ").find("KX_E2E_FOLDER=" + runFolder()) != std::string::npos;
+// Chromium's helpers overwrite their environment, but name the profile's folder on their command line.
+bool belongsToRun(const std::string& id, const RealProcess& process) {
+  return process.hasArgument(runFolder() + "/windows") ||
+         fileOfProcess(id, "environ").find("KX_E2E_FOLDER=" + runFolder()) != std::string::npos;
 }
 
 }  // namespace
@@ -103,7 +105,7 @@ std::vector<RealProcess> processesOfRun() {
     }
     RealProcess process = readProcess(id);
     // A process without a command line has ended, and only its parent has not asked for the result yet.
-    if (!process.arguments.empty() && !endsWith(process.program, kOwnProgram) && belongsToRun(id)) {
+    if (!process.arguments.empty() && !endsWith(process.program, kOwnProgram) && belongsToRun(id, process)) {
       processes.push_back(std::move(process));
     }
   }

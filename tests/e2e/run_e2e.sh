@@ -4,9 +4,9 @@
 #   --repeat N  the long run instead of the tests: N plays and exits in each browser, and what they leave behind
 #   --browser   only this browser; otherwise every one that is installed
 #   FILTER      part of a test's name, or a pattern of GoogleTest's without the browser in front
-# KX_FIREFOX and KX_CHROME name other programs than firefox-esr and chromium; WINEPREFIX another prefix than the build
-# tree's. Results lie in BUILD_DIR/e2e, in the form that tools/sum_tests.py reads. A browser that is not installed
-# is left out, which one line says.
+# KX_FIREFOX and KX_CHROME name other programs than firefox-esr and chromium, WINEPREFIX another prefix than the build
+# tree's, KX_E2E_RESULTS another folder for the results than BUILD_DIR/e2e-results. Results have the form that
+# tools/sum_tests.py reads. A browser that is not installed is left out, which one line says.
 set -euo pipefail
 
 fail() {
@@ -42,7 +42,7 @@ tests=$build/bin/kx_e2e_tests.exe
 [[ -e $root/peers/browsers/node_modules/puppeteer-core/package.json ]] ||
   fail "the stand-in's packages are missing: run npm ci in peers/browsers"
 
-results=$build/e2e
+results=${KX_E2E_RESULTS:-$build/e2e-results}
 rm -rf "$results"
 mkdir -p "$results/test-results"
 
@@ -51,13 +51,13 @@ folder=$(mktemp -d /tmp/kxe-XXXXXX)
 mkdir "$folder/real"
 site=
 
-# The ids of all processes that were started with the run's folder in their environment.
+# The ids of all processes that the run has started: they have its folder in their environment or, like Chromium's
+# helpers, on their command line.
 processes_of_run() {
-  local file
-  for file in /proc/[0-9]*/environ; do
-    if grep -qsF "KX_E2E_FOLDER=$folder" "$file"; then
-      file=${file%/environ}
-      printf '%s\n' "${file#/proc/}"
+  local process
+  for process in /proc/[0-9]*; do
+    if grep -qsF "KX_E2E_FOLDER=$folder" "$process/environ" || grep -qsF "$folder/windows" "$process/cmdline"; then
+      printf '%s\n' "${process#/proc/}"
     fi
   done
 }
@@ -103,11 +103,11 @@ report() {
 }
 
 run_browser() {
-  local browser=$1 entry="e2e_$1.0" pattern status=0 left
-  pattern="${browser^}/*${filter}*"
-  if [[ $filter == *[*?]* ]]; then pattern="${browser^}/$filter"; fi
+  local browser=$1 entry="e2e_$1.0" pattern status=0 left log=$results/$1.log
+  pattern="${browser^}/*$filter*"
+  # Every part of a pattern is meant for this browser.
+  if [[ $filter == *[*?]* ]]; then pattern="${browser^}/${filter//:/:${browser^}/}"; fi
   if [[ -n $repeat ]]; then pattern="${browser^}/LongRun.*"; fi
-  local log=$results/$browser.log
   : >"$log"
   # The browsers' own temporary files go where TMP says. TMPDIR stays: by it Wine's programs find their server.
   local variables=("KX_E2E_FOLDER=$folder" "KX_E2E_SITE=$(<"$results/site")" "TMP=$folder/real")
@@ -115,9 +115,12 @@ run_browser() {
   (cd "$results" && exec timeout --kill-after=10 "$((3600 + ${repeat:-0} * 60))" env "${variables[@]}" \
     "$root/cmake/toolchains/run_with_wine" "$WINEPREFIX" "$tests" --gtest_filter="$pattern" \
     --gtest_output="xml:test-results/$entry.xml") >"$log" 2>&1 </dev/null 7>&- &
-  local id=$!
-  tail -f --pid="$id" "$log" 7>&- | tr -d '\r' 7>&-
+  local id=$! shown
+  tail -f --pid="$id" "$log" 2>&1 7>&- > >(sed -u 's/\r$//' 7>&-) &
+  shown=$!
+  # Unlike a command in the foreground, a wait lets a signal through.
   wait "$id" || status=$?
+  wait "$shown" || true
 
   left=$(processes_of_run)
   if [[ -n $left ]]; then
