@@ -207,6 +207,30 @@ TEST_F(Init, KeepsTwoContextsApart) {
   EXPECT_EQ(chromeExtension.requests().at(1), showRequest("to Chrome"));
 }
 
+TEST_F(Init, KeepsManyContextsApartThatAreUsedByAThreadEach) {
+  constexpr int kThreads = 4;
+  std::vector<std::thread> threads;
+  for (int index = 0; index < kThreads; ++index) {
+    threads.emplace_back([this, index] {
+      const std::string folder = dataFolder + "-" + std::to_string(index);
+      FakeExtension extension(profilePipe("cr", folder));
+      const int own = dll.kx_ContextCreate();
+      ASSERT_EQ(dll.kx_Init(own, "cr", ("-crUserDataDir=" + folder).c_str(), nullptr, 0, 0, 30), KX_OK);
+      EXPECT_EQ(extension.connectionData(), ownPipe("cr", "unknonw") + "\n");
+      for (int play = 0; play < 10; ++play) {
+        extension.answers("{\"errorCode\":1,\"status\":\"" + std::to_string(index) + "\"}");
+        ASSERT_EQ(dll.kx_Play(own, std::to_string(play).c_str(), 30), KX_OK);
+        EXPECT_EQ(dll.lastErrorText(own), std::to_string(index));
+        EXPECT_EQ(extension.requests().back(), playRequest(std::to_string(play)));
+      }
+      ASSERT_EQ(dll.kx_Exit(own, 5), KX_OK);
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+}
+
 TEST_F(Init, GivesTheStartLockBackOnceTheExtensionIsFound) {
   FakeExtension extension(defaultPipe());
   extension.runs([this] { EXPECT_FALSE(isLocked(startLockName())); });

@@ -334,6 +334,12 @@ TEST_F(Answer, MayHoldHalfASurrogatePair) {
               "b");
 }
 
+TEST_F(Answer, WithAnExponentDirectlyBehindAZeroIsRefused) {
+  EXPECT_EQ(play("{\"errorCode\":0e5}"), KX_FAILED);
+
+  EXPECT_EQ(log.text(), refused("{\"errorCode\":0e5}", "e", 101, 14));
+}
+
 TEST_F(Answer, TakesNumbersInEveryForm) {
   EXPECT_EQ(play("{\"errorCode\":1.}"), KX_OK);
   EXPECT_EQ(play("{\"errorCode\":0.1e1}"), KX_OK);
@@ -341,6 +347,10 @@ TEST_F(Answer, TakesNumbersInEveryForm) {
   EXPECT_EQ(play("{\"errorCode\":1.e0}"), KX_OK);
   EXPECT_EQ(play("{\"errorCode\":-0}"), KX_FAILED);
   expectError(0, "");
+  EXPECT_EQ(play("{\"errorCode\":0.e5}"), KX_FAILED);
+  expectError(0, "");
+  EXPECT_EQ(play("{\"errorCode\":0.5e1}"), KX_FAILED);
+  expectError(-5, "");
 }
 
 }  // namespace

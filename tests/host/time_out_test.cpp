@@ -110,6 +110,13 @@ TEST_F(TimedOut, LosesNoByteOfALateAnswerThatIsLargerThanTheBuffers) {
   EXPECT_EQ(dll.lastErrorText(context), status);
 }
 
+TEST_F(TimedOut, InAThreadThatHasEndedCanBeFollowedUpInAnother) {
+  std::thread([this] { playWithoutAnswer(); }).join();
+
+  EXPECT_EQ(dll.kx_Play(context, "second", 10), KX_OK);
+  EXPECT_EQ(dll.kx_Exit(context, 5), KX_OK);
+}
+
 TEST_F(TimedOut, KeepsTheVariables) {
   dll.kx_SetVar(context, "name", "value");
   playWithoutAnswer();
