@@ -2,7 +2,7 @@
 // lost, comes twice or comes out of order, and nothing is written to a buffer that its caller has back.
 #include "support/win32/debugger_lines.h"
 #include "support/win32/helper_process.h"
-#include "win32/pipe/pipe_test.h"
+#include "win32/pipe/pending_operations.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,13 +16,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
-
-class PendingRead : public testing::Test {
- protected:
-  pipe_handle* end() const { return pipe.end.get(); }
-
-  ConnectedServer pipe;
-};
 
 TEST_F(PendingRead, IsContinuedByTheNextRead) {
   std::string buffer(16, '.');
@@ -173,15 +166,6 @@ TEST_F(PendingRead, IsCancelledAndWaitedForBeforeTheWriteBegins) {
   EXPECT_THAT(steps, ElementsAre("cancel", "wait", "write"));
 }
 
-class PendingWrite : public testing::Test {
- protected:
-  void SetUp() override { ASSERT_EQ(writeThatTimesOut(end(), text), -3); }
-  pipe_handle* end() const { return pipe.end.get(); }
-
-  const std::string text = moreThanAPipeHolds();
-  ConnectedServer pipe;
-};
-
 TEST_F(PendingWrite, ReachesThePeerAsItWasEvenIfTheCallerChangesItsBytes) {
   ConnectedServer other;
   std::string bytes = text;
@@ -315,17 +299,6 @@ TEST_F(PendingWrite, LeavesATimeForEverAsItIs) {
   EXPECT_THAT(waits, ElementsAre(INFINITE, INFINITE));
 }
 
-class PendingAccept : public testing::Test {
- protected:
-  void SetUp() override {
-    const WaitsEndWith wait(WAIT_TIMEOUT);
-    ASSERT_EQ(pipe_accept(pipe.get(), 1), -3);
-  }
-
-  std::string name = uniquePipeName();
-  UniquePipe pipe{pipe_create(name.c_str())};
-};
-
 TEST_F(PendingAccept, IsContinuedByTheNextAccept) {
   SubstitutedCall<&WindowsCalls::connectNamedPipe> connect(
       [&](HANDLE handle, OVERLAPPED* overlapped) { return connect.real(handle, overlapped); });
@@ -379,89 +352,6 @@ TEST_F(PendingAccept, ThatWasCancelledIsContinuedToo) {
   EXPECT_EQ(pipe_accept(pipe.get(), 0), -4);
   const RawPipe client = RawPipe::client(name);
   EXPECT_EQ(pipe_accept(pipe.get(), 5), 0);
-}
-
-// The steps of the close begin only when nothing is pending any more.
-class EndedBeforeTheClose {
- public:
-  EndedBeforeTheClose()
-      : cancel_([this](HANDLE handle, OVERLAPPED* overlapped) {
-          steps.push_back("cancel");
-          return cancel_.real(handle, overlapped);
-        }),
-        result_([this](HANDLE handle, OVERLAPPED* overlapped, DWORD* count, BOOL waits) {
-          steps.push_back(waits != FALSE ? "wait" : "look");
-          const BOOL done = result_.real(handle, overlapped, count, waits);
-          EXPECT_TRUE(HasOverlappedIoCompleted(overlapped));
-          return done;
-        }),
-        info_([this](HANDLE handle, DWORD* flags, DWORD* output, DWORD* input, DWORD* instances) {
-          steps.push_back("close");
-          return info_.real(handle, flags, output, input, instances);
-        }) {}
-
-  std::vector<std::string> steps;
-
- private:
-  SubstitutedCall<&WindowsCalls::cancelIo> cancel_;
-  SubstitutedCall<&WindowsCalls::getOverlappedResult> result_;
-  SubstitutedCall<&WindowsCalls::getNamedPipeInfo> info_;
-};
-
-TEST_F(PendingRead, IsEndedByTheClose) {
-  std::string buffer(16, '.');
-  ASSERT_EQ(readThatTimesOut(end(), buffer), -3);
-  const LogFile log;
-  const EndedBeforeTheClose ended;
-  pipe_close(pipe.end.release());
-  EXPECT_THAT(ended.steps, ElementsAre("cancel", "wait", "close"));
-  EXPECT_FALSE(pipe.peer.isConnected());
-  EXPECT_EQ(buffer, "................");
-  EXPECT_EQ(log.text(), "");
-}
-
-TEST_F(PendingWrite, IsEndedByTheClose) {
-  const LogFile log;
-  const EndedBeforeTheClose ended;
-  std::string received;
-  std::thread reading;
-  // What the buffers hold already is flushed, so somebody has to read it.
-  SubstitutedCall<&WindowsCalls::flushFileBuffers> flush([&](HANDLE handle) {
-    reading = std::thread([&] { received = pipe.peer.readToEnd(); });
-    return flush.real(handle);
-  });
-  pipe_close(pipe.end.release());
-  ASSERT_EQ(flush.count(), 1);
-  reading.join();
-  EXPECT_THAT(ended.steps, ElementsAre("cancel", "wait", "close"));
-  EXPECT_LT(received.size(), text.size());
-  EXPECT_EQ(received, text.substr(0, received.size()));
-  EXPECT_EQ(log.text(), "");
-}
-
-TEST_F(PendingAccept, IsEndedByTheClose) {
-  const LogFile log;
-  const EndedBeforeTheClose ended;
-  pipe_close(pipe.release());
-  EXPECT_THAT(ended.steps, ElementsAre("cancel", "wait", "close"));
-  EXPECT_EQ(log.text(), ExpectedLog().error("Could not disconnect pipe, error=536").text());
-  EXPECT_FALSE(RawPipe::client(name));
-}
-
-TEST(PipeClose, WithNothingPendingCancelsNothing) {
-  ConnectedServer pipe;
-  const EndedBeforeTheClose ended;
-  pipe_close(pipe.end.release());
-  EXPECT_THAT(ended.steps, ElementsAre("close"));
-}
-
-TEST(PipeClose, EndsAPendingReadOfAClientEndToo) {
-  ConnectedClient pipe;
-  std::string buffer(16, '.');
-  ASSERT_EQ(readThatTimesOut(pipe.end.get(), buffer), -3);
-  const EndedBeforeTheClose ended;
-  pipe_close(pipe.end.release());
-  EXPECT_THAT(ended.steps, ElementsAre("cancel", "wait", "close"));
 }
 
 }  // namespace
