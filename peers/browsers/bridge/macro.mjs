@@ -207,7 +207,7 @@ export class Macro {
     const { page } = this.#tab;
     const milliseconds = (seconds) => Math.max(1, Math.round((seconds ?? kDefaultSeconds) * 1000));
     return {
-      open: (address, seconds) => this.#navigate(seconds, (timeout) => page.goto(String(address), { timeout })),
+      open: (address, seconds) => this.#navigate(seconds, (timeout) => this.#goTo(String(address), timeout)),
       follow: (selector, seconds) => this.#navigate(seconds, async (timeout) => {
         await Promise.all([page.waitForNavigation({ timeout }), this.#act(selector, timeout, (on) => on.click())]);
       }),
@@ -249,6 +249,19 @@ export class Macro {
       this.#extracts.push(text);
     }
     return texts;
+  }
+
+  // Firefox sometimes tells a navigation of the end of the one before, which a macro that was given up has left behind.
+  async #goTo(address, timeout) {
+    const { page } = this.#tab;
+    try {
+      await page.goto(address, { timeout });
+    } catch (error) {
+      if (!/interrupted an unfinished navigation/.test(error?.message)) {
+        throw error;
+      }
+      await page.goto(address, { timeout });
+    }
   }
 
   async #navigate(seconds, go) {
