@@ -35,6 +35,18 @@ TEST_P(TimeOuts, AfterASlowPageTheBrowserEndsByItself) {
   expectThatItStartsAgain(profile);
 }
 
+TEST_P(TimeOuts, ThePlayAfterASlowPageOpensItsOwnPage) {
+  const Profile profile = user_.makeProfile(kind());
+  Host host(library_, kind());
+  playTooLong(host, profile, "await open(variables.site + '/slow?seconds=100');");
+
+  EXPECT_EQ(host.play("await open(variables.site + '/form'); await extract('header');"), KX_OK)
+      << host.errorText();
+
+  EXPECT_EQ(host.extract(), "Order form");
+  EXPECT_EQ(host.exit(), KX_OK);
+}
+
 TEST_P(TimeOuts, APageThatNeverGivesBackControlIsEnded) {
   const Profile profile = user_.makeProfile(kind());
   Host host(library_, kind());
