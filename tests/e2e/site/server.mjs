@@ -1,5 +1,5 @@
 // The site that the end-to-end tests visit: a few pages whose every answer is known, served on loopback. It is started
-// with a file to write its address into, and ends when its standard input does, or after IDLE seconds without a visit.
+// with a file to write its address into, and ends after IDLE seconds without a visit.
 //
 //     node server.mjs [--port N] [--address-file FILE] [--idle SECONDS]
 import fs from 'node:fs';
