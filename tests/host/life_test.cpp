@@ -105,11 +105,11 @@ class EndOfTheHost : public ::testing::Test {
 };
 
 TEST_F(EndOfTheHost, ByExitProcessDoesNotHangOnThreadsInsideTheLibrary) {
-  EXPECT_EQ(exitCodeOf(kExitWhileOthersCreate), DWORD{kPartnerSucceeded});
+  EXPECT_EQ(exitCodeOf(kExitWhileOthersCall), DWORD{kPartnerSucceeded});
 }
 
 TEST_F(EndOfTheHost, ByReturningFromMainDoesNotHangOnThreadsInsideTheLibrary) {
-  EXPECT_EQ(exitCodeOf(kReturnWhileOthersCreate), DWORD{kPartnerSucceeded});
+  EXPECT_EQ(exitCodeOf(kReturnWhileOthersCall), DWORD{kPartnerSucceeded});
 }
 
 // The run-time that the library uses is shared with the host, and so is its locale.

@@ -15,8 +15,8 @@ inline constexpr char kPartnerRecord[] = "KX_PARTNER_RECORD";
 inline constexpr char kPartnerReady[] = "KX_PARTNER_READY";
 inline constexpr char kPartnerEnd[] = "KX_PARTNER_END";
 
-inline constexpr char kReturnWhileOthersCreate[] = "--return-while-others-create";
-inline constexpr char kExitWhileOthersCreate[] = "--exit-while-others-create";
+inline constexpr char kReturnWhileOthersCall[] = "--return-while-others-call";
+inline constexpr char kExitWhileOthersCall[] = "--exit-while-others-call";
 inline constexpr int kPartnerSucceeded = 42;
 
 inline std::string partnerProgram() {
