@@ -37,16 +37,17 @@ IniFile parseIni(std::string_view text) {
 }
 
 std::optional<std::string> defaultProfileName(const IniFile& profiles) {
-  for (const auto& [name, section] : profiles) {
-    if (name == "General") {
-      if (valueOf(section, "StartWithLastProfile") == "0") {
-        return std::nullopt;
-      }
-    } else if (valueOf(section, "Default") == "1") {
-      return valueOf(section, "Name");
-    }
+  // Section by section in the order of their names, whichever comes first: a profile that is marked as the
+  // default, or the switch that lets the user choose at every start.
+  const auto decides = [](const auto& section) {
+    return section.first == "General" ? valueOf(section.second, "StartWithLastProfile") == "0"
+                                      : valueOf(section.second, "Default") == "1";
+  };
+  const auto found = std::find_if(profiles.begin(), profiles.end(), decides);
+  if (found == profiles.end() || found->first == "General") {
+    return std::nullopt;
   }
-  return std::nullopt;
+  return valueOf(found->second, "Name");
 }
 
 std::optional<std::string> profileDirectory(const IniFile& profiles, const std::string& name,
