@@ -1,5 +1,8 @@
 #include "browser/response_checker.h"
 
+#include "json/plain_text.h"
+
+#include <algorithm>
 #include <array>
 #include <initializer_list>
 #include <string_view>
@@ -257,102 +260,192 @@ static_assert(transitionOf(State::String, 0xE9).next == State::String,
 static_assert(transitionOf(State::Zero, 'e').action == Action::Reject, "a zero takes no exponent directly");
 static_assert(transitionOf(State::Start, '"').action == Action::Reject, "a text is no response");
 
+// What every byte does in every state, in one number each: the next state, or behind all states the action.
+using StepTable = std::array<std::array<std::uint8_t, 256>, ResponseChecker::kStateCount>;
+
+constexpr std::uint8_t stepFor(Action action) {
+  return static_cast<std::uint8_t>(ResponseChecker::kStateCount + static_cast<int>(action));
+}
+
+consteval StepTable makeStepTable() {
+  StepTable table{};
+  for (std::size_t state = 0; state < table.size(); ++state) {
+    for (std::size_t byte = 0; byte < table[state].size(); ++byte) {
+      const Transition transition = transitionOf(static_cast<State>(state), static_cast<unsigned char>(byte));
+      table[state][byte] = transition.action == Action::Move ? static_cast<std::uint8_t>(transition.next)
+                                                             : stepFor(transition.action);
+    }
+  }
+  return table;
+}
+
+constexpr StepTable kSteps = makeStepTable();
+
+constexpr std::uint8_t stepOf(State state, char byte) {
+  return kSteps[static_cast<std::size_t>(state)][static_cast<unsigned char>(byte)];
+}
+
+constexpr bool isMove(std::uint8_t step) {
+  return step < ResponseChecker::kStateCount;
+}
+
+bool isHexadecimalDigit(char c) {
+  return stepOf(State::U1, c) == static_cast<std::uint8_t>(State::U2);
+}
+
+// The length of an escape that lies before last as a whole; 0 for any other byte.
+std::ptrdiff_t escapeLength(const char* first, const char* last) {
+  constexpr std::ptrdiff_t kShort = 2;
+  constexpr std::ptrdiff_t kUnicode = 6;
+  if (last - first < kShort || *first != '\\') {
+    return 0;
+  }
+  if (stepOf(State::Escape, first[1]) == static_cast<std::uint8_t>(State::String)) {
+    return kShort;
+  }
+  const bool isUnicode = first[1] == 'u' && last - first >= kUnicode &&
+                         std::all_of(first + 2, first + kUnicode, isHexadecimalDigit);
+  return isUnicode ? kUnicode : 0;
+}
+
+// Runs through the inside of a string, up to a byte that the table has to decide about, or to the end.
+const char* skipInsideString(const char* next, const char* last) {
+  for (;;) {
+    next = json::endOfPlain(next, last);
+    std::ptrdiff_t length = escapeLength(next, last);
+    if (length == 0) {
+      return next;
+    }
+    for (; length != 0; length = escapeLength(next, last)) {
+      next += length;
+    }
+  }
+}
+
 }  // namespace
 
-ResponseChecker::ResponseChecker(int depthLimit) : modes_(static_cast<std::size_t>(depthLimit), Mode::Done) {}
+ResponseChecker::ResponseChecker(int depthLimit) : depthLimit_(std::min(depthLimit, kDepthLimit)) {
+  modes_[0] = Mode::Done;
+}
 
 bool ResponseChecker::feed(unsigned char byte) {
-  const Transition transition = transitionOf(state_, byte);
-  switch (transition.action) {
-    case Action::Reject:
-      return false;
-    case Action::Move:
-      state_ = transition.next;
-      return true;
-    case Action::OpenObject:
-      state_ = State::Object;
-      return push(Mode::Key);
-    case Action::OpenArray:
-      state_ = State::Array;
-      return push(Mode::Array);
-    case Action::CloseObject:
-      state_ = State::Ok;
-      return pop(Mode::Object);
-    case Action::CloseEmptyObject:
-      state_ = State::Ok;
-      return pop(Mode::Key);
-    case Action::CloseArray:
-      state_ = State::Ok;
-      return pop(Mode::Array);
-    case Action::EndName:
-      state_ = State::Value;
-      return pop(Mode::Key) && push(Mode::Object);
-    case Action::EndString:
-      return endString();
-    case Action::Separate:
-      return separate();
+  const std::uint8_t step = stepOf(state_, static_cast<char>(byte));
+  if (isMove(step)) {
+    state_ = static_cast<State>(step);
+    return true;
   }
-  return false;
+  return act(step);
 }
 
 std::size_t ResponseChecker::feedUntilComplete(std::string_view bytes) {
-  std::size_t accepted = 0;
-  while (accepted < bytes.size() && feed(static_cast<unsigned char>(bytes[accepted]))) {
-    ++accepted;
+  const char* const first = bytes.data();
+  const char* const last = first + bytes.size();
+  const char* next = first;
+  while (next != last) {
+    if (state_ == State::String) {
+      next = skipStrings(next, last);
+      if (next == last) {
+        break;
+      }
+    }
+    if (!feed(static_cast<unsigned char>(*next))) {
+      break;
+    }
+    ++next;
     if (state_ == State::Ok && isComplete()) {
       break;
     }
   }
-  return accepted;
+  return static_cast<std::size_t>(next - first);
+}
+
+// Most strings are followed by another one, with a colon or a comma between the two quotes.
+const char* ResponseChecker::skipStrings(const char* next, const char* last) {
+  for (;;) {
+    next = skipInsideString(next, last);
+    if (last - next < 3 || next[0] != '"' || next[2] != '"') {
+      return next;
+    }
+    const char between = next[1];
+    Mode& mode = topMode();
+    if (mode == Mode::Key && between == ':') {
+      mode = Mode::Object;
+    } else if (mode == Mode::Object && between == ',') {
+      mode = Mode::Key;
+    } else if (mode != Mode::Array || between != ',') {
+      return next;
+    }
+    next += 3;
+  }
 }
 
 bool ResponseChecker::isComplete() const {
-  return state_ == State::Ok && top_ >= 0 && modes_[static_cast<std::size_t>(top_)] == Mode::Done;
+  return state_ == State::Ok && top_ == 0;
 }
 
-bool ResponseChecker::push(Mode mode) {
-  if (top_ + 1 >= static_cast<int>(modes_.size())) {
+inline bool ResponseChecker::act(std::uint8_t step) {
+  switch (step) {
+    case stepFor(Action::OpenObject):
+      return open(Mode::Key, State::Object);
+    case stepFor(Action::OpenArray):
+      return open(Mode::Array, State::Array);
+    case stepFor(Action::CloseObject):
+      return close(Mode::Object);
+    case stepFor(Action::CloseEmptyObject):
+      return close(Mode::Key);
+    case stepFor(Action::CloseArray):
+      return close(Mode::Array);
+    case stepFor(Action::EndName):
+      return replaceTop(Mode::Key, Mode::Object, State::Value);
+    case stepFor(Action::EndString):
+      return endString();
+    case stepFor(Action::Separate):
+      return separate();
+    default:
+      return false;
+  }
+}
+
+inline bool ResponseChecker::open(Mode mode, State next) {
+  if (top_ + 1 >= depthLimit_) {
     return false;
   }
   ++top_;
-  modes_[static_cast<std::size_t>(top_)] = mode;
+  topMode() = mode;
+  state_ = next;
   return true;
 }
 
-bool ResponseChecker::pop(Mode mode) {
-  if (top_ < 0 || modes_[static_cast<std::size_t>(top_)] != mode) {
+inline bool ResponseChecker::close(Mode mode) {
+  if (topMode() != mode) {
     return false;
   }
   --top_;
+  state_ = State::Ok;
   return true;
 }
 
-bool ResponseChecker::endString() {
-  switch (modes_[static_cast<std::size_t>(top_)]) {
-    case Mode::Key:
-      state_ = State::Colon;
-      return true;
-    case Mode::Array:
-    case Mode::Object:
-      state_ = State::Ok;
-      return true;
-    case Mode::Done:
-      break;
+inline bool ResponseChecker::replaceTop(Mode mode, Mode by, State next) {
+  if (topMode() != mode) {
+    return false;
   }
-  return false;
+  topMode() = by;
+  state_ = next;
+  return true;
 }
 
-bool ResponseChecker::separate() {
-  switch (modes_[static_cast<std::size_t>(top_)]) {
-    case Mode::Object:
-      state_ = State::Key;
-      return pop(Mode::Object) && push(Mode::Key);
-    case Mode::Array:
-      state_ = State::Value;
-      return true;
-    case Mode::Key:
-    case Mode::Done:
-      break;
+inline bool ResponseChecker::endString() {
+  if (topMode() == Mode::Done) {
+    return false;
   }
-  return false;
+  state_ = topMode() == Mode::Key ? State::Colon : State::Ok;
+  return true;
+}
+
+inline bool ResponseChecker::separate() {
+  if (topMode() == Mode::Array) {
+    state_ = State::Value;
+    return true;
+  }
+  return replaceTop(Mode::Object, Mode::Key, State::Key);
 }

@@ -1,13 +1,13 @@
 // Finds the end of a JSON response in a stream of bytes without parsing it: a table-driven syntax checker
-// that is fed one byte at a time and needs constant time and memory for each. It is stricter than the reader
-// about what stands where, and looser about numbers (a point need not be followed by a digit). Owned by a
-// browser instance, used by one thread.
+// that needs constant time and memory for each byte, and takes the inside of a string in strides. It is
+// stricter than the reader about what stands where, and looser about numbers (a point need not be followed by
+// a digit). Owned by a browser instance, used by one thread.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
-#include <vector>
 
 class ResponseChecker {
  public:
@@ -49,6 +49,7 @@ class ResponseChecker {
   // once.
   static constexpr int kDepthLimit = 20;
 
+  // A limit above kDepthLimit counts as that.
   explicit ResponseChecker(int depthLimit = kDepthLimit);
 
   // False when the byte cannot stand here. A checker that rejected a byte is spent: make a new one.
@@ -66,12 +67,21 @@ class ResponseChecker {
  private:
   enum class Mode : std::uint8_t { Array, Done, Key, Object };
 
-  bool push(Mode mode);
-  bool pop(Mode mode);
+  Mode& topMode() { return modes_[static_cast<std::size_t>(top_)]; }
+  bool open(Mode mode, State next);
+  bool close(Mode mode);
+  bool replaceTop(Mode mode, Mode by, State next);
   bool endString();
   bool separate();
+  // From inside a string, runs through it and those behind it, up to a byte that the table has to decide
+  // about.
+  const char* skipStrings(const char* next, const char* last);
+  // Takes a byte that does more than name the next state.
+  bool act(std::uint8_t step);
 
   State state_ = State::Start;
+  int depthLimit_;
+  // The top of the stack of modes; its bottom is always Done.
   int top_ = 0;
-  std::vector<Mode> modes_;
+  std::array<Mode, kDepthLimit> modes_{};
 };

@@ -311,6 +311,82 @@ TEST(ResponseChecker, AByteOrderMarkIsRejected) {
   EXPECT_EQ(verdict("\xEF\xBB\xBF{}"), "rejected at 0");
 }
 
+// ---- in strides ----
+
+// Where feeding ends, and in which state.
+struct Progress {
+  std::size_t accepted;
+  State state;
+  bool isComplete;
+
+  friend bool operator==(const Progress&, const Progress&) = default;
+};
+
+Progress fedByteByByte(std::string_view text) {
+  ResponseChecker checker;
+  std::size_t accepted = 0;
+  while (accepted < text.size() && !checker.isComplete() &&
+         checker.feed(static_cast<unsigned char>(text[accepted]))) {
+    ++accepted;
+  }
+  return {accepted, checker.state(), checker.isComplete()};
+}
+
+// Fed in two pieces.
+Progress fedInStrides(std::string_view text, std::size_t split) {
+  ResponseChecker checker;
+  std::size_t accepted = checker.feedUntilComplete(text.substr(0, split));
+  if (accepted == split && !checker.isComplete()) {
+    accepted += checker.feedUntilComplete(text.substr(split));
+  }
+  return {accepted, checker.state(), checker.isComplete()};
+}
+
+// Whether the two agree wherever the text is split.
+bool agree(std::string_view text) {
+  const Progress expected = fedByteByByte(text);
+  for (std::size_t split = 0; split <= text.size(); ++split) {
+    if (fedInStrides(text, split) != expected) {
+      return false;
+    }
+  }
+  return true;
+}
+
+constexpr std::array<std::string_view, 5> kTexts = {
+    R"({"name":"value","other":"x","list":["one","two","\u00e9\n","","three"],"o":{"a":"b"}} {)",
+    R"([["aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa","b"],["c" , "d" ],{"e" : "f" , "g":1,"h":"i"}])",
+    R"({"escapes":"\"\\\/\b\f\n\r\t\u0041\uABCDend \u12","x":-1.5e+3,"y":[true,false,null]})",
+    R"(["no colon":"in a list","x"])",
+    R"({"no","comma":"x"})",
+};
+
+TEST(ResponseCheckerInStrides, TheVerdictIsThatOfTheSingleBytesWhereverTheTextIsSplit) {
+  for (const std::string_view text : kTexts) {
+    EXPECT_TRUE(agree(text)) << text;
+  }
+}
+
+TEST(ResponseCheckerInStrides, OneByteExchangedForAnyOtherIsRejectedWhereTheSingleBytesAre) {
+  for (const std::string_view text : kTexts) {
+    for (std::size_t place = 0; place < text.size(); ++place) {
+      for (const char byte : {'"', '\\', '\n', '\x07', '{', ']', ',', ':', 'u', '0', 'x', '\xE9', ' '}) {
+        std::string changed(text);
+        changed[place] = byte;
+        ASSERT_TRUE(agree(changed)) << changed;
+      }
+    }
+  }
+}
+
+TEST(ResponseCheckerInStrides, BehindACompleteTextOneBlankIsTakenAndNothingElse) {
+  ResponseChecker checker;
+  EXPECT_EQ(checker.feedUntilComplete("{}"), 2U);
+
+  EXPECT_EQ(checker.feedUntilComplete("  "), 1U);
+  EXPECT_EQ(checker.feedUntilComplete("{}"), 0U);
+}
+
 // ---- nesting ----
 
 std::string repeated(int count, const std::string& text) {
