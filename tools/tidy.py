@@ -20,7 +20,7 @@ from pathlib import Path
 
 from project_files import ROOT, project_files
 
-ANALYSED = ("src/", "peers/simulator/", "examples/", "fuzz/", "bench/")
+ANALYSED = ("src/", "peers/simulator/", "peers/browsers/", "examples/", "fuzz/", "bench/")
 
 # What includes the test framework takes longest to analyse and is compiled with every warning anyway.
 LEFT_OUT = "/tests/"

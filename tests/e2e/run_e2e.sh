@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
 # Runs the tests with real browsers: run_e2e.sh BUILD_DIR [--repeat N] [--browser firefox|chromium] [FILTER]
 #   BUILD_DIR   a build tree for Windows with the targets kx_e2e_tests, KXTCP64 and kxbrowser
-#   --repeat N  the long run instead of the tests: N plays and exits in each browser, and what they leave behind
+#   --repeat N  the long run instead of the tests: N plays and exits in each browser, one browser after the other, and
+#               what they leave behind
 #   --browser   only this browser; otherwise every one that is installed
 #   FILTER      part of a test's name, or a pattern of GoogleTest's without the browser in front
+# Both browsers are tested at the same time: a start spends most of its time waiting.
 # KX_FIREFOX and KX_CHROME name other programs than firefox-esr and chromium, WINEPREFIX another prefix than the build
 # tree's, KX_E2E_RESULTS another folder for the results than BUILD_DIR/e2e-results. Results have the form that
-# tools/sum_tests.py reads. A browser that is not installed is left out, which one line says.
+# tools/sum_tests.py reads. A browser that cannot be driven here is left out, which one line says.
 set -euo pipefail
 
 fail() {
@@ -39,24 +41,21 @@ done
 build=$(cd "$build" && pwd)
 tests=$build/bin/kx_e2e_tests.exe
 [[ -e $tests ]] || fail "$tests is not built"
-[[ -e $root/peers/browsers/node_modules/puppeteer-core/package.json ]] ||
-  fail "the stand-in's packages are missing: run npm ci in peers/browsers"
-
 results=${KX_E2E_RESULTS:-$build/e2e-results}
 rm -rf "$results"
 mkdir -p "$results/test-results"
 
 # A short path: browsers make sockets below it.
 folder=$(mktemp -d /tmp/kxe-XXXXXX)
-mkdir "$folder/real"
 site=
+lanes=()
 
-# The ids of all processes that the run has started: they have its folder in their environment or, like Chromium's
-# helpers, on their command line.
-processes_of_run() {
+# processes_of FOLDER: the ids of all processes that a run in that folder has started. They have it in their environment
+# or, like Chromium's helpers, on their command line.
+processes_of() {
   local process
   for process in /proc/[0-9]*; do
-    if grep -qsF "KX_E2E_FOLDER=$folder" "$process/environ" || grep -qsF "$folder/windows" "$process/cmdline"; then
+    if grep -qsF "KX_E2E_FOLDER=$1" "$process/environ" || grep -qsF "$1/" "$process/cmdline"; then
       printf '%s\n' "${process#/proc/}"
     fi
   done
@@ -64,7 +63,7 @@ processes_of_run() {
 
 clean_up() {
   local id
-  for id in $(processes_of_run); do kill -KILL "$id" 2>/dev/null || true; done
+  for id in "${lanes[@]}" $(processes_of "$folder"); do kill -KILL "$id" 2>/dev/null || true; done
   [[ -z $site ]] || kill "$site" 2>/dev/null || true
   rm -rf "$folder"
 }
@@ -72,11 +71,12 @@ trap clean_up EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM
 
-installed() {
+drivable=$("$root/peers/browsers/setup.sh" --check)
+can_drive() {
   case $1 in
-    firefox) command -v "${KX_FIREFOX:-firefox-esr}" ;;
-    chromium) command -v "${KX_CHROME:-chromium}" ;;
-  esac >/dev/null
+    firefox) [[ $drivable == *fx* ]] ;;
+    chromium) [[ $drivable == *cr* ]] ;;
+  esac
 }
 
 start_site() {
@@ -102,33 +102,50 @@ report() {
   printf '  <testcase name="%s" status="%s">%s</testcase>\n' "$@" >>"$results/ctest.xml"
 }
 
+# pattern_for BROWSER: what GoogleTest is to run. The long run is no part of the suite.
+pattern_for() {
+  local name=${1^}
+  if [[ -n $repeat ]]; then
+    printf '%s/LongRun.*' "$name"
+  elif [[ $filter == *[*?]* ]]; then
+    # Every part of a pattern is meant for this browser.
+    printf '%s/%s' "$name" "${filter//:/:$name/}"
+  else
+    printf '%s/*%s*-%s/LongRun.*' "$name" "$filter" "$name"
+  fi
+}
+
+# Whether any test of the browser matches the filter.
+has_tests() {
+  "$root/cmake/toolchains/run_with_wine" "$WINEPREFIX" "$tests" --gtest_list_tests \
+    --gtest_filter="$(pattern_for "$1")" </dev/null 2>/dev/null 7>&- | grep -q '^  '
+}
+
+# run_browser BROWSER: its tests, from the first to what they have left behind.
 run_browser() {
-  local browser=$1 entry="e2e_$1.0" pattern status=0 left log=$results/$1.log
-  pattern="${browser^}/*$filter*"
-  # Every part of a pattern is meant for this browser.
-  if [[ $filter == *[*?]* ]]; then pattern="${browser^}/${filter//:/:${browser^}/}"; fi
-  if [[ -n $repeat ]]; then pattern="${browser^}/LongRun.*"; fi
+  local browser=$1 own=$folder/${1:0:2} entry="e2e_$1.0" status=0 left log=$results/$1.log
+  mkdir -p "$own/real"
   : >"$log"
   # The browsers' own temporary files go where TMP says. TMPDIR stays: by it Wine's programs find their server.
-  local variables=("KX_E2E_FOLDER=$folder" "KX_E2E_SITE=$(<"$results/site")" "TMP=$folder/real")
+  local variables=("KX_E2E_FOLDER=$own" "KX_E2E_SITE=$(<"$results/site")" "TMP=$own/real")
   if [[ -n $repeat ]]; then variables+=("KX_E2E_REPEAT=$repeat"); fi
   (cd "$results" && exec timeout --kill-after=10 "$((3600 + ${repeat:-0} * 60))" env "${variables[@]}" \
-    "$root/cmake/toolchains/run_with_wine" "$WINEPREFIX" "$tests" --gtest_filter="$pattern" \
+    "$root/cmake/toolchains/run_with_wine" "$WINEPREFIX" "$tests" --gtest_filter="$(pattern_for "$browser")" \
     --gtest_output="xml:test-results/$entry.xml") >"$log" 2>&1 </dev/null 7>&- &
   local id=$! shown
-  tail -f --pid="$id" "$log" 2>&1 7>&- > >(sed -u 's/\r$//' 7>&-) &
+  tail -f --pid="$id" "$log" 2>&1 7>&- > >(sed -u "s/\r\$//; s/^/$browser: /" 7>&-) &
   shown=$!
   # Unlike a command in the foreground, a wait lets a signal through.
   wait "$id" || status=$?
   wait "$shown" || true
 
-  left=$(processes_of_run)
+  left=$(processes_of "$own")
   if [[ -n $left ]]; then
     printf 'processes are left behind:\n%s\n' "$(ps -o pid,stat,args -p "${left//$'\n'/,}")" | tee -a "$log"
     status=3
   fi
-  if [[ -n $(ls -A "$folder/real") ]]; then
-    printf 'temporary files are left behind: %s\n' "$(ls -A "$folder/real")" | tee -a "$log"
+  if [[ -n $(ls -A "$own/real") ]]; then
+    printf 'temporary files are left behind: %s\n' "$(ls -A "$own/real")" | tee -a "$log"
     status=3
   fi
   if ((status == 0)); then
@@ -140,21 +157,36 @@ run_browser() {
   fi
 }
 
-printf '<testsuite>\n' >"$results/ctest.xml"
-ran=
+chosen=()
+left_out=()
 for browser in "${browsers[@]}"; do
-  if ! installed "$browser"; then
-    printf '%s is not installed: its end-to-end tests are left out\n' "${browser^}"
-    report "e2e_$browser" notrun ''
-    continue
-  fi
-  if [[ -z $ran ]]; then
-    start_site
-    start_wine
-    ran=yes
-  fi
-  run_browser "$browser"
+  if can_drive "$browser"; then chosen+=("$browser"); else left_out+=("$browser"); fi
 done
+for browser in "${left_out[@]}"; do
+  printf '%s cannot be driven here: its end-to-end tests are left out. ./dev setup --browsers gets what is missing\n' "${browser^}"
+done
+if ((${#chosen[@]} > 0)); then
+  start_wine
+  for index in "${!chosen[@]}"; do
+    has_tests "${chosen[index]}" || unset "chosen[index]"
+  done
+  if ((${#chosen[@]} == 0)); then
+    printf 'no end-to-end test matches %s\n' "$filter"
+    exit 0
+  fi
+  start_site
+fi
+
+printf '<testsuite>\n' >"$results/ctest.xml"
+for browser in "${left_out[@]}"; do report "e2e_$browser" notrun ''; done
+for browser in "${chosen[@]}"; do
+  run_browser "$browser" &
+  lanes+=("$!")
+  # The long run counts the processes of the whole prefix.
+  if [[ -n $repeat ]]; then wait "$!"; fi
+done
+for lane in "${lanes[@]}"; do wait "$lane" || true; done
+lanes=()
 printf '</testsuite>\n' >>"$results/ctest.xml"
-[[ -n $ran ]] || exit 0
+((${#chosen[@]} > 0)) || exit 0
 python3 "$root/tools/sum_tests.py" --summary "$results/summary.txt" "$results"
