@@ -1,0 +1,251 @@
+// What the library adds to the pipe: round trips, plays with answers of every shape and size, the handshake.
+#include "win32/bench.h"
+#include "win32/windows_error.h"
+
+#include <cstdint>
+#include <deque>
+#include <iterator>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr std::size_t kMegabyte = std::size_t{1} << 20;
+
+// One play and the same bytes for the bare connections.
+struct Exchange {
+  std::string source;
+  std::string request;
+  std::size_t answerBytes = 0;
+};
+
+void require(bool isRight, const std::string& what) {
+  if (!isRight) {
+    throw std::runtime_error(what);
+  }
+}
+
+// The library's results, read back as a host reads them, against what the text was made to say.
+void checkResults(const KxLibrary& library, int context, const ResponseFields& fields) {
+  require(library.kx_GetLastErrorNumber(context) == fields.errorCode, "another error number");
+  require(library.lastErrorText(context) == fields.status, "another status");
+  require(library.profilerData(context) == fields.profilerData, "other profiler data");
+  std::string joined;
+  for (std::size_t i = 0; i < fields.extracts.size(); ++i) {
+    joined += (i == 0 ? "" : "[EXTRACT]") + fields.extracts[i];
+  }
+  require(library.extract(context, 0) == joined, "other extracts");
+  // A few entries stand for all: each look-up walks through an export.
+  for (std::size_t i = 0; i < fields.performance.size(); i += 1 + fields.performance.size() / 100) {
+    std::string name(4096, '\0');
+    std::string value(4096, '\0');
+    int nameSize = static_cast<int>(name.size());
+    int valueSize = static_cast<int>(value.size());
+    require(library.kx_GetLastPerformance(context, static_cast<int>(i) + 1, name.data(), &nameSize,
+                                          value.data(), &valueSize) == KX_OK,
+            "a performance entry is missing");
+    require(name.c_str() == fields.performance[i].first && value.c_str() == fields.performance[i].second,
+            "another performance entry");
+  }
+}
+
+// Plays it once, which also has the peer make the text, and compares what arrived.
+Exchange preparedExchange(Bench& bench, const LibraryContext& context, Shape shape, std::size_t size,
+                          std::uint32_t seed) {
+  const ResponseText text = responseText(shape, size, seed);
+  Exchange exchange;
+  exchange.source = wish(shape, size, seed);
+  exchange.answerBytes = text.json.size();
+  context.play(exchange.source);
+  checkResults(bench.library(), context.number(), text.fields);
+  exchange.request = bench.bare().lastRequest();
+  require(bench.bare().answer(exchange.request, exchange.answerBytes) == text.json,
+          "the bare connection gets other bytes than the library");
+  return exchange;
+}
+
+// A leg that takes the exchanges in turn.
+template <typename Run>
+Leg inTurn(const std::vector<Exchange>& exchanges, Run run) {
+  return {[&exchanges, run, next = std::size_t{0}]() mutable { run(exchanges[next++ % exchanges.size()]); }};
+}
+
+std::vector<Exchange> preparedExchanges(Bench& bench, const LibraryContext& context, Shape shape,
+                                        std::size_t size) {
+  std::vector<Exchange> exchanges;
+  for (const std::uint32_t seed : kSeeds) {
+    exchanges.push_back(preparedExchange(bench, context, shape, size, seed));
+  }
+  return exchanges;
+}
+
+std::vector<Leg> exchangeLegs(Bench& bench, const LibraryContext& context,
+                              const std::vector<Exchange>& exchanges) {
+  return {
+      inTurn(exchanges, [&context](const Exchange& e) { context.play(e.source); }),
+      inTurn(exchanges, [&bench](const Exchange& e) { bench.bare().exchange(e.request, e.answerBytes); }),
+      inTurn(exchanges, [&bench](const Exchange& e) { bench.control().exchange(e.request, e.answerBytes); })};
+}
+
+void measurePlay(Bench& bench, const std::string& row, Shape shape, std::size_t size, double seconds = 4) {
+  const LibraryContext context(bench.library(), bench.peer().profile());
+  const std::vector<Exchange> exchanges = preparedExchanges(bench, context, shape, size);
+  bench.compare(row, exchangeLegs(bench, context, exchanges), bench.effort(seconds));
+}
+
+void measureRoundTrip(Bench& bench) {
+  const LibraryContext context(bench.library(), bench.peer().profile());
+  context.display();
+  const std::string request = bench.bare().lastRequest();
+  const std::size_t answerBytes = responseText(Shape::Small, 0, 0).json.size();
+  bench.compare("round_trip",
+                {{[&] { context.display(); }}, {[&] { bench.bare().exchange(request, answerBytes); }}, {[&] {
+                   bench.control().exchange(request, answerBytes);
+                 }}},
+                bench.effort(8));
+}
+
+// The start and the end of a conversation. The bare one opens and serves the same pipes, and sends the same
+// three texts.
+void measureHandshake(Bench& bench) {
+  const KxLibrary& library = bench.library();
+  const std::string options = runnerOptions(bench.peer().profile());
+  std::string initRequest;
+  std::string exitRequest;
+  {
+    const LibraryContext context(library, bench.peer().profile());
+    initRequest = bench.bare().lastRequest();
+  }
+  exitRequest = bench.bare().lastRequest();
+  const std::size_t answerBytes = responseText(Shape::Small, 0, 0).json.size();
+
+  const int context = library.kx_ContextCreate();
+  const auto bareHandshake = [&] {
+    BareConnection connection(bench.peer().pipe());
+    connection.exchange(initRequest, answerBytes);
+    connection.exchange(exitRequest, answerBytes);
+    connection.close();
+  };
+  bench.compare("handshake",
+                {{[&] {
+                   require(library.kxr_Init(context, "fx", options.c_str(), 0, kTimeoutSeconds) == KX_OK &&
+                               library.kxr_Exit(context, kTimeoutSeconds) == KX_OK,
+                           "the library does not connect");
+                 }},
+                 {bareHandshake},
+                 {bareHandshake}},
+                bench.effort(8));
+  library.kx_ContextDestroy(context);
+}
+
+std::string variableName(int index) {
+  return "variable_" + std::to_string(index);
+}
+
+void measureVariables(Bench& bench, const std::string& row, int count) {
+  const LibraryContext context(bench.library(), bench.peer().profile());
+  const std::string source = wish(Shape::Small, 0, 0);
+  const auto setAll = [&] {
+    for (int i = 0; i < count; ++i) {
+      bench.library().kx_SetVar(context.number(), variableName(i).c_str(), "a value of some length");
+    }
+  };
+  setAll();
+  context.play(source);
+  const std::string request = bench.bare().lastRequest();
+  const std::size_t answerBytes = responseText(Shape::Small, 0, 0).json.size();
+  bench.compare(row,
+                {{[&] { context.play(source); }, setAll},
+                 {[&] { bench.bare().exchange(request, answerBytes); }},
+                 {[&] { bench.control().exchange(request, answerBytes); }}},
+                bench.effort());
+}
+
+// How much more each byte, or each member, of a large answer takes than of a small one.
+void measureGrowth(Bench& bench, const std::string& row, Shape shape, std::size_t small, std::size_t large,
+                   int timesSmall) {
+  const LibraryContext context(bench.library(), bench.peer().profile());
+  const Exchange smallOne = preparedExchange(bench, context, shape, small, kSeeds[0]);
+  const Exchange largeOne = preparedExchange(bench, context, shape, large, kSeeds[0]);
+  const double growth = shape == Shape::Members ? static_cast<double>(large) / static_cast<double>(small)
+                                                : static_cast<double>(largeOne.answerBytes) /
+                                                      static_cast<double>(smallOne.answerBytes);
+  bench.compare(row,
+                {{[&] { context.play(largeOne.source); }, nullptr, growth},
+                 {[&] {
+                    for (int i = 0; i < timesSmall; ++i) {
+                      context.play(smallOne.source);
+                    }
+                  },
+                  nullptr, static_cast<double>(timesSmall)}},
+                bench.effort(6));
+}
+
+}  // namespace
+
+std::vector<Row> exchangeRows() {
+  return {
+      {"round_trip", measureRoundTrip},
+      {"play_small", [](Bench& b) { measurePlay(b, "play_small", Shape::Small, 0, 8); }},
+      {"handshake", measureHandshake},
+      {"play_10_kb", [](Bench& b) { measurePlay(b, "play_10_kb", Shape::OneString, 10000, 6); }},
+      {"play_one_string_1_mb",
+       [](Bench& b) { measurePlay(b, "play_one_string_1_mb", Shape::OneString, b.sized(kMegabyte)); }},
+      {"play_one_string_16_mb",
+       [](Bench& b) {
+         measurePlay(b, "play_one_string_16_mb", Shape::OneString, b.sized(16 * kMegabyte), 6);
+       }},
+      {"play_one_string_64_mb",
+       [](Bench& b) {
+         measurePlay(b, "play_one_string_64_mb", Shape::OneString, b.sized(64 * kMegabyte), 8);
+       }},
+      {"play_one_extract_8_mb",
+       [](Bench& b) { measurePlay(b, "play_one_extract_8_mb", Shape::OneExtract, b.sized(8 * kMegabyte)); }},
+      {"play_escapes_16_mb",
+       [](Bench& b) { measurePlay(b, "play_escapes_16_mb", Shape::Escapes, b.sized(16 * kMegabyte), 6); }},
+      {"play_short_items_1_mb",
+       [](Bench& b) { measurePlay(b, "play_short_items_1_mb", Shape::ShortItems, b.sized(kMegabyte)); }},
+      {"play_short_items_16_mb",
+       [](Bench& b) {
+         measurePlay(b, "play_short_items_16_mb", Shape::ShortItems, b.sized(16 * kMegabyte), 6);
+       }},
+      {"play_members_10000",
+       [](Bench& b) { measurePlay(b, "play_members_10000", Shape::Members, b.isQuick() ? 1000 : 10000); }},
+      {"play_members_100000",
+       [](Bench& b) {
+         measurePlay(b, "play_members_100000", Shape::Members, b.isQuick() ? 10000 : 100000, 6);
+       }},
+      {"growth_one_string",
+       [](Bench& b) {
+         measureGrowth(b, "growth_one_string", Shape::OneString, b.sized(kMegabyte), b.sized(64 * kMegabyte),
+                       16);
+       }},
+      {"growth_members",
+       [](Bench& b) {
+         measureGrowth(b, "growth_members", Shape::Members, b.isQuick() ? 1000 : 10000,
+                       b.isQuick() ? 10000 : 100000, 4);
+       }},
+      {"play_variables_1000", [](Bench& b) { measureVariables(b, "play_variables_1000", 1000); }},
+      {"play_variables_100000",
+       [](Bench& b) { measureVariables(b, "play_variables_100000", b.isQuick() ? 10000 : 100000); }},
+  };
+}
+
+std::vector<Row> plotRows() {
+  return {{"plot", [](Bench& bench) {
+             const LibraryContext context(bench.library(), bench.peer().profile());
+             for (const Shape shape : {Shape::OneString, Shape::ShortItems}) {
+               for (std::size_t size = 1024; size <= bench.sized(64 * kMegabyte); size *= 4) {
+                 const std::vector<Exchange> exchanges = {
+                     preparedExchange(bench, context, shape, size, kSeeds[0])};
+                 Effort effort = bench.effort(1);
+                 effort.fewestRounds = 3;
+                 const Times times = timeInTurn(exchangeLegs(bench, context, exchanges), effort);
+                 bench.reportPoint(nameOf(shape), exchanges.front().answerBytes, medianOf(times[0]),
+                                   medianOf(times[1]));
+               }
+             }
+           }}};
+}

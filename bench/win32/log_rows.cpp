@@ -1,0 +1,73 @@
+// What an entry of the log costs: one that is written, against opening, writing and closing a file for the
+// same line; and five that are switched off, which is how many a round trip has, against the round trip. No
+// export makes an entry of the second kind and nothing else, so the library's source of it is linked here as
+// well.
+#include "log/log.h"
+#include "support/win32/environment_variable.h"
+#include "support/win32/temp_folder.h"
+#include "support/win32/text.h"
+#include "win32/bench.h"
+#include "win32/windows_error.h"
+
+#include <windows.h>
+#include <cstdio>
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+constexpr int kNoContext = 1234567;
+
+// The entry that kx_SetVar leaves for a context that does not exist.
+void writeByHand(const std::wstring& path) {
+  std::FILE* file = ::_wfopen(path.c_str(), L"ab");
+  if (file == nullptr) {
+    failWith("cannot open a file for the log");
+  }
+  std::fprintf(file, "Error: kx_SetVar(): context %d does not exist\n(%d, %d): ", kNoContext,
+               static_cast<int>(::GetCurrentProcessId()), static_cast<int>(::GetCurrentThreadId()));
+  std::fclose(file);
+}
+
+void measureEntryOn(Bench& bench) {
+  const TempFolder folder("bench");
+  const EnvironmentVariable path("KORVEX_LOGPATH", folder.path() + "\\library.log");
+  const std::wstring byHand = wide(folder.path() + "\\by_hand.log");
+  const std::wstring control = wide(folder.path() + "\\control.log");
+  bench.compare("log_entry_on",
+                {{[&] {
+                   if (bench.library().kx_SetVar(kNoContext, "name", "value") != KX_NO_CONTEXT) {
+                     throw std::runtime_error("there is such a context");
+                   }
+                 }},
+                 {[&] { writeByHand(byHand); }},
+                 {[&] { writeByHand(control); }}},
+                bench.effort());
+}
+
+void measureEntriesOff(Bench& bench) {
+  constexpr int kTimes = 200;
+  EnvironmentVariable logSwitch("KORVEX_LOG");
+  logSwitch.remove();
+  const LibraryContext context(bench.library(), bench.peer().profile());
+  bench.compare("log_entries_off",
+                {{[] {
+                    for (int i = 0; i < kTimes; ++i) {
+                      __loginf("show message %s", kMessage);
+                      __loginf("Client: sending message to server [%s], msg len=%d", kMessage, i);
+                      __loginf("Client: Message sent, receiving response");
+                      __loginf("Client: Read %d bytes from communication pipe", i);
+                      __loginf("Client: handling response..");
+                    }
+                  },
+                  nullptr, kTimes},
+                 {[&] { context.display(); }},
+                 {[&] { context.display(); }}},
+                bench.effort());
+}
+
+}  // namespace
+
+std::vector<Row> logRows() {
+  return {{"log_entry_on", measureEntryOn}, {"log_entries_off", measureEntriesOff}};
+}

@@ -1,0 +1,89 @@
+#include "win32/pipe_end.h"
+
+#include "win32/windows_error.h"
+
+#include <utility>
+
+namespace {
+
+constexpr DWORD kPipeBufferBytes = 512;
+constexpr DWORD kBusyMilliseconds = 5000;
+
+}  // namespace
+
+PipeEnd::PipeEnd() {
+  overlapped_.hEvent = ::CreateEventW(nullptr, TRUE, TRUE, nullptr);
+  if (overlapped_.hEvent == nullptr) {
+    failWith("cannot make an event");
+  }
+}
+
+PipeEnd::~PipeEnd() {
+  close();
+  ::CloseHandle(overlapped_.hEvent);
+}
+
+void PipeEnd::create(const std::wstring& name) {
+  handle_ = ::CreateNamedPipeW(name.c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED,
+                               PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT, PIPE_UNLIMITED_INSTANCES,
+                               kPipeBufferBytes, kPipeBufferBytes, 0, nullptr);
+  if (handle_ == INVALID_HANDLE_VALUE) {
+    failWith("cannot create a pipe");
+  }
+}
+
+void PipeEnd::accept() {
+  DWORD count = 0;
+  const BOOL result = ::ConnectNamedPipe(handle_, &overlapped_);
+  if (result == FALSE && ::GetLastError() == ERROR_PIPE_CONNECTED) {
+    return;
+  }
+  if (!succeeds(result, count)) {
+    failWith("nobody came to the pipe");
+  }
+}
+
+void PipeEnd::open(const std::wstring& name) {
+  const auto tryToOpen = [&] {
+    handle_ = ::CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                            FILE_FLAG_OVERLAPPED, nullptr);
+    return isOpen();
+  };
+  while (!tryToOpen()) {
+    if (::GetLastError() != ERROR_PIPE_BUSY || ::WaitNamedPipeW(name.c_str(), kBusyMilliseconds) == FALSE) {
+      failWith("cannot open a pipe");
+    }
+  }
+}
+
+void PipeEnd::write(const char* bytes, std::size_t size) {
+  DWORD count = 0;
+  const BOOL result = ::WriteFile(handle_, bytes, static_cast<DWORD>(size), &count, &overlapped_);
+  if (!succeeds(result, count) || count != size) {
+    failWith("cannot write to a pipe");
+  }
+}
+
+std::size_t PipeEnd::read(char* buffer) {
+  DWORD count = 0;
+  const BOOL result = ::ReadFile(handle_, buffer, kReadBytes, &count, &overlapped_);
+  return succeeds(result, count) ? count : 0;
+}
+
+void PipeEnd::close() {
+  if (isOpen()) {
+    ::CloseHandle(std::exchange(handle_, INVALID_HANDLE_VALUE));
+  }
+}
+
+void PipeEnd::flushAndClose() {
+  if (::FlushFileBuffers(handle_) == FALSE || ::DisconnectNamedPipe(handle_) == FALSE) {
+    failWith("cannot let go of a pipe");
+  }
+  close();
+}
+
+bool PipeEnd::succeeds(BOOL result, DWORD& count) {
+  return result != FALSE || (::GetLastError() == ERROR_IO_PENDING &&
+                             ::GetOverlappedResult(handle_, &overlapped_, &count, TRUE) != FALSE);
+}
