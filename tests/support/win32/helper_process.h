@@ -166,8 +166,8 @@ class HelperProcess {
   bool isRunning() const { return ::WaitForSingleObject(process_.hProcess, 0) == WAIT_TIMEOUT; }
 
   // Waits for the end and gives the exit code.
-  DWORD exitCode() const {
-    ::WaitForSingleObject(process_.hProcess, 30000);
+  DWORD exitCode(DWORD patienceMilliseconds = 30000) const {
+    ::WaitForSingleObject(process_.hProcess, patienceMilliseconds);
     DWORD code = STILL_ACTIVE;
     ::GetExitCodeProcess(process_.hProcess, &code);
     return code;

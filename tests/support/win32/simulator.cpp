@@ -101,13 +101,16 @@ void ObservedProcess::kill() const {
   ::WaitForSingleObject(handle_, kPatienceMilliseconds);
 }
 
-SimulatedBrowser::SimulatedBrowser(const std::string& programName, const std::string& folderName)
+SimulatedBrowser::SimulatedBrowser(const std::string& programName, const std::string& folderName,
+                                   Recording recording)
     : folder_(root_.path(folderName)),
       program_(folder_ + "\\" + programName),
       scriptPath_(program_.substr(0, program_.rfind('.')) + ".script") {
   std::filesystem::create_directories(wide(folder_));
   copyProgram(folderOf(ownProgramPath()) + "\\" + kSimulator, program_);
-  script("record " + folder_ + "\\record");
+  if (recording == Recording::On) {
+    script("record " + folder_ + "\\record");
+  }
   script("watch-parent " + std::to_string(::GetCurrentProcessId()));
   script("idle-limit 120");
   script("on serving set-event " + serving_.name());

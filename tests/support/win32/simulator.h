@@ -34,12 +34,15 @@ class ObservedProcess {
 
 class SimulatedBrowser {
  public:
+  // Thousands of conversations would leave ten thousands of files, so long runs do without.
+  enum class Recording { On, Off };
+
   // Plays Firefox or Chrome when neither the script nor its switches say which.
   static SimulatedBrowser firefox() { return SimulatedBrowser(uniqueName("firefox") + ".exe"); }
   static SimulatedBrowser chrome() { return SimulatedBrowser(uniqueName("chrome") + ".exe"); }
 
   explicit SimulatedBrowser(const std::string& programName = uniqueName("browser") + ".exe",
-                            const std::string& folderName = "browser");
+                            const std::string& folderName = "browser", Recording recording = Recording::On);
   // Ends what is left of it. A process that the test did not start and that still runs is a failure of the
   // test: the library left it behind.
   ~SimulatedBrowser();

@@ -1,0 +1,91 @@
+#include "soak/process_state.h"
+
+#include <vector>
+
+// These two need the types of windows.h.
+#include <psapi.h>
+#include <tlhelp32.h>
+
+namespace {
+
+// The heap takes areas from the system and splits them up; how they fall differs from run to run.
+constexpr std::size_t kHeapAreas = 512 * 1024;
+
+std::uintptr_t nextHandleValue() {
+  const HANDLE event = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  ::CloseHandle(event);
+  return reinterpret_cast<std::uintptr_t>(event);
+}
+
+std::size_t privateMemory() {
+  PROCESS_MEMORY_COUNTERS_EX counters{};
+  counters.cb = sizeof(counters);
+  ::GetProcessMemoryInfo(::GetCurrentProcess(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&counters),
+                         sizeof(counters));
+  return counters.PrivateUsage;
+}
+
+void addHeap(HANDLE heap, ProcessState& state) {
+  PROCESS_HEAP_ENTRY entry{};
+  ::HeapLock(heap);
+  while (::HeapWalk(heap, &entry) != FALSE) {
+    if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0) {
+      ++state.heapBlocks;
+      state.heapBytes += entry.cbData;
+    }
+  }
+  ::HeapUnlock(heap);
+}
+
+std::string difference(const char* what, std::uint64_t before, std::uint64_t after) {
+  return std::string(what) + ": " + std::to_string(before) + " before, " + std::to_string(after) + " after\n";
+}
+
+}  // namespace
+
+int threadCount() {
+  int count = 0;
+  const HANDLE snapshot = ::CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
+  THREADENTRY32 entry{};
+  entry.dwSize = sizeof(entry);
+  for (BOOL more = ::Thread32First(snapshot, &entry); more != FALSE;
+       more = ::Thread32Next(snapshot, &entry)) {
+    count += entry.th32OwnerProcessID == ::GetCurrentProcessId() ? 1 : 0;
+  }
+  ::CloseHandle(snapshot);
+  return count;
+}
+
+ProcessState ProcessState::now() {
+  ProcessState state;
+  state.nextHandle = nextHandleValue();
+  state.threads = threadCount();
+  std::vector<HANDLE> heaps(64);
+  heaps.resize(::GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data()));
+  for (const HANDLE heap : heaps) {
+    addHeap(heap, state);
+  }
+  state.privateBytes = privateMemory();
+  return state;
+}
+
+std::string growth(const ProcessState& before, const ProcessState& after) {
+  std::string text;
+  if (after.nextHandle > before.nextHandle) {
+    text += difference("value of a new handle", before.nextHandle, after.nextHandle);
+  }
+  if (after.threads != before.threads) {
+    text += difference("threads", static_cast<std::uint64_t>(before.threads),
+                       static_cast<std::uint64_t>(after.threads));
+  }
+  if (after.heapBlocks > before.heapBlocks) {
+    text += difference("blocks of the heaps", before.heapBlocks, after.heapBlocks);
+  }
+  if (after.heapBytes > before.heapBytes) {
+    text += difference("bytes of the heaps", before.heapBytes, after.heapBytes);
+  }
+  if (after.privateBytes > before.privateBytes + kHeapAreas) {
+    text += difference("private bytes", before.privateBytes, after.privateBytes);
+  }
+  return text;
+}

@@ -1,0 +1,72 @@
+// Processes that fight for one profile's start lock.
+#include "scenario/conversation.h"
+#include "soak/share.h"
+#include "soak/soak_host.h"
+#include "support/win32/log_file.h"
+
+#include <array>
+#include <thread>
+
+namespace {
+
+class FightForTheStartLock : public Conversation {
+ protected:
+  FightForTheStartLock() {
+    browser_.script("on exit stay");
+    browser_.script("on exit wait-for-pid none");
+    browser_.script("idle-limit 600");
+    browser_.start();
+  }
+
+  // A host takes the lock and is killed while another start waits for it; that one goes on.
+  void killTheHolder() {
+    const NamedEvent holding;
+    const NamedEvent waiting;
+    const NamedEvent connecting;
+    SoakHost holder(HoldingHost{holding.name()});
+    ASSERT_TRUE(holding.wait());
+    const LogFile log;
+    const LogSignal atStart("kx_Init start, ", 1, [&] { waiting.signal(); });
+    const LogSignal atConnect("Client: connecting to server", 1, [&] { connecting.signal(); });
+
+    std::thread host([&] { EXPECT_EQ(init({}), KX_OK) << errorText(); });
+    EXPECT_TRUE(waiting.wait());
+    EXPECT_FALSE(connecting.wait(0)) << "two starts hold the lock";
+    holder.kill();
+    host.join();
+
+    EXPECT_TRUE(connecting.wait(0));
+    EXPECT_EQ(play("extract x"), KX_OK);
+    EXPECT_EQ(exit(), KX_OK);
+  }
+
+  SimulatedBrowser browser_{uniqueName("browser") + ".exe", "browser", SimulatedBrowser::Recording::Off};
+  const TempFolder reports_{"reports"};
+};
+
+TEST_F(FightForTheStartLock, OfTwoProcessesOneAtATimeHoldsIt) {
+  constexpr int kHosts = 2;
+  const int cycles = shareOf(500);
+  const LockWatch watch(user_.name());
+  const NamedEvent go;
+  const std::array<SoakHost, kHosts> hosts = {SoakHost(FightingHost{go.name(), reports_.path("0"), cycles}),
+                                              SoakHost(FightingHost{go.name(), reports_.path("1"), cycles})};
+
+  go.signal();
+
+  for (int i = 0; i < kHosts; ++i) {
+    EXPECT_EQ(hosts[static_cast<std::size_t>(i)].exitCode(), 0U)
+        << fileBytes(reports_.path(std::to_string(i)));
+  }
+  EXPECT_FALSE(watch.hasSeenTwo());
+  EXPECT_EQ(watch.looks(), kHosts * cycles);
+}
+
+TEST_F(FightForTheStartLock, AProcessThatIsKilledWhileItHoldsItLetsTheOtherGoOn) {
+  const int rounds = shareOf(100);
+  for (int round = 0; round < rounds; ++round) {
+    ASSERT_NO_FATAL_FAILURE(killTheHolder()) << "round " << round;
+  }
+}
+
+}  // namespace
