@@ -23,7 +23,8 @@ std::wstring utf16FromUtf8(std::string_view text) {
   }
   const int needed = ::MultiByteToWideChar(CP_UTF8, 0, text.data(), bytes, nullptr, 0);
   std::wstring wide(static_cast<std::size_t>(std::max(needed, 0)), L'\0');
-  ::MultiByteToWideChar(CP_UTF8, 0, text.data(), bytes, wide.data(), needed);
+  const int written = ::MultiByteToWideChar(CP_UTF8, 0, text.data(), bytes, wide.data(), needed);
+  wide.resize(static_cast<std::size_t>(std::max(written, 0)));
   return wide;
 }
 
@@ -35,6 +36,8 @@ std::string utf8FromUtf16(std::wstring_view text) {
   }
   const int needed = ::WideCharToMultiByte(CP_UTF8, 0, text.data(), units, nullptr, 0, nullptr, nullptr);
   std::string narrow(static_cast<std::size_t>(std::max(needed, 0)), '\0');
-  ::WideCharToMultiByte(CP_UTF8, 0, text.data(), units, narrow.data(), needed, nullptr, nullptr);
+  const int written =
+      ::WideCharToMultiByte(CP_UTF8, 0, text.data(), units, narrow.data(), needed, nullptr, nullptr);
+  narrow.resize(static_cast<std::size_t>(std::max(written, 0)));
   return narrow;
 }

@@ -116,20 +116,33 @@ void keepUntaken(pipe_handle& pipe, const char* first, std::size_t count) {
   pipe.untaken.insert(pipe.untaken.end(), first, first + count);
 }
 
-// Cancels the pending operation and waits until the kernel has let go of it. A read's bytes are kept for the
-// next read. Keeps the last error and logs nothing, since no step of its caller has failed.
-void cancelPending(pipe_handle& pipe) {
+// Cancels the pending operation, if there is one, and waits until the kernel has let go of it. False when it
+// cannot be cancelled, with the reason as the last error: then it stays pending, and a wait for its end might
+// have none. Logs nothing.
+bool cancelPending(pipe_handle& pipe, DWORD& count) {
+  count = 0;
   if (pipe.pending == Operation::None) {
-    return;
+    return true;
   }
-  const LastErrorGuard guard;
-  windowsCalls().cancelIo(pipe.handle, &pipe.overlapped);
+  if (windowsCalls().cancelIo(pipe.handle, &pipe.overlapped) == FALSE &&
+      ::GetLastError() != ERROR_NOT_FOUND) {
+    return false;
+  }
+  if (windowsCalls().getOverlappedResult(pipe.handle, &pipe.overlapped, &count, TRUE) == FALSE) {
+    count = 0;
+  }
+  return true;
+}
+
+// Ends a pending read ahead of a write; what it had received is kept for the next read.
+bool cancelRead(pipe_handle& pipe) {
   DWORD count = 0;
-  const BOOL isDone = windowsCalls().getOverlappedResult(pipe.handle, &pipe.overlapped, &count, TRUE);
-  if (isDone != FALSE && pipe.pending == Operation::Read) {
-    keepUntaken(pipe, pipe.bytes.data(), count);
+  if (!cancelPending(pipe, count)) {
+    return false;
   }
+  keepUntaken(pipe, pipe.bytes.data(), count);
   endPending(pipe);
+  return true;
 }
 
 // Waits until the pending operation has ended, if there is one. The result is that of the wait.
@@ -347,7 +360,10 @@ int pipe_write(pipe_handle* pipe, const void* buffer, int length, int timeoutSec
   }
   Deadline deadline(timeoutSeconds);
   if (pipe->pending == Operation::Read) {
-    cancelPending(*pipe);
+    if (!cancelRead(*pipe)) {
+      __logerr("pipe_write: data write error %d", lastErrorForLog());
+      return PIPE_ERR_FAILED;
+    }
   } else if (const DWORD result = awaitPending(*pipe, deadline); result != kWaitFinished) {
     return writeWaitCode(result);
   }
@@ -380,8 +396,13 @@ void pipe_close(pipe_handle* pipe) {
   if (pipe == nullptr) {
     return;
   }
-  // A flush with a write still pending would never return.
-  cancelPending(*pipe);
+  {
+    const LastErrorGuard guard;
+    DWORD count = 0;
+    if (cancelPending(*pipe, count)) {
+      endPending(*pipe);
+    }
+  }
 
   const WindowsCalls& calls = windowsCalls();
   DWORD flags = 0;
@@ -390,7 +411,8 @@ void pipe_close(pipe_handle* pipe) {
   }
   if ((flags & PIPE_SERVER_END) != 0) {
     // The flush returns only when the peer has read everything; a peer that stopped reading holds us here.
-    if (calls.flushFileBuffers(pipe->handle) == FALSE) {
+    // With a write still pending it would never return.
+    if (pipe->pending != Operation::Write && calls.flushFileBuffers(pipe->handle) == FALSE) {
       __logerr("Could not flush pipe buffers before closing, error=%d", lastErrorForLog());
     }
     if (calls.disconnectNamedPipe(pipe->handle) == FALSE) {
@@ -407,7 +429,11 @@ void pipe_close(pipe_handle* pipe) {
       __logerr("Could not release pipe resources, error=%d", lastErrorForLog());
     }
   }
-  std::default_delete<pipe_handle>()(pipe);
+  // The kernel may still write into the record of an operation that could not be cancelled: it is never
+  // freed.
+  if (pipe->pending == Operation::None) {
+    std::default_delete<pipe_handle>()(pipe);
+  }
 }
 
 HANDLE pipe_cancel_event(const pipe_handle* pipe) {

@@ -43,7 +43,7 @@ ImportTable::ImportTable(HMODULE module) {
     for (; name->u1.AddressOfData != 0; ++name, ++slot) {
       if (!IMAGE_SNAP_BY_ORDINAL64(name->u1.Ordinal)) {
         const auto* import = at<IMAGE_IMPORT_BY_NAME>(module, static_cast<DWORD>(name->u1.AddressOfData));
-        imports_.push_back({import->Name, slot, *slot});
+        imports_.push_back({import->Name, slot, nullptr});
       }
     }
   }
@@ -51,7 +51,7 @@ ImportTable::ImportTable(HMODULE module) {
 
 ImportTable::~ImportTable() {
   for (const Import& import : imports_) {
-    if (*import.slot != import.original) {
+    if (import.original != nullptr) {
       write(import.slot, import.original);
     }
   }
@@ -66,21 +66,20 @@ std::vector<std::string> ImportTable::names() const {
 }
 
 bool ImportTable::has(const std::string& name) const {
-  return find(name) != nullptr;
-}
-
-const ImportTable::Import* ImportTable::find(const std::string& name) const {
-  const auto found = std::find_if(imports_.begin(), imports_.end(),
-                                  [&](const Import& import) { return import.name == name; });
-  return found != imports_.end() ? &*found : nullptr;
+  return std::any_of(imports_.begin(), imports_.end(),
+                     [&](const Import& import) { return isNamed(import, name); });
 }
 
 void* ImportTable::replaceAddress(const std::string& name, void* replacement) {
-  const Import* import = find(name);
-  if (import == nullptr) {
+  const auto import = std::find_if(imports_.begin(), imports_.end(),
+                                   [&](const Import& candidate) { return isNamed(candidate, name); });
+  if (import == imports_.end()) {
     throw std::runtime_error("the module does not import " + name);
   }
   void* const previous = *import->slot;
+  if (import->original == nullptr) {
+    import->original = previous;
+  }
   write(import->slot, replacement);
   return previous;
 }

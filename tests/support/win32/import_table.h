@@ -5,8 +5,9 @@
 //   ImportTable imports(dll.module());
 //   const auto real = imports.replace("CreateEventA", &countingCreateEvent);
 //
-// What was replaced is put back when the object goes. Other modules, the test program among them, are not
-// affected. No other thread may be inside the module while the table is changed.
+// What an object has replaced is put back when it goes; several objects may be there for one module, for
+// different functions. Other modules, the test program among them, are not affected. No other thread may be
+// inside the module while the table is changed.
 #pragma once
 
 #include <windows.h>
@@ -36,10 +37,10 @@ class ImportTable {
   struct Import {
     std::string name;
     void** slot;
-    void* original;
+    void* original;  // of an import that this object has replaced, otherwise null
   };
 
-  const Import* find(const std::string& name) const;
+  static bool isNamed(const Import& import, const std::string& name) { return import.name == name; }
   void* replaceAddress(const std::string& name, void* replacement);
 
   std::vector<Import> imports_;

@@ -71,6 +71,22 @@ TEST_F(PendingWrite, IsEndedByTheClose) {
   EXPECT_EQ(log.text(), "");
 }
 
+// Neither the wait for its end nor the flush would return.
+TEST_F(PendingWrite, ThatCannotBeCancelledIsNeitherAwaitedNorFlushed) {
+  const SubstitutedCall<&WindowsCalls::cancelIo> cancel(
+      [](HANDLE, OVERLAPPED*) { return failWith(ERROR_GEN_FAILURE, FALSE); });
+  const SubstitutedCall<&WindowsCalls::getOverlappedResult> result(
+      [](HANDLE, OVERLAPPED*, DWORD*, BOOL) { return failWith(ERROR_IO_INCOMPLETE, FALSE); });
+  const SubstitutedCall<&WindowsCalls::flushFileBuffers> flush([](HANDLE) { return TRUE; });
+
+  pipe_close(pipe.end.release());
+
+  EXPECT_EQ(cancel.count(), 1);
+  EXPECT_EQ(result.count(), 0);
+  EXPECT_EQ(flush.count(), 0);
+  EXPECT_FALSE(pipe.peer.isConnected());
+}
+
 TEST_F(PendingAccept, IsEndedByTheClose) {
   const LogFile log;
   const EndedBeforeTheClose ended;

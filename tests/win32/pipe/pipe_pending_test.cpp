@@ -166,6 +166,21 @@ TEST_F(PendingRead, IsCancelledAndWaitedForBeforeTheWriteBegins) {
   EXPECT_THAT(steps, ElementsAre("cancel", "wait", "write"));
 }
 
+TEST_F(PendingRead, ThatCannotBeCancelledFailsTheWrite) {
+  std::string buffer(16, '.');
+  ASSERT_EQ(readThatTimesOut(end(), buffer), -3);
+  const LogFile log;
+  {
+    const SubstitutedCall<&WindowsCalls::cancelIo> cancel(
+        [](HANDLE, OVERLAPPED*) { return failWith(ERROR_GEN_FAILURE, FALSE); });
+    EXPECT_EQ(writeText(end(), "question"), -1);
+  }
+  EXPECT_EQ(log.text(), ExpectedLog().error("pipe_write: data write error 31").text());
+
+  ASSERT_TRUE(pipe.peer.write("answer"));
+  EXPECT_EQ(readText(end()), "answer") << "the read is still under way";
+}
+
 TEST_F(PendingWrite, ReachesThePeerAsItWasEvenIfTheCallerChangesItsBytes) {
   ConnectedServer other;
   std::string bytes = text;

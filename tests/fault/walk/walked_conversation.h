@@ -1,0 +1,135 @@
+// A conversation that is gone through again and again, each time with another call that fails: what the host
+// does, what the browser does, and what came of it. Host, library and browser are on one thread.
+#pragma once
+
+#include "fault/walk/intercepted_calls.h"
+#include "fault/walk/intercepted_memory.h"
+#include "fault/walk/staged_extension.h"
+#include "support/win32/dll.h"
+#include "support/win32/test_user.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+// What stands around all runs: the library, and a user with files.
+struct Surroundings {
+  TestUser user;
+  EnvironmentVariable logSwitch{"KORVEX_LOG", "on"};
+  EnvironmentVariable logPath{"KORVEX_LOGPATH", user.temp() + "\\kx.log"};
+  KxLibrary dll;
+  InterceptedCalls calls{dll.module()};
+  InterceptedMemory memory{dll.module()};
+
+  std::string program() const { return user.local() + "\\browser.exe"; }
+  std::string logFile() const { return user.temp() + "\\kx.log"; }
+};
+
+// One export that a host called, and what it was told.
+struct StepOutcome {
+  std::string step;
+  int result;
+  int errorNumber;
+  std::string errorText;
+
+  bool operator==(const StepOutcome&) const = default;
+};
+
+// One run.
+class WalkedRun {
+ public:
+  explicit WalkedRun(Surroundings& around);
+  ~WalkedRun();
+  WalkedRun(const WalkedRun&) = delete;
+  WalkedRun& operator=(const WalkedRun&) = delete;
+
+  // Calls an export. Gives its result, and keeps what it left.
+  int step(const std::string& name, const std::function<int(const KxExports& dll)>& call);
+
+  // The same for the calls that every conversation makes.
+  int create();
+  bool init(const std::string& browser, const std::string& options, const char* program, int timeout);
+  bool play(const std::string& macro, int timeout = 1);
+  void readBack();
+  void commandLine(const std::string& browser, const std::string& options);
+  void exit();
+
+  // The browser. Another one comes when there is to be a fresh start.
+  StagedExtension& extension() { return *extension_; }
+  std::string defaultPipe(const std::string& browser = "fx") const;
+  static std::string profilePipe(const std::string& browser, const std::string& profile);
+
+  // The process that is launched, or that an answer to exit names: played as well.
+  static constexpr DWORD kProcessId = 4242;
+  bool leavesWhenAsked = true;
+  // The extension comes in the first pause between two attempts.
+  void servesInThePause(const std::string& pipe, StagedExtension::Start start = StagedExtension::Start::Free);
+
+  // Leaves the context, starts again in it with a browser that does nothing wrong, and leaves it for good.
+  // Gives what went wrong.
+  std::string recover();
+  void destroyContext();
+
+  int context() const { return context_; }
+  const std::vector<StepOutcome>& outcomes() const { return outcomes_; }
+  // What became of a browser that was launched: nothing when none was.
+  std::string launchedBrowser() const;
+  bool leftABrowserRunning() const;
+
+ private:
+  bool hasEnded() const { return isTerminated_ || (leavesWhenAsked && extension_->hasLeft()); }
+
+  Surroundings& around_;
+  std::unique_ptr<StagedExtension> extension_ = std::make_unique<StagedExtension>();
+  int context_ = -1;
+  std::vector<StepOutcome> outcomes_;
+  std::string pipeToServe_;
+  StagedExtension::Start howToServe_ = StagedExtension::Start::Free;
+  bool isLaunched_ = false;
+  bool isTerminated_ = false;
+};
+
+struct WalkedConversation {
+  const char* name;
+  std::function<void(Surroundings&)> prepare;
+  std::function<void(WalkedRun&, Surroundings&)> go;
+};
+
+// For GoogleTest.
+inline void PrintTo(const WalkedConversation& conversation, std::ostream* stream) {
+  *stream << conversation.name;
+}
+
+// All conversations of the walks.
+const std::vector<WalkedConversation>& walkedConversations();
+
+// What a process holds: compared before and after a run.
+struct Holdings {
+  std::uintptr_t nextHandle;
+  std::size_t memoryBlocks;
+  int openFiles;
+  int localBlocks;
+
+  bool operator==(const Holdings&) const = default;
+};
+Holdings holdings(const Surroundings& around);
+
+// Ends the process with a message when a run does not come to its end.
+class Watchdog {
+ public:
+  Watchdog();
+  ~Watchdog();
+  Watchdog(const Watchdog&) = delete;
+  Watchdog& operator=(const Watchdog&) = delete;
+
+  // A new run begins, and the time with it.
+  void expect(const std::string& what);
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
