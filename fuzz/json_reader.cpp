@@ -1,6 +1,9 @@
 // Any bytes either become an element or raise one of the reader's two exceptions, with a place inside the
-// text.
+// text. Of a text that the grammar lets through, our reader and another library's read the same values, or
+// one of them refuses for a known reason.
 #include "fuzz/property.h"
+#include "fuzz/support/other_reader.h"
+#include "fuzz/support/response_grammar.h"
 #include "json/reader.h"
 
 #include <algorithm>
@@ -43,6 +46,18 @@ bool reads(Element& element, const std::string& text) {
   return false;
 }
 
+void compareWithOther(std::string_view text) {
+  json::UnknownElement element;
+  const bool readsOurs = reads(element, std::string(text));
+  const OtherReading other = readByOther(text);
+  if (!other.value) {
+    FUZZ_PROPERTY(other.isNoUtf8 || other.hasHugeNumber, "the other library refuses for a known reason");
+    return;
+  }
+  FUZZ_PROPERTY(readsOurs != other.namesOneTwice, "ours refuses exactly where a name is given twice");
+  FUZZ_PROPERTY(!readsOurs || isSame(element, *other.value), "both read the same values");
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -56,5 +71,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const bool isObject = readsAny && std::holds_alternative<json::Object>(element.Held());
   FUZZ_PROPERTY(readsObject == isObject, "an object is read exactly where any element would be an object");
   FUZZ_PROPERTY(!readsAny || isObject || object.Empty(), "a refused text leaves the object unchanged");
+
+  if (const Verdict verdict = verdictByGrammar(text); verdict.complete) {
+    compareWithOther(std::string_view(text).substr(0, verdict.accepted));
+  }
   return 0;
 }

@@ -10,6 +10,9 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
+// Targets that prepare something define it, as for the fuzzer itself.
+extern "C" __attribute__((weak)) int LLVMFuzzerInitialize(int* count, char*** arguments);
+
 namespace {
 
 std::vector<std::filesystem::path> inputFiles(int count, char** arguments) {
@@ -43,6 +46,9 @@ void replay(const std::vector<char>& bytes) {
 }  // namespace
 
 int main(int count, char** arguments) {
+  if (LLVMFuzzerInitialize != nullptr) {
+    LLVMFuzzerInitialize(&count, &arguments);
+  }
   const std::vector<std::filesystem::path> files = inputFiles(count, arguments);
   for (const std::filesystem::path& file : files) {
     std::ifstream stream(file, std::ios::binary);

@@ -16,7 +16,6 @@ from pathlib import Path
 
 from mutation import processes
 from mutation.equivalents import ListError, read_list, stale_entries
-from mutation.plan import stages_for
 from mutation.results import append_result, read_results, result_of, survivors, table
 from mutation.selection import SOURCES, all_changes, is_wanted, select
 from mutation.workspace import BaseFailure, Workspace
@@ -52,10 +51,10 @@ def parsed_arguments():
 
 def selected(arguments, changes, listed, texts):
     earlier = read_results(RESULTS, texts)
-    known = {(result.file, result.start, result.before, result.after): result for result in earlier.values()}
+    known = {result.place: result for result in earlier.values()}
 
     def outcome(change):
-        result = known.get((change.file, change.start, change.before, change.after))
+        result = known.get(change.place)
         return result.outcome if result else ""
 
     wanted = [change for change in changes if is_wanted(change.file, arguments.files)]
@@ -71,8 +70,7 @@ def selected(arguments, changes, listed, texts):
 
 def campaign(changes, texts, jobs):
     """Tries the changes in as many copies of the tree as there are jobs. The results, in the order of their end."""
-    stages = list(dict.fromkeys(stage for change in changes for stage in stages_for(change.file)))
-    spaces = [Workspace(ROOT, FOLDER / str(number)) for number in range(min(jobs, len(changes)))]
+    spaces = [Workspace(ROOT, FOLDER / str(number), say if number == 0 else lambda text: None) for number in range(min(jobs, len(changes)))]
     results, problems = [], []
     lock = threading.Lock()
     # A file's changes follow each other in one copy, which builds least that way.
@@ -90,7 +88,6 @@ def campaign(changes, texts, jobs):
         space = spaces[number]
         try:
             space.copy_tree()
-            space.measure(stages, lambda text: say(f"    without a change, {text}") if number == 0 else None)
             while (change := next_change(number)) is not None:
                 started = time.monotonic()
                 outcome = space.try_change(change)
@@ -137,8 +134,9 @@ def main():
     FOLDER.mkdir(parents=True, exist_ok=True)
     problems = []
     if arguments.report:
-        results = [result for result in read_results(RESULTS, texts).values()
-                   if is_wanted(result.file, arguments.files) and result.key[:1] + result.key[3:] not in listed]
+        places = {change.place for change in changes
+                  if change.key not in listed and is_wanted(change.file, arguments.files)}
+        results = [result for result in read_results(RESULTS, texts).values() if result.place in places]
     else:
         lock = open(FOLDER / ".lock", "w", encoding="ascii")  # held until the process ends
         try:

@@ -94,7 +94,12 @@ class Change:
 
     @property
     def key(self):
+        """Stays the same as long as the line does: lists use it."""
         return (self.file, self.before, self.after)
+
+    @property
+    def place(self):
+        return (self.file, self.start, self.before, self.after)
 
 
 def on_one_line(text):
@@ -223,7 +228,8 @@ class Finder:
             self._add("dropped step", self.tokens[index].start, self.tokens[index].end, "")
             return
         value = self.text[self.tokens[index + 1].start : self.tokens[end - 1].end]
-        if value not in ("true", "false", "{}", "0", "nullptr", "*this"):
+        is_enumerator = end == index + 4 and self._text_at(index + 1) in self.enumerations
+        if not is_enumerator and value not in ("true", "false", "{}", "0", "nullptr", "std::nullopt", "*this"):
             self._add("returned value", self.tokens[index + 1].start, self.tokens[end - 1].end, "{}")
 
     def _negate_condition(self, index):
@@ -255,7 +261,7 @@ class Finder:
     def _drop_row(self, index):
         """An element of a list that is a list itself: a row of a table."""
         end = self.partners.get(index)
-        if end is None or self._is_block(index):
+        if end is None or end == index + 1 or self._is_block(index):
             return
         if self._text_at(end + 1) == ",":
             self._add("table row", self.tokens[index].start, self.tokens[end + 1].end, "")

@@ -1,20 +1,30 @@
 """Which test programs cover a source, in the order in which they are tried: the likeliest to notice a change first."""
 
-from dataclasses import dataclass
+import re
+from dataclasses import dataclass, replace
+from pathlib import PurePosixPath
 
 from mutation.selection import component_of, is_windows
+from project_files import ROOT
+
+SUITE = re.compile(r"^TEST(?:_F|_P)?\((\w+),", re.MULTILINE)
 
 
 @dataclass(frozen=True)
 class Stage:
     """One run of one test program. It is built first, with what it loads."""
 
-    tree: str  # native or windows
+    tree: str  # native, sanitize or windows
     program: str
     filter: str = ""
     shards: int = 1
     loads: tuple = ()
     arguments: tuple = ()
+
+    @property
+    def whole(self):
+        """The same program with all its tests: what is measured without a change."""
+        return replace(self, filter="")
 
     @property
     def targets(self):
@@ -25,7 +35,7 @@ class Stage:
         return f"{self.program} {self.filter}".strip()
 
 
-UNIT = Stage("native", "kx_unit_tests")
+UNIT = "kx_unit_tests"
 
 # The targets in fuzz/ replay their stored inputs.
 CORPORA = {
@@ -35,40 +45,63 @@ CORPORA = {
     "api": ("options",),
 }
 
-WIN32 = "kx_win32_tests"
 LIKELY_FIRST = {
-    "common/win32": "Platform*:Unique*:LocalMemory*:Utf16*:LastError*:Log*",
-    "process/win32/browser_launch": "BrowserLaunch*:DefaultBrowserPath*",
-    "process/win32/browser_shutdown": "ExitAndWait*:ExitRequest*",
-    "process/win32/profile_store": "FirefoxProfile*",
-    "process/win32/start_lock": "StartLock*:MutexOwnership*",
-    "pipe/win32/pipe": "Pipe*:Pending*:*/Pipe*-PipeBrowser*:*/PipeBrowser*",
-    "pipe/win32/pipe_browser_instance": "PipeBrowser*:*/PipeBrowser*",
-    "pipe/win32/pipe_security": "PipeCreate*",
-    "api/win32/call_frame": "CallFrame*",
-    "api/win32/context_registry": "ContextRegistry*:ErrorOfAContext*:InstanceStart*",
+    "common/win32": ("Platform*", "Unique*", "LocalMemory*", "Utf16*", "LastError*"),
+    "process/win32/browser_launch": ("BrowserLaunch*", "DefaultBrowserPath*"),
+    "process/win32/browser_shutdown": ("ExitAndWait*", "*/ExitAndWait*", "ExitRequest*"),
+    "process/win32/profile_store": ("FirefoxProfile*",),
+    "process/win32/start_lock": ("StartLock*", "MutexOwnership*"),
+    "pipe/win32/pipe": ("PipeA*", "PipeC*", "PipeH*", "PipeO*", "PipeR*", "PipeW*", "Pending*", "*/PipeO*", "*/PipeR*",
+                        "*/PipeT*", "*/PipeH*"),
+    "pipe/win32/pipe_browser_instance": ("PipeBrowser*", "*/PipeBrowser*"),
+    "pipe/win32/pipe_security": ("PipeCreate*",),
+    "api/win32/call_frame": ("CallFrame*",),
+    "api/win32/context_registry": ("ContextRegistry*", "ErrorOfAContext*", "InstanceStart*"),
 }
-# What the unit tests cannot see because only the DLL does it.
+
+WIN32 = Stage("windows", "kx_win32_tests", shards=4)
+# Through the DLL, and with the simulator.
 LIBRARY = ("KXTCP64",)
 HOST = Stage("windows", "kx_host_tests", shards=4, loads=(*LIBRARY, "kx_host_partner"))
 SCENARIO = Stage("windows", "kx_scenario_tests", shards=6, loads=(*LIBRARY, "kxsim"))
 FAULT = Stage("windows", "kx_fault_tests", shards=6, loads=(*LIBRARY, "kxsim"))
 
 
-def stages_for(file):
-    component = component_of(file)
-    if not is_windows(file):
-        corpora = tuple(
-            Stage("native", f"fuzz_{name}", arguments=(f"fuzz/corpus/{name}",)) for name in CORPORA.get(component, ())
-        )
-        return (UNIT, *corpora)
+
+
+def unit_suites(file, root=ROOT):
+    """The suites of the unit test files that are named after the source: options_test.cpp, options_engine_test.cpp."""
+    folder = root / "tests/unit" / component_of(file)
+    stem = PurePosixPath(file).stem
+    suites = set()
+    for path in sorted(folder.glob(f"{stem}_*test.cpp")):
+        suites.update(SUITE.findall(path.read_text(encoding="utf-8")))
+    return sorted(suites)
+
+
+def likely_and_rest(stage, patterns):
+    """Two stages of one program: the tests that match come first."""
+    joined = ":".join(patterns)
+    return (replace(stage, filter=joined, shards=min(stage.shards, 2)), replace(stage, filter=f"-{joined}"))
+
+
+def portable_stages(file):
+    patterns = [pattern for suite in unit_suites(file) for pattern in (f"{suite}.*", f"*/{suite}.*")]
+    unit = Stage("native", UNIT)
+    # Reading or writing out of bounds is often noticed by nothing else.
+    sanitized = Stage("sanitize", UNIT, filter=":".join(patterns))
+    corpora = tuple(Stage("native", f"fuzz_{name}", arguments=(f"fuzz/corpus/{name}",))
+                    for name in CORPORA.get(component_of(file), ()))
+    return (*(likely_and_rest(unit, patterns) if patterns else (unit,)), *corpora, sanitized)
+
+
+def windows_stages(file):
     stem = file.removeprefix("src/").rsplit(".", 1)[0]
-    likely = LIKELY_FIRST.get(stem) or LIKELY_FIRST.get(component)
-    in_the_library_only = stem in ("api/win32/exports", "api/win32/runner_exports", "api/win32/dll_main")
-    stages = []
-    if likely:
-        stages.append(Stage("windows", WIN32, filter=likely, shards=2))
-    if not in_the_library_only:
-        rest = likely.replace("-", ":") if likely and "-" not in likely else ""
-        stages.append(Stage("windows", WIN32, filter=f"-{rest}" if rest else "", shards=4))
-    return (*stages, HOST, SCENARIO, FAULT)
+    if stem in ("api/win32/exports", "api/win32/runner_exports", "api/win32/dll_main"):
+        return (HOST, SCENARIO, FAULT)  # only the DLL holds these
+    patterns = LIKELY_FIRST.get(stem) or LIKELY_FIRST.get(component_of(file)) or ()
+    return (*(likely_and_rest(WIN32, patterns) if patterns else (WIN32,)), HOST, SCENARIO, FAULT)
+
+
+def stages_for(file):
+    return windows_stages(file) if is_windows(file) else portable_stages(file)

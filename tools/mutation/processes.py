@@ -1,4 +1,4 @@
-"""Runs programs that may hang, flood or fork: each in a process group of its own, which ends as a whole."""
+"""Runs programs that may hang, flood or fork: each in a session of its own, which ends as a whole."""
 
 import os
 import signal
@@ -6,6 +6,7 @@ import subprocess
 import threading
 import time
 from dataclasses import dataclass
+from pathlib import Path
 
 # For each program: bytes of memory of its own, bytes of a file that it writes.
 MEMORY = 3 << 30
@@ -28,11 +29,26 @@ class Ended:
         return self.status == 0 and not self.timed_out and not self.stopped
 
 
-def kill_group(process):
-    try:
-        os.killpg(process.pid, signal.SIGKILL)
-    except ProcessLookupError:
-        pass
+def members(session):
+    """The processes of a session. Ninja gives each compiler a process group of its own, but no session."""
+    for entry in Path("/proc").iterdir():
+        if entry.name.isdigit():
+            try:
+                fields = (entry / "stat").read_text(encoding="utf-8", errors="replace").rsplit(")", 1)[1].split()
+            except OSError:
+                continue
+            if int(fields[3]) == session and fields[0] not in "ZX":
+                yield int(entry.name)
+
+
+def kill_session(process):
+    """Until nothing is left of it, for a process may start another one before it is ended itself."""
+    while found := list(members(process.pid)):
+        for number in found:
+            try:
+                os.kill(number, signal.SIGKILL)
+            except ProcessLookupError:
+                pass
 
 
 def stop_everything():
@@ -41,7 +57,7 @@ def stop_everything():
     with _lock:
         _stopped = True
         for process in _running:
-            kill_group(process)
+            kill_session(process)
 
 
 def is_stopped():
@@ -70,14 +86,14 @@ class Running:
         except subprocess.TimeoutExpired:
             timed_out = True
         with _lock:
-            kill_group(self.process)
+            kill_session(self.process)
             _running.discard(self.process)
         status = self.process.wait()
         return Ended(status, timed_out, self.stopped, time.monotonic() - self.started)
 
     def stop(self):
         self.stopped = True
-        kill_group(self.process)
+        kill_session(self.process)
 
 
 def run(command, log, folder, limit, environment=None):

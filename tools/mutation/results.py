@@ -20,8 +20,8 @@ class Result:
     by: str = ""
 
     @property
-    def key(self):
-        return (self.file, self.digest, self.start, self.before, self.after)
+    def place(self):
+        return (self.file, self.start, self.before, self.after)
 
 
 def digest_of(text):
@@ -41,7 +41,7 @@ def read_results(path, texts):
         for line in path.read_text(encoding="utf-8").splitlines():
             result = Result(**json.loads(line))
             if digests.get(result.file) == result.digest:
-                results[result.key] = result
+                results[result.place] = result
     return results
 
 

@@ -21,10 +21,13 @@ COMMON = ["-G", "Ninja", "-DKXTCP64_DEVELOPER_MODE=ON", "-DCMAKE_BUILD_TYPE=Debu
           "-DCMAKE_CXX_FLAGS_DEBUG=-O0 -DNDEBUG", "-DCMAKE_C_FLAGS=-w", "-Wno-dev"]
 TREES = {
     "native": [*COMMON, "-DCMAKE_C_COMPILER=gcc", "-DCMAKE_CXX_COMPILER=g++"],
+    "sanitize": [*COMMON, "-DCMAKE_C_COMPILER=clang", "-DCMAKE_CXX_COMPILER=clang++",
+                 "-DCMAKE_CXX_FLAGS_DEBUG=-O1 -g1", "-DKXTCP64_SANITIZE=address,undefined,float-cast-overflow"],
     "windows": [*COMMON, "-DCMAKE_TOOLCHAIN_FILE=cmake/toolchains/mingw-w64-x86_64.cmake"],
 }
 
 FAILED_TEST = re.compile(r"^\[  FAILED  \] ([\w/]+\.[\w/]+)", re.MULTILINE)
+SANITIZER = re.compile(r"(?:SUMMARY: |runtime error: )(.*)")
 BROKEN_PROPERTY = re.compile(r"not so: (.*)")
 
 
@@ -39,7 +42,8 @@ class Outcome:
 
 
 class Workspace:
-    def __init__(self, root, folder):
+    def __init__(self, root, folder, say=lambda text: None):
+        self.say = say
         self.root = Path(root)
         self.folder = Path(folder)
         self.tree = self.folder / "tree"
@@ -91,7 +95,7 @@ class Workspace:
 
     # ---- builds and tests
 
-    def build(self, tree, targets, jobs):
+    def build(self, tree, targets, jobs, cached=True):
         build = self.folder / tree
         log = self.folder / "logs" / f"build-{tree}.log"
         if not (build / "build.ninja").exists():
@@ -99,7 +103,9 @@ class Workspace:
             if not processes.run(configure, log, self.tree, BUILD_LIMIT, self.environment).succeeded:
                 raise BaseFailure(f"cannot configure: {log}")
         command = ["cmake", "--build", str(build), "-j", str(jobs), "--target", *targets]
-        return processes.run(command, log, self.tree, BUILD_LIMIT, self.environment).succeeded
+        # A compiler cache takes a file's name for its content while it compiles, and changed files soon change back.
+        environment = self.environment if cached else self.environment | {"CCACHE_DISABLE": "1"}
+        return processes.run(command, log, self.tree, BUILD_LIMIT, environment).succeeded
 
     def command(self, stage):
         program = self.folder / stage.tree / "bin" / stage.program
@@ -124,38 +130,44 @@ class Workspace:
         self.empty_temporary_folder()
         return ended, output
 
-    def measure(self, stages, say):
-        """Builds and runs everything once without a change. That gives the time limits."""
-        for stage in stages:
-            if stage.tree == "windows" and not self.uses_wine:
-                self.start_wine()
-            if not self.build(stage.tree, stage.targets, os.cpu_count()):
-                raise BaseFailure(f"{stage.program} does not build: {self.folder}/logs/build-{stage.tree}.log")
-            ended, output = self.test(stage, 900)
-            if not ended.succeeded:
-                raise BaseFailure(f"{stage.name} fails without a change:\n{output[-2000:]}")
-            self.limits[stage] = LIMIT_FACTOR * ended.seconds + LIMIT_EXTRA
-            say(f"{stage.name}: {ended.seconds:.1f} s")
+    def measure(self, stage):
+        """Builds and runs a program once without a change. That gives its time limit."""
+        if stage.tree == "windows" and not self.uses_wine:
+            self.start_wine()
+        if not self.build(stage.tree, stage.targets, os.cpu_count()):
+            raise BaseFailure(f"{stage.program} does not build: {self.folder}/logs/build-{stage.tree}.log")
+        ended, output = self.test(stage, 900)
+        if not ended.succeeded:
+            raise BaseFailure(f"{stage.program} fails without a change:\n{output[-2000:]}")
+        self.limits[stage] = LIMIT_FACTOR * ended.seconds + LIMIT_EXTRA
+        self.say(f"    without a change, {stage.program} ({stage.tree}) takes {ended.seconds:.1f} s")
 
     def try_change(self, change):
+        """What becomes of the change. Each program is measured when it is needed for the first time."""
         path = self.tree / change.file
         original = path.read_bytes()
-        text = original.decode("utf-8")
+        changed = change.applied_to(original.decode("utf-8")).encode("utf-8")
         try:
-            path.write_text(change.applied_to(text), encoding="utf-8", newline="")
-            return self.first_notice(stages_for(change.file))
+            for stage in stages_for(change.file):
+                if stage.whole not in self.limits:
+                    path.write_bytes(original)
+                    self.measure(stage.whole)
+                if path.read_bytes() != changed:
+                    path.write_bytes(changed)
+                if outcome := self.notice(stage):
+                    return outcome
+            return Outcome("survived")
         finally:
             path.write_bytes(original)
 
-    def first_notice(self, stages):
-        for stage in stages:
-            if not self.build(stage.tree, stage.targets, 1):
-                return Outcome("broken")
-            ended, output = self.test(stage, self.limits[stage])
-            if ended.succeeded:
-                continue
-            if ended.timed_out:
-                return Outcome("noticed", f"{stage.program}: time-out after {ended.seconds:.0f} s")
-            failed = FAILED_TEST.search(output) or BROKEN_PROPERTY.search(output)
-            return Outcome("noticed", f"{stage.program}: {failed.group(1) if failed else f'ended with {ended.status}'}")
-        return Outcome("survived")
+    def notice(self, stage):
+        """None when the stage notices nothing."""
+        if not self.build(stage.tree, stage.targets, 1, cached=False):
+            return Outcome("broken")
+        ended, output = self.test(stage, self.limits[stage.whole])
+        if ended.succeeded:
+            return None
+        if ended.timed_out:
+            return Outcome("noticed", f"{stage.program}: time-out after {ended.seconds:.0f} s")
+        failed = FAILED_TEST.search(output) or BROKEN_PROPERTY.search(output) or SANITIZER.search(output)
+        return Outcome("noticed", f"{stage.program}: {failed.group(1) if failed else f'ended with {ended.status}'}")

@@ -47,7 +47,8 @@ class SingleTokens(unittest.TestCase):
 
     def test_a_returned_value_becomes_the_empty_one(self):
         self.assertEqual(changed("int f() { return g(a); }", "returned value"), ["int f() { return {}; }"])
-        self.assertEqual(changed("int f() { return {}; }", "returned value"), [])
+        for empty in ("{}", "std::nullopt", "nullptr"):
+            self.assertEqual(changed(f"A f() {{ return {empty}; }}", "returned value"), [])
 
     def test_a_letter_of_a_message_changes_but_no_place_holder_and_no_escape(self):
         (text,) = changed('log("%d\\n no", a);', "letter")
@@ -69,6 +70,9 @@ class SingleTokens(unittest.TestCase):
     def test_a_row_of_a_table_is_dropped(self):
         self.assertEqual(changed("A a[] = {{b, c}, {d, e}};", "table row"),
                          ["A a[] = { {d, e}};", "A a[] = {{b, c}};"])
+
+    def test_an_empty_list_is_no_row(self):
+        self.assertEqual(changed("A a = {b, {}, {}};", "table row"), [])
 
     def test_comments_directives_and_checks_of_the_compiler_stay(self):
         for text in ("// a < b 5\n", "/* 5 */", "#define A 5\n", "static_assert(a < 5);", "[[nodiscard(\"a\")]] int f();",

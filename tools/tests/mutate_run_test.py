@@ -1,6 +1,5 @@
 """Programs that hang, fork or fail; the copy of the tree; the report."""
 
-import os
 import subprocess
 import sys
 import unittest
@@ -10,8 +9,8 @@ from support import Tree
 
 from mutation import processes, results
 from mutation.changes import changes_in
-from mutation.plan import Stage
-from mutation.workspace import Outcome, Workspace
+from mutation.plan import stages_for
+from mutation.workspace import BaseFailure, Outcome, Workspace
 
 
 def python(code):
@@ -49,8 +48,15 @@ class Processes(unittest.TestCase):
             child = int((Path(folder) / "log").read_text())
         self.assertTrue(ended.timed_out)
         self.assertFalse(ended.succeeded)
-        while is_alive(child):  # the signal has been sent; a test that fails here would never end
-            os.sched_yield()
+        self.assertFalse(is_alive(child))
+
+    def test_a_child_in_a_process_group_of_its_own_is_ended_too(self):
+        code = ("import subprocess, sys, time\n"
+                "child = subprocess.Popen([sys.executable, '-c', 'import time; time.sleep(600)'], process_group=0)\n"
+                "print(child.pid, flush=True)\ntime.sleep(600)")
+        with Tree({}) as folder:
+            self.assertTrue(self.run_in(folder, code, 2).timed_out)
+            self.assertFalse(is_alive(int((Path(folder) / "log").read_text())))
 
     def test_a_program_that_takes_all_memory_is_refused_it(self):
         with Tree({}) as folder:
@@ -76,7 +82,8 @@ class FakeWorkspace(Workspace):
     code = "pass"
     builds = True
 
-    def build(self, tree, targets, jobs):
+    def build(self, tree, targets, jobs, cached=True):
+        self.cached = cached
         return self.builds
 
     def command(self, stage):
@@ -84,13 +91,12 @@ class FakeWorkspace(Workspace):
 
 
 class Copies(unittest.TestCase):
-    STAGE = Stage("native", "kx_unit_tests")
-
     def workspace(self, root):
         space = FakeWorkspace(root, Path(root) / "build/mutate/0")
         (space.folder / "native").mkdir(parents=True)
+        (space.folder / "sanitize").mkdir()
         space.copy_tree()
-        space.limits = {self.STAGE: 30}
+        space.limits = dict.fromkeys([stage.whole for stage in stages_for("src/a/a.cpp")], 30)
         return space
 
     def test_a_change_is_made_in_the_copy_and_taken_back(self):
@@ -110,6 +116,31 @@ class Copies(unittest.TestCase):
             change = changes_in("src/a/a.cpp", "int a = 1;\n")[0]
             self.assertEqual(self.workspace(root).try_change(change), Outcome("survived"))
 
+    def test_a_program_without_a_limit_is_first_run_without_the_change(self):
+        with Tree({"src/a/a.cpp": "int a = 1;\n"}) as root:
+            space = self.workspace(root)
+            space.limits = {}
+            space.code = ("import pathlib, sys\n"
+                          f"text = pathlib.Path({str(space.tree / 'src/a/a.cpp')!r}).read_text()\n"
+                          "sys.exit(0 if text == 'int a = 1;\\n' else 7)")
+            outcome = space.try_change(changes_in("src/a/a.cpp", "int a = 1;\n")[0])
+            self.assertEqual(outcome.word, "noticed")
+            self.assertGreater(space.limits[stages_for("src/a/a.cpp")[0].whole], 0)
+
+    def test_what_fails_without_a_change_ends_the_run(self):
+        with Tree({"src/a/a.cpp": "int a = 1;\n"}) as root:
+            space = self.workspace(root)
+            space.limits = {}
+            space.code = "raise SystemExit(1)"
+            with self.assertRaises(BaseFailure):
+                space.try_change(changes_in("src/a/a.cpp", "int a = 1;\n")[0])
+
+    def test_a_changed_file_is_compiled_without_a_cache(self):
+        with Tree({"src/a/a.cpp": "int a = 1;\n"}) as root:
+            space = self.workspace(root)
+            space.try_change(changes_in("src/a/a.cpp", "int a = 1;\n")[0])
+            self.assertFalse(space.cached)
+
     def test_a_change_that_does_not_build_is_neither(self):
         with Tree({"src/a/a.cpp": "int a = 1;\n"}) as root:
             space = self.workspace(root)
@@ -127,7 +158,7 @@ class Copies(unittest.TestCase):
         with Tree({"src/a/a.cpp": "int a = 1;\n"}) as root:
             space = self.workspace(root)
             space.code = "import time; time.sleep(600)"
-            space.limits = {self.STAGE: 1}
+            space.limits = dict.fromkeys(space.limits, 1)
             outcome = space.try_change(changes_in("src/a/a.cpp", "int a = 1;\n")[0])
             self.assertEqual(outcome.word, "noticed")
             self.assertIn("time-out", outcome.by)

@@ -80,7 +80,9 @@ class Listed(unittest.TestCase):
 
 class Plan(unittest.TestCase):
     def test_portable_files_are_tested_natively(self):
-        self.assertEqual({stage.tree for stage in plan.stages_for("src/json/reader.cpp")}, {"native"})
+        stages = plan.stages_for("src/json/reader.cpp")
+        self.assertEqual({stage.tree for stage in stages[:-1]}, {"native"})
+        self.assertEqual(stages[-1].tree, "sanitize")
         self.assertIn("fuzz_json_reader", [stage.program for stage in plan.stages_for("src/json/reader.cpp")])
 
     def test_windows_files_are_tested_with_what_is_likeliest_first(self):
@@ -88,6 +90,19 @@ class Plan(unittest.TestCase):
         self.assertEqual({stage.tree for stage in stages}, {"windows"})
         self.assertTrue(stages[0].filter.startswith("StartLock"))
         self.assertEqual(stages[1].filter, "-StartLock*:MutexOwnership*")
+
+    def test_a_portable_file_is_tested_first_with_the_suites_of_its_own_test_files(self):
+        stages = plan.stages_for("src/common/md5.cpp")
+        self.assertEqual(stages[0].filter, "Md5.*:*/Md5.*")
+        self.assertEqual(stages[1].filter, "-Md5.*:*/Md5.*")
+        self.assertIn("OptionsEngine", plan.unit_suites("src/api/options.cpp"))
+
+    def test_what_comes_first_and_what_comes_later_are_all_tests_of_a_program(self):
+        for name in project_files(suffixes=(".cpp",), under=("src/",)):
+            stages = plan.stages_for(name)
+            for first, second in zip(stages, stages[1:]):
+                if first.filter and not first.filter.startswith("-"):
+                    self.assertEqual((second.program, second.filter), (first.program, "-" + first.filter), name)
 
     def test_exports_are_tested_through_the_library(self):
         self.assertEqual(plan.stages_for("src/api/win32/exports.cpp")[0], plan.HOST)

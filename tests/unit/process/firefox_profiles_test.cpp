@@ -232,6 +232,12 @@ TEST(ParentLock, EverySlashOfARelativePathIsTurned) {
             R"(C:\Roaming\Mozilla\Firefox\\a\b\c\\parent.lock)");
 }
 
+TEST(ParentLock, TheSlashesOfTheRoamingFolderStay) {
+  EXPECT_EQ(
+      parentLockPath(parseFirefoxProfiles("[Profile0]\nName=a\nIsRelative=1\nPath=P/a\n"), "a", "C:/Roaming"),
+      R"(C:/Roaming\Mozilla\Firefox\P\a\parent.lock)");
+}
+
 TEST(ParentLock, OfAnAbsoluteProfileKeepsThePathAsItStands) {
   EXPECT_EQ(lockPath("[Profile0]\nName=a\nIsRelative=0\nPath=C:/p\n", "a"), R"(C:/p\parent.lock)");
   EXPECT_EQ(lockPath("[Profile0]\nName=a\nPath=C:/p\n", "a"), R"(C:/p\parent.lock)");
