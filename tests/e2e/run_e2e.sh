@@ -43,7 +43,7 @@ tests=$build/bin/kx_e2e_tests.exe
 [[ -e $tests ]] || fail "$tests is not built"
 results=${KX_E2E_RESULTS:-$build/e2e-results}
 rm -rf "$results"
-mkdir -p "$results/test-results"
+mkdir -p "$results/test-results" "$results/bridges"
 
 # A short path: browsers make sockets below it.
 folder=$(mktemp -d /tmp/kxe-XXXXXX)
@@ -102,6 +102,9 @@ report() {
   printf '  <testcase name="%s" status="%s">%s</testcase>\n' "$@" >>"$results/ctest.xml"
 }
 
+# As programs under Wine see it: the drive Z: is this system's root.
+windows_path() { printf 'Z:%s' "${1//\//\\}"; }
+
 # pattern_for BROWSER: what GoogleTest is to run. The long run is no part of the suite.
 pattern_for() {
   local name=${1^}
@@ -127,7 +130,8 @@ run_browser() {
   mkdir -p "$own/real"
   : >"$log"
   # The browsers' own temporary files go where TMP says. TMPDIR stays: by it Wine's programs find their server.
-  local variables=("KX_E2E_FOLDER=$own" "KX_E2E_SITE=$(<"$results/site")" "TMP=$own/real")
+  local variables=("KX_E2E_FOLDER=$own" "KX_E2E_SITE=$(<"$results/site")" "TMP=$own/real"
+    "KX_BROWSER_LOGS=$(windows_path "$results/bridges")")
   if [[ -n $repeat ]]; then variables+=("KX_E2E_REPEAT=$repeat"); fi
   (cd "$results" && exec timeout --kill-after=10 "$((3600 + ${repeat:-0} * 60))" env "${variables[@]}" \
     "$root/cmake/toolchains/run_with_wine" "$WINEPREFIX" "$tests" --gtest_filter="$(pattern_for "$browser")" \

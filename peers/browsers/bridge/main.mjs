@@ -17,6 +17,7 @@ function log(text) {
 process.on('unhandledRejection', (reason) => log(`unhandled: ${reason?.stack ?? reason}`));
 
 const settings = readSettings();
+log(`${new Date(began).toISOString()} ${settings.type} for launcher ${settings.launcherId}`);
 const link = new WatcherLink(settings, log);
 let session;
 let ending;

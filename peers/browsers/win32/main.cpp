@@ -114,6 +114,12 @@ std::string makeRunFolder() {
   return folder;
 }
 
+// In the folder of the run, which goes with it, or in one that keeps the logs of all runs.
+std::string bridgeLog(const std::string& runFolder) {
+  const auto logs = environmentVariable("KX_BROWSER_LOGS");
+  return logs ? *logs + runFolder.substr(runFolder.find_last_of('\\')) + ".log" : runFolder + "\\bridge.log";
+}
+
 // Usually the watcher has done it. What it has left may be in use for a moment yet by a browser that is being
 // ended.
 void removeFolder(const std::string& folder) {
@@ -168,7 +174,7 @@ int run() {
   const std::string runFolder = makeRunFolder();
   tellBridge(line, choice, folder, runFolder, home);
   kxbrowser::BridgeProcess bridge;
-  const unsigned long error = bridge.start(node, home + "\\bridge\\main.mjs", runFolder + "\\bridge.log");
+  const unsigned long error = bridge.start(node, home + "\\bridge\\main.mjs", bridgeLog(runFolder));
   if (error != 0) {
     std::fprintf(stderr, "kxbrowser: cannot start %s, error %lu\n", node.c_str(), error);
   }
