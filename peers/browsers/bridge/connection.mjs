@@ -1,11 +1,8 @@
-// One host: reads its name line from the well-known pipe, connects back to the pipe it names, and answers the requests
-// that come over that. A host sends its next request only when it has the reply to the last one, or has given up
+// One host: connects back to the pipe that it has named, and answers the requests that come over that. A host sends its next request only when it has the reply to the last one, or has given up
 // waiting for it: a reply would then be taken for the next one's, so it is not sent.
 import net from 'node:net';
 import * as failures from './failures.mjs';
 import { RequestFramer, readRequest } from './request_framer.mjs';
-
-const kLongestNameLine = 4096;
 
 export class Connection {
   #answers;
@@ -23,29 +20,8 @@ export class Connection {
     this.#events = events;
   }
 
-  begin(server) {
-    let line = '';
-    server.setEncoding('latin1');
-    server.on('error', () => {});
-    server.on('close', () => {
-      if (!this.#pipe) {
-        this.#log('a host left without a name line');
-        this.#events.gone(this);
-      }
-    });
-    server.on('data', (text) => {
-      line += text;
-      const end = line.indexOf('\n');
-      if (!this.#pipe && end >= 0) {
-        this.#connectBack(Buffer.from(line.slice(0, end), 'latin1').toString('utf8'));
-        // The host closes its end once it has written the line. Ours follows by itself, so it never overtakes.
-      } else if (line.length > kLongestNameLine) {
-        server.destroy();
-      }
-    });
-  }
-
-  #connectBack(name) {
+  // `name`: the host's own pipe.
+  begin(name) {
     this.#log(`connecting back to ${name}`);
     this.#pipe = net.connect(name);
     this.#pipe.on('error', (error) => this.#log(`pipe of the host: ${error.message}`));

@@ -1,10 +1,10 @@
 // The bridge: plays the extension for a real browser. The launcher starts it; it ends when the browser has ended, and
 // the launcher with it. What it does is written to its standard output, which the launcher has put into a file.
 import fs from 'node:fs';
+import { Hosts } from './hosts.mjs';
 import { readSettings } from './settings.mjs';
 import { Session } from './session.mjs';
 import { WatcherLink } from './watcher_link.mjs';
-import { WellKnownPipe } from './well_known_pipe.mjs';
 
 const kExitFailed = 4;
 
@@ -44,7 +44,7 @@ try {
   const endpoint = await link.endpoint;
   session = await Session.open(settings, puppeteer, endpoint, log);
   log(`driving ${await session.version()}`);
-  await new WellKnownPipe(session, settings, log, (reason) => end(0, reason)).serve();
+  await new Hosts(session, settings, log, (reason) => end(0, reason)).serve();
 } catch (error) {
   end(kExitFailed, error.stack ?? String(error));
 }

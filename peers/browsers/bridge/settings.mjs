@@ -15,7 +15,7 @@ function seconds(name, otherwise) {
 export function readSettings() {
   return {
     type: text('KXB_TYPE'),
-    pipe: text('KXB_PIPE'),
+    pipe: text('KXB_PIPE'), // on which the launcher names the hosts
     launcherId: Number(text('KXB_LAUNCHER_ID')),
     profiler: text('KXB_PROFILER') === '1',
     startPage: text('KXB_START_PAGE'), // as the browser sees it, with the query; may be empty

@@ -7,6 +7,7 @@
 #include "win32/bridge_process.h"
 #include "win32/other_system.h"
 #include "win32/profile_hold.h"
+#include "win32/well_known_pipe.h"
 #include "win32/windows_text.h"
 
 #include <windows.h>
@@ -134,10 +135,15 @@ void removeFolder(const std::string& folder) {
   }
 }
 
+// On which the bridge hears of hosts.
+std::string bridgePipe() {
+  return "\\\\.\\pipe\\kxbrowser-" + std::to_string(GetCurrentProcessId());
+}
+
 void tellBridge(const CommandLine& line, const PipeChoice& choice, const std::string& folder,
                 const std::string& runFolder, const std::string& bridgeFolder) {
   setVariable("KXB_TYPE", choice.type);
-  setVariable("KXB_PIPE", choice.pipe);
+  setVariable("KXB_PIPE", bridgePipe());
   setVariable("KXB_LAUNCHER_ID", std::to_string(GetCurrentProcessId()));
   setVariable("KXB_PROFILER", line.profiler ? "1" : "");
   setVariable("KXB_START_PAGE", startPage(line));
@@ -178,6 +184,7 @@ int run() {
   if (error != 0) {
     std::fprintf(stderr, "kxbrowser: cannot start %s, error %lu\n", node.c_str(), error);
   }
+  kxbrowser::serveWellKnownPipe(choice.pipe, bridgePipe());
   const int result = error != 0 ? kExitNotSetUp : static_cast<int>(bridge.wait());
   if (!environmentVariable("KX_BROWSER_KEEP")) {
     removeFolder(runFolder);

@@ -1,10 +1,11 @@
-// Serves the extension's well-known pipe for as long as the browser lives, to one host after the other and to several
-// at once, and tells when the browser has been left alone.
+// The hosts of the browser, one after the other or several at once. The launcher serves the well-known pipe and passes on
+// the lines in which they name their own pipes. Tells when the browser has been left alone.
 import net from 'node:net';
+import readline from 'node:readline';
 import { Answers } from './answers.mjs';
 import { Connection } from './connection.mjs';
 
-export class WellKnownPipe {
+export class Hosts {
   #session;
   #settings;
   #log;
@@ -22,17 +23,24 @@ export class WellKnownPipe {
     this.#onEnd = onEnd;
   }
 
+  // Hosts can come as soon as the launcher has found this pipe.
   async serve() {
-    const server = net.createServer((socket) => this.#accept(socket));
+    const server = net.createServer((socket) => this.#listenTo(socket, server));
     await new Promise((resolve, reject) => {
       server.once('error', reject);
       server.listen(this.#settings.pipe, resolve);
     });
-    this.#log(`serving ${this.#settings.pipe}`);
     this.#startTimer();
   }
 
-  #accept(socket) {
+  #listenTo(launcher, server) {
+    this.#log('the launcher serves hosts');
+    server.close();
+    launcher.on('error', () => {});
+    readline.createInterface({ input: launcher, crlfDelay: Infinity }).on('line', (name) => this.#connectTo(name));
+  }
+
+  #connectTo(name) {
     clearTimeout(this.#timer);
     this.#wasUsed = true;
     const answers = new Answers(this.#session, this.#settings, this.#log);
@@ -45,7 +53,7 @@ export class WellKnownPipe {
       gone: (which) => this.#forget(which),
     });
     this.#connections.add(connection);
-    connection.begin(socket);
+    connection.begin(name);
   }
 
   #forget(connection) {
