@@ -15,7 +15,9 @@
 namespace {
 
 constexpr std::chrono::seconds kPatience{90};
-constexpr std::chrono::milliseconds kBetweenLooks{50};
+// A look at all processes costs a busy machine more than the wait is worth, so the looks become rarer.
+constexpr std::chrono::milliseconds kFirstPause{50};
+constexpr std::chrono::milliseconds kLongestPause{400};
 constexpr char kProcesses[] = "Z:\\proc";
 constexpr char kOwnProgram[] = "kx_e2e_tests.exe";
 
@@ -137,11 +139,13 @@ void killRealProcess(const RealProcess& process) {
 
 bool eventually(const std::function<bool()>& condition) {
   const auto end = std::chrono::steady_clock::now() + kPatience;
+  auto pause = kFirstPause;
   while (!condition()) {
     if (std::chrono::steady_clock::now() > end) {
       return false;
     }
-    std::this_thread::sleep_for(kBetweenLooks);
+    std::this_thread::sleep_for(pause);
+    pause = std::min(pause * 2, kLongestPause);
   }
   return true;
 }

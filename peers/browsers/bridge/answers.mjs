@@ -4,6 +4,10 @@ import fs from 'node:fs/promises';
 import * as failures from './failures.mjs';
 import { asFailure } from './failures.mjs';
 import { Macro } from './macro.mjs';
+import { within } from './within.mjs';
+
+// A page that is still being loaded does not answer.
+const kPageMilliseconds = 1000;
 
 function success(members) {
   return { status: 'OK', errorCode: failures.kSuccess, ...members };
@@ -87,7 +91,7 @@ export class Answers {
       reply.profilerData = JSON.stringify({
         browser: await this.#session.version(),
         steps: played.steps,
-        navigation: await tab.page.evaluate(navigationTimes).catch(() => null),
+        navigation: (await within(kPageMilliseconds, tab.page.evaluate(navigationTimes).catch(() => null))) ?? null,
       });
     }
     return reply;

@@ -5,9 +5,12 @@ import { performance } from 'node:perf_hooks';
 import vm from 'node:vm';
 import * as failures from './failures.mjs';
 import { Failure, asFailure } from './failures.mjs';
+import { within } from './within.mjs';
 
 const kDefaultSeconds = 10;
 const kNavigationSeconds = 60;
+// A page that the macro has left in the middle of its loading does not answer.
+const kLastErrorsMilliseconds = 2000;
 const kFile = 'macro';
 
 function compile(source, names) {
@@ -91,7 +94,7 @@ export class Macro {
     // A step that the macro did not wait for belongs to it all the same.
     await Promise.all(this.#running);
     // What the page has thrown until now is known once it has answered.
-    await this.#tab.page.evaluate(() => 0).catch(() => {});
+    await within(kLastErrorsMilliseconds, this.#tab.page.evaluate(() => 0).catch(() => {}));
     this.#checkPage();
   }
 

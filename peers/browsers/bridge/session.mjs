@@ -1,6 +1,7 @@
 // The real browser as it is driven: its connection, its tabs, and what happens in them on its own (dialogs, errors that
 // nobody catches). One per bridge; the tabs are shared by the connections of the hosts.
 import { startPageAddress } from './settings.mjs';
+import { within } from './within.mjs';
 
 const kCloseMilliseconds = 3000;
 
@@ -70,11 +71,6 @@ export class Session {
 
   // Gives up after a while: the watcher ends what does not close by itself.
   async close() {
-    let timer;
-    const patience = new Promise((resolve) => {
-      timer = setTimeout(resolve, kCloseMilliseconds);
-    });
-    await Promise.race([this.#browser.close().catch(() => {}), patience]);
-    clearTimeout(timer);
+    await within(kCloseMilliseconds, this.#browser.close().catch(() => {}));
   }
 }
