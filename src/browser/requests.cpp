@@ -61,6 +61,8 @@ json::Object exitRequest() {
 
 std::string requestText(const json::Object& request) {
   std::ostringstream stream;
+  // A stream keeps lack of memory to itself otherwise, and a part of the request would go out.
+  stream.exceptions(std::ios::badbit);
   json::Writer::Write(request, stream);
   return std::move(stream).str();
 }

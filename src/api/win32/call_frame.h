@@ -4,6 +4,7 @@
 #pragma once
 
 #include "api/win32/context_registry.h"
+#include "common/memory_reserve.h"
 
 #include <exception>
 #include <initializer_list>
@@ -40,6 +41,7 @@ void logException(const char* exportName, const char* what) noexcept;
 // Runs the body; whatever it throws becomes the given result.
 template <typename Result, typename Body>
 Result guarded(const char* exportName, Result onException, Body body) noexcept {
+  refillMemoryReserve();
   try {
     return body();
   } catch (const std::exception& e) {

@@ -1,5 +1,6 @@
 // The library's entry point: the registry of contexts lives from load to unload.
 #include "api/win32/context_registry.h"
+#include "common/memory_reserve.h"
 
 #include <windows.h>
 #include <exception>
@@ -12,10 +13,14 @@ BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID reserved) {
     switch (reason) {
       case DLL_PROCESS_ATTACH:
         ::DisableThreadLibraryCalls(module);
+        keepMemoryReserve();
         openContextRegistry();
         break;
       case DLL_PROCESS_DETACH:
         closeContextRegistry(reserved != nullptr);
+        if (reserved == nullptr) {
+          dropMemoryReserve();
+        }
         break;
       default:
         break;

@@ -98,6 +98,30 @@ int failStart(ContextRecord& record, bool launched, int result) {
   return result;
 }
 
+// Sees to it that a start which lack of memory breaks off leaves no browser running that it launched. Asking
+// such a browser to exit would take memory again.
+class LaunchGuard {
+ public:
+  explicit LaunchGuard(const BrowserInstance& browser) : browser_(browser) {}
+  LaunchGuard(const LaunchGuard&) = delete;
+  LaunchGuard& operator=(const LaunchGuard&) = delete;
+  ~LaunchGuard() {
+    if (!isOver_) {
+      killLaunchedBrowser(browser_);
+    }
+  }
+
+  // The start has come to its end, one way or the other.
+  int over(int result) {
+    isOver_ = true;
+    return result;
+  }
+
+ private:
+  const BrowserInstance& browser_;
+  bool isOver_ = false;
+};
+
 struct StartRequest {
   std::string browser;
   const char* browserPath;
@@ -109,6 +133,7 @@ int startBrowser(ContextRecord& record, const StartRequest& request, const Optio
   const std::string pipeName = initPipeName(request.browser, options);
   InstanceStart attempt(record, std::make_unique<PipeBrowserInstance>(request.browser, pipeName));
   BrowserInstance& browser = attempt.browser();
+  LaunchGuard launchGuard(browser);
   if (findOption(options, kOptionProfiler) != nullptr) {
     browser.setUseProfiler(true);
   }
@@ -118,13 +143,13 @@ int startBrowser(ContextRecord& record, const StartRequest& request, const Optio
       browser, request.timeoutSeconds, [&] { return launch(browser, request.browserPath, start); },
       [] { ::Sleep(kConnectPauseMilliseconds); });
   if (!outcome.isConnected) {
-    return failStart(record, outcome.launched, outcome.failureResult);
+    return launchGuard.over(failStart(record, outcome.launched, outcome.failureResult));
   }
   if (!browser.initialise(request.openNewBrowser, outcome.launched, request.timeoutSeconds)) {
-    return failStart(record, outcome.launched, KX_FAILED);
+    return launchGuard.over(failStart(record, outcome.launched, KX_FAILED));
   }
   attempt.succeed();
-  return KX_OK;
+  return launchGuard.over(KX_OK);
 }
 
 }  // namespace

@@ -58,12 +58,16 @@ bool terminate(BrowserInstance& instance, int timeoutSeconds, std::uint32_t* pro
   return true;
 }
 
+void killLaunchedBrowser(const BrowserInstance& instance) {
+  if (instance.browserProcessId() != 0) {
+    killProcess(instance.browserProcessId());
+  }
+}
+
 bool terminateAndWait(BrowserInstance& instance, int timeoutSeconds) {
   if (!instance.sendCommand(exitRequest(), timeoutSeconds)) {
     __logerr("BrowserInstance::terminate() failed, kill browser process");
-    if (instance.browserProcessId() != 0) {
-      killProcess(instance.browserProcessId());
-    }
+    killLaunchedBrowser(instance);
     return false;
   }
   const DWORD processId = instance.waitForProcessId();

@@ -11,6 +11,9 @@
 // answer names none, then goes to the given place, which may be null.
 bool terminate(BrowserInstance& instance, int timeoutSeconds, std::uint32_t* processId = nullptr);
 
+// Ends the process of the browser that the instance started, if it did, without asking it. Needs no memory.
+void killLaunchedBrowser(const BrowserInstance& instance);
+
 // Sends the exit request and waits for the process that the answer names. False when that process had to be
 // killed or could not be waited for, or when the request failed: then the browser that the instance started
 // is killed. The reason is in the instance. The wait for the process is ten seconds for a time-out of 0 or

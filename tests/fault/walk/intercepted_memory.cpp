@@ -1,6 +1,8 @@
 #include "fault/walk/intercepted_memory.h"
 
+#include <cstdio>
 #include <cstdlib>
+#include <malloc.h>
 #include <stdexcept>
 
 namespace {
@@ -14,7 +16,7 @@ decltype(&std::free) realFree = nullptr;
 
 void* watchedMalloc(std::size_t size) {
   InterceptedMemory& memory = InterceptedMemory::current();
-  if (memory.refusesNext()) {
+  if (memory.refuses(size)) {
     return nullptr;
   }
   void* block = realMalloc(size);
@@ -24,7 +26,7 @@ void* watchedMalloc(std::size_t size) {
 
 void* watchedCalloc(std::size_t count, std::size_t size) {
   InterceptedMemory& memory = InterceptedMemory::current();
-  if (memory.refusesNext()) {
+  if (memory.refuses(count * size)) {
     return nullptr;
   }
   void* block = realCalloc(count, size);
@@ -34,13 +36,20 @@ void* watchedCalloc(std::size_t count, std::size_t size) {
 
 void* watchedRealloc(void* old, std::size_t size) {
   InterceptedMemory& memory = InterceptedMemory::current();
-  if (memory.refusesNext()) {
+  if (memory.refuses(size)) {
     return nullptr;
   }
   memory.remove(old);
   void* block = realRealloc(old, size);
   memory.add(block, size);
   return block;
+}
+
+// Nothing that goes wrong in the library may end its host.
+[[noreturn]] void reportAbort() {
+  std::fprintf(stderr, "The library aborts the process: %s\n", InterceptedMemory::current().what.c_str());
+  std::fflush(stderr);
+  ::ExitProcess(3);
 }
 
 void watchedFree(void* block) {
@@ -59,6 +68,7 @@ InterceptedMemory::InterceptedMemory(HMODULE library) : imports_(library) {
   realCalloc = imports_.replace("calloc", &watchedCalloc);
   realRealloc = imports_.replace("realloc", &watchedRealloc);
   realFree = imports_.replace("free", &watchedFree);
+  imports_.replace("abort", &reportAbort);
 }
 
 InterceptedMemory::~InterceptedMemory() {
@@ -76,17 +86,35 @@ void InterceptedMemory::start(std::optional<std::size_t> refusedAllocation, Refu
   isWatching_ = true;
 }
 
-bool InterceptedMemory::refusesNext() {
+bool InterceptedMemory::refuses(std::size_t size) {
   if (!isWatching_) {
     return false;
   }
   const std::size_t number = count_++;
-  return refusedAllocation_ &&
-         (refused_ == Refused::One ? number == *refusedAllocation_ : number >= *refusedAllocation_);
+  if (!refusedAllocation_ || number < *refusedAllocation_) {
+    return false;
+  }
+  if (number == *refusedAllocation_) {
+    givenBack_ = 0;
+    return true;
+  }
+  if (refused_ != Refused::AllTheRest) {
+    return refused_ == Refused::TheExceptionToo && number == *refusedAllocation_ + 1;
+  }
+  const bool isThere = size <= givenBack_;
+  givenBack_ -= isThere ? size : 0;
+  return !isThere;
 }
 
 void InterceptedMemory::add(void* block, std::size_t size) {
   if (block != nullptr) {
     live_[block] = size;
+  }
+}
+
+void InterceptedMemory::remove(void* block) {
+  if (block != nullptr) {
+    givenBack_ += ::_msize(block);
+    live_.erase(block);
   }
 }

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <map>
 #include <optional>
+#include <string>
 
 class InterceptedMemory {
  public:
@@ -17,8 +18,9 @@ class InterceptedMemory {
   InterceptedMemory(const InterceptedMemory&) = delete;
   InterceptedMemory& operator=(const InterceptedMemory&) = delete;
 
-  // How many allocations are refused, from the given one on.
-  enum class Refused { One, AllTheRest };
+  // One allocation is refused; or the one behind it too, which is that of the exception; or memory has run
+  // out with it, and there is no more than what is given back.
+  enum class Refused { One, TheExceptionToo, AllTheRest };
 
   // Allocations are counted from 0 from here on.
   void start(std::optional<std::size_t> refusedAllocation = {}, Refused refused = Refused::One);
@@ -30,11 +32,14 @@ class InterceptedMemory {
   // The blocks that the library has at this moment, of those it asked for while this object was there.
   std::size_t liveBlocks() const { return live_.size(); }
 
+  // What is going on, for the message when the library aborts.
+  std::string what;
+
   // ---- for the functions that the library calls ----
   static InterceptedMemory& current();
-  bool refusesNext();
+  bool refuses(std::size_t size);
   void add(void* block, std::size_t size);
-  void remove(void* block) { live_.erase(block); }
+  void remove(void* block);
 
  private:
   ImportTable imports_;
@@ -42,5 +47,6 @@ class InterceptedMemory {
   std::size_t count_ = 0;
   std::optional<std::size_t> refusedAllocation_;
   Refused refused_ = Refused::One;
+  std::size_t givenBack_ = 0;
   std::map<void*, std::size_t> live_;
 };

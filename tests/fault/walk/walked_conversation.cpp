@@ -287,6 +287,7 @@ std::string WalkedRun::profilePipe(const std::string& browser, const std::string
 
 std::string WalkedRun::recover() {
   const KxExports& dll = around_.dll;
+  const EnvironmentVariable quiet("KORVEX_LOG", "off");
   if (context_ < 0) {
     context_ = dll.kx_ContextCreate();
   }
