@@ -49,6 +49,7 @@
  *   - kx_Init() that launched a browser whose extension connected but never answered the first request asks
  *     it to exit, and waits for the answer without a limit;
  *   - a server pipe that stays busy is tried again, five seconds at a time, for as long as it stays so.
+ * docs/time-bounds.md adds up the longest time of each function for common time-outs.
  *
  * After a time-out.  Requests and answers carry no numbers. When a request has timed out, an answer that
  * arrives later counts as the answer to the next request, and what was being sent may reach the browser cut

@@ -8,6 +8,7 @@
 #include "api/win32/call_frame.h"
 #include "api/win32/context_registry.h"
 #include "common/seconds.h"
+#include "common/win32/windows_calls.h"
 #include "log/log.h"
 #include "pipe/win32/pipe_browser_instance.h"
 #include "process/win32/browser_launch.h"
@@ -141,7 +142,7 @@ int startBrowser(ContextRecord& record, const StartRequest& request, const Optio
 
   const ConnectOutcome outcome = connectOrLaunch(
       browser, request.timeoutSeconds, [&] { return launch(browser, request.browserPath, start); },
-      [] { ::Sleep(kConnectPauseMilliseconds); });
+      [] { windowsCalls().sleep(kConnectPauseMilliseconds); });
   if (!outcome.isConnected) {
     return launchGuard.over(failStart(record, outcome.launched, outcome.failureResult));
   }

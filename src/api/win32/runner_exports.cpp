@@ -8,6 +8,7 @@
 #include "api/win32/call_frame.h"
 #include "api/win32/context_registry.h"
 #include "common/seconds.h"
+#include "common/win32/windows_calls.h"
 #include "log/log.h"
 #include "pipe/win32/pipe_browser_instance.h"
 #include "process/win32/browser_shutdown.h"
@@ -69,7 +70,7 @@ bool isRefused(const RunnerBrowser& runner, const char* browser, const RefusalMe
 // Connects and initialises. False with the reason kept in the record.
 bool startRunner(ContextRecord& record, bool openNewBrowser, int timeoutSeconds) {
   BrowserInstance& browser = *record.instance;
-  switch (connectToRunner(browser, timeoutSeconds, [] { ::Sleep(kConnectPauseMilliseconds); })) {
+  switch (connectToRunner(browser, timeoutSeconds, [] { windowsCalls().sleep(kConnectPauseMilliseconds); })) {
     case RunnerConnect::Connected:
       if (browser.initialise(openNewBrowser, kLaunched, timeoutSeconds)) {
         return true;

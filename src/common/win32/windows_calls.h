@@ -1,6 +1,7 @@
 // The Windows calls whose results decide what the library does, in one table, so that a test can put its own
-// in place of one that cannot be made to fail, or to fall short, on a real pipe or process. Outside tests the
-// table is never written.
+// in place of one that cannot be made to fail, or to fall short, on a real pipe or process. Every call that
+// waits, and the clock, are in it: a test can so let ten minutes pass in no time. Outside tests the table is
+// never written.
 #pragma once
 
 #include <windows.h>
@@ -23,6 +24,10 @@ struct WindowsCalls {
   decltype(&::CreateEventA) createEvent = &::CreateEventA;
   decltype(&::WaitForMultipleObjects) waitForMultipleObjects = &::WaitForMultipleObjects;
   decltype(&::CloseHandle) closeHandle = &::CloseHandle;
+
+  // time
+  decltype(&::GetTickCount64) getTickCount = &::GetTickCount64;
+  decltype(&::Sleep) sleep = &::Sleep;
 
   // processes and the start lock
   decltype(&::FindFirstFileW) findFirstFile = &::FindFirstFileW;

@@ -55,7 +55,7 @@ class Deadline {
   explicit Deadline(int timeoutSeconds) : wait_(transportWaitMilliseconds(timeoutSeconds)) {}
 
   DWORD remaining() {
-    const ULONGLONG now = ::GetTickCount64();
+    const ULONGLONG now = windowsCalls().getTickCount();
     if (wait_ == kWaitForever || !start_) {
       start_ = now;
       return wait_;
