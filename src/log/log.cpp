@@ -10,6 +10,7 @@
 #include <exception>
 #include <memory>
 #include <optional>
+#include <string_view>
 
 namespace {
 
@@ -61,18 +62,18 @@ bool isSwitchedOn() noexcept {
   }
 }
 
-void writeFileEntry(std::FILE* file, const EntryKind& kind, int process, int thread, const char* format,
-                    std::va_list arguments) {
-  const bool isError = kind.prefixPlace == PrefixPlace::AfterLine;
-  if (isError) {
-    std::fputs("Error: ", file);
+void write(std::FILE* file, std::string_view text) {
+  std::fwrite(text.data(), 1, text.size(), file);
+}
+
+// The message is formatted once, for the file and for the debugger. One that is too long for the line is
+// formatted again, since the file gets it whole.
+void writeMessage(std::FILE* file, const LineBuffer& line, int length, const char* format,
+                  std::va_list arguments) {
+  if (length >= 0 && static_cast<std::size_t>(length) < line.size()) {
+    write(file, {line.data(), static_cast<std::size_t>(length)});
   } else {
-    std::fprintf(file, "(%d, %d): ", process, thread);
-  }
-  std::vfprintf(file, format, arguments);
-  std::fputc('\n', file);
-  if (isError) {
-    std::fprintf(file, "(%d, %d): ", process, thread);
+    std::vfprintf(file, format, arguments);
   }
 }
 
@@ -80,16 +81,25 @@ void writeEntry(const EntryKind& kind, const char* format, std::va_list argument
   const int process = static_cast<int>(platform::currentProcessId());
   const int thread = static_cast<int>(platform::currentThreadId());
 
+  std::va_list again;
+  va_copy(again, arguments);
+  LineBuffer message;
+  message.front() = '\0';
+  const int length = std::vsnprintf(message.data(), message.size(), format, arguments);
   if (const LogFile file = openLogFile()) {
-    std::va_list copy;
-    va_copy(copy, arguments);
-    writeFileEntry(file.get(), kind, process, thread, format, copy);
-    va_end(copy);
+    std::array<char, 32> ids;
+    std::snprintf(ids.data(), ids.size(), "(%d, %d): ", process, thread);
+    const bool isError = kind.prefixPlace == PrefixPlace::AfterLine;
+    write(file.get(), isError ? "Error: " : ids.data());
+    writeMessage(file.get(), message, length, format, again);
+    write(file.get(), "\n");
+    if (isError) {
+      write(file.get(), ids.data());
+    }
   }
+  va_end(again);
 
-  LineBuffer message{};
-  std::vsnprintf(message.data(), message.size(), format, arguments);
-  LineBuffer line{};
+  LineBuffer line;
   std::snprintf(line.data(), line.size(), kind.debuggerFormat, process, thread, message.data());
   platform::writeDebuggerLine(line.data());
 }
