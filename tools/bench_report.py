@@ -20,6 +20,7 @@ HOST_GOALS = [
     ("round_trip", "`kx_Display`, a round trip", PIPE, 1.05),
     ("play_small", "`kx_Play`, a small answer", PIPE, 1.05),
     ("handshake", "`kxr_Init` and `kxr_Exit`", "the bare handshake", 1.1),
+    ("handshake_pipes_only", "`kxr_Init` and `kxr_Exit`", "its pipes alone, without lock and events", None),
     ("play_10_kb", "play, 10 kB", PIPE, 1.1),
     ("play_one_string_1_mb", "play, 1 MB in one string", PIPE, 1.6),
     ("play_one_string_16_mb", "play, 16 MB in one string", PIPE, 1.6),
@@ -115,10 +116,9 @@ def read_host(path):
 
 def read_native(path):
     """Bytes per second by name: the median of the repetitions."""
-    if not path.exists():
-        return {}
+    text = path.read_text(encoding="utf-8") if path.exists() else ""
     speeds = {}
-    for entry in json.loads(path.read_text(encoding="utf-8"))["benchmarks"]:
+    for entry in json.loads(text or '{"benchmarks": []}')["benchmarks"]:
         if entry.get("error_occurred"):
             sys.exit(f"bench_report: {entry['name']}: {entry['error_message']}")
         if entry.get("run_type") == "iteration":
@@ -188,7 +188,7 @@ def main():
     lines = list(host_lines(rows)) + list(native_lines(read_native(arguments.folder / "native.json")))
     measured = [line for line in lines if line.ratio is not None]
     if not measured:
-        sys.exit("bench_report: nothing was measured")
+        sys.exit("bench_report: nothing was measured; no row has such a name")
 
     results = {"lines": [line.as_json() for line in measured], "rows": list(rows.values()), "plot": points}
     (arguments.folder / "results.json").write_text(json.dumps(results, indent=1) + "\n", encoding="utf-8")

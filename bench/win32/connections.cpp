@@ -6,7 +6,7 @@
 #include "win32/windows_error.h"
 
 #include <array>
-#include <atomic>
+#include <optional>
 #include <stdexcept>
 
 namespace {
@@ -14,10 +14,30 @@ namespace {
 // More hosts at a time than any row has.
 constexpr int kPeerThreads = 96;
 constexpr DWORD kPeerStartMilliseconds = 60000;
+constexpr DWORD kLockMilliseconds = 600000;
 
 std::string ownPipeName() {
   return "\\\\.\\pipe\\" + uniqueName("bare");
 }
+
+// A named mutex, taken and held.
+class Lock {
+ public:
+  explicit Lock(const std::wstring& name) : mutex_(::CreateMutexW(nullptr, FALSE, name.c_str())) {
+    if (mutex_ == nullptr || ::WaitForSingleObject(mutex_, kLockMilliseconds) != WAIT_OBJECT_0) {
+      failWith("cannot take a lock");
+    }
+  }
+  Lock(const Lock&) = delete;
+  Lock& operator=(const Lock&) = delete;
+  ~Lock() {
+    ::ReleaseMutex(mutex_);
+    ::CloseHandle(mutex_);
+  }
+
+ private:
+  HANDLE mutex_;
+};
 
 }  // namespace
 
@@ -51,11 +71,22 @@ Peer::~Peer() {
   ::CloseHandle(process_);
 }
 
-BareConnection::BareConnection(const std::wstring& peerPipe) {
+PipeEnd::Extras BareConnection::extrasOf(Handshake handshake) {
+  return handshake == Handshake::AsTheLibrary ? PipeEnd::Extras::AsTheLibrary : PipeEnd::Extras::None;
+}
+
+BareConnection::BareConnection(const std::wstring& peerPipe, Handshake handshake)
+    : own_(extrasOf(handshake)) {
   const std::string name = ownPipeName();
   const std::string line = name + "\n";
-  PipeEnd server;
-  server.open(peerPipe);
+  PipeEnd server(extrasOf(handshake));
+  {
+    std::optional<Lock> lock;
+    if (handshake == Handshake::AsTheLibrary) {
+      lock.emplace(L"kx-bench.lock");
+    }
+    server.open(peerPipe);
+  }
   own_.create(wide(name));
   server.write(line.data(), line.size());
   server.close();

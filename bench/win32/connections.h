@@ -25,9 +25,15 @@ class Peer {
   HANDLE process_ = nullptr;
 };
 
+// How a bare connection begins and ends.
+enum class Handshake {
+  PipesOnly,     // open, create, write, accept; flush, disconnect, close
+  AsTheLibrary,  // with the start lock, the read mode, the events and the questions that go with them
+};
+
 class BareConnection {
  public:
-  explicit BareConnection(const std::wstring& peerPipe);
+  explicit BareConnection(const std::wstring& peerPipe, Handshake handshake = Handshake::PipesOnly);
   BareConnection(const BareConnection&) = delete;
   BareConnection& operator=(const BareConnection&) = delete;
 
@@ -43,6 +49,8 @@ class BareConnection {
   void close() { own_.flushAndClose(); }
 
  private:
+  static PipeEnd::Extras extrasOf(Handshake handshake);
+
   PipeEnd own_;
 };
 

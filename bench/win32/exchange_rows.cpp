@@ -107,36 +107,42 @@ void measureRoundTrip(Bench& bench) {
                 bench.effort(8));
 }
 
-// The start and the end of a conversation. The bare one opens and serves the same pipes, and sends the same
-// three texts.
+// The start and the end of a conversation: once against a bare one that takes every step which other
+// processes can see, the start lock among them, and once against the pipes alone.
 void measureHandshake(Bench& bench) {
   const KxLibrary& library = bench.library();
   const std::string options = runnerOptions(bench.peer().profile());
   std::string initRequest;
-  std::string exitRequest;
   {
     const LibraryContext context(library, bench.peer().profile());
     initRequest = bench.bare().lastRequest();
   }
-  exitRequest = bench.bare().lastRequest();
+  const std::string exitRequest = bench.bare().lastRequest();
   const std::size_t answerBytes = responseText(Shape::Small, 0, 0).json.size();
 
   const int context = library.kx_ContextCreate();
-  const auto bareHandshake = [&] {
-    BareConnection connection(bench.peer().pipe());
-    connection.exchange(initRequest, answerBytes);
-    connection.exchange(exitRequest, answerBytes);
-    connection.close();
+  const auto libraryHandshake = [&] {
+    require(library.kxr_Init(context, "fx", options.c_str(), 0, kTimeoutSeconds) == KX_OK &&
+                library.kxr_Exit(context, kTimeoutSeconds) == KX_OK,
+            "the library does not connect");
+  };
+  const auto bareHandshake = [&](Handshake handshake) {
+    return [&, handshake] {
+      BareConnection connection(bench.peer().pipe(), handshake);
+      connection.exchange(initRequest, answerBytes);
+      connection.exchange(exitRequest, answerBytes);
+      connection.close();
+    };
   };
   bench.compare("handshake",
-                {{[&] {
-                   require(library.kxr_Init(context, "fx", options.c_str(), 0, kTimeoutSeconds) == KX_OK &&
-                               library.kxr_Exit(context, kTimeoutSeconds) == KX_OK,
-                           "the library does not connect");
-                 }},
-                 {bareHandshake},
-                 {bareHandshake}},
+                {{libraryHandshake},
+                 {bareHandshake(Handshake::AsTheLibrary)},
+                 {bareHandshake(Handshake::AsTheLibrary)}},
                 bench.effort(8));
+  bench.compare(
+      "handshake_pipes_only",
+      {{libraryHandshake}, {bareHandshake(Handshake::PipesOnly)}, {bareHandshake(Handshake::PipesOnly)}},
+      bench.effort());
   library.kx_ContextDestroy(context);
 }
 

@@ -11,9 +11,12 @@ constexpr DWORD kBusyMilliseconds = 5000;
 
 }  // namespace
 
-PipeEnd::PipeEnd() {
+PipeEnd::PipeEnd(Extras extras) : extras_(extras) {
   overlapped_.hEvent = ::CreateEventW(nullptr, TRUE, TRUE, nullptr);
-  if (overlapped_.hEvent == nullptr) {
+  if (extras_ == Extras::AsTheLibrary) {
+    cancelEvent_ = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
+  }
+  if (overlapped_.hEvent == nullptr || (extras_ == Extras::AsTheLibrary && cancelEvent_ == nullptr)) {
     failWith("cannot make an event");
   }
 }
@@ -21,6 +24,9 @@ PipeEnd::PipeEnd() {
 PipeEnd::~PipeEnd() {
   close();
   ::CloseHandle(overlapped_.hEvent);
+  if (cancelEvent_ != nullptr) {
+    ::CloseHandle(cancelEvent_);
+  }
 }
 
 void PipeEnd::create(const std::wstring& name) {
@@ -54,6 +60,11 @@ void PipeEnd::open(const std::wstring& name) {
       failWith("cannot open a pipe");
     }
   }
+  DWORD mode = PIPE_READMODE_BYTE;
+  if (extras_ == Extras::AsTheLibrary &&
+      ::SetNamedPipeHandleState(handle_, &mode, nullptr, nullptr) == FALSE) {
+    failWith("cannot set the mode of a pipe");
+  }
 }
 
 void PipeEnd::write(const char* bytes, std::size_t size) {
@@ -72,15 +83,29 @@ std::size_t PipeEnd::read(char* buffer) {
 
 void PipeEnd::close() {
   if (isOpen()) {
-    ::CloseHandle(std::exchange(handle_, INVALID_HANDLE_VALUE));
+    askWhatItIs();
+    letGo();
   }
 }
 
 void PipeEnd::flushAndClose() {
+  askWhatItIs();
   if (::FlushFileBuffers(handle_) == FALSE || ::DisconnectNamedPipe(handle_) == FALSE) {
     failWith("cannot let go of a pipe");
   }
-  close();
+  letGo();
+}
+
+void PipeEnd::askWhatItIs() {
+  DWORD flags = 0;
+  if (extras_ == Extras::AsTheLibrary &&
+      ::GetNamedPipeInfo(handle_, &flags, nullptr, nullptr, nullptr) == FALSE) {
+    failWith("the system knows nothing of a pipe");
+  }
+}
+
+void PipeEnd::letGo() {
+  ::CloseHandle(std::exchange(handle_, INVALID_HANDLE_VALUE));
 }
 
 bool PipeEnd::succeeds(BOOL result, DWORD& count) {

@@ -11,7 +11,11 @@ class PipeEnd {
   // What one read asks for, on both sides and in both legs; the library asks for as many.
   static constexpr DWORD kReadBytes = 4096;
 
-  PipeEnd();
+  // The library has a second event for each end, by which a wait can be ended, sets the read mode of a pipe
+  // that it opens, and asks what an end is before it closes it.
+  enum class Extras { None, AsTheLibrary };
+
+  explicit PipeEnd(Extras extras = Extras::None);
   PipeEnd(const PipeEnd&) = delete;
   PipeEnd& operator=(const PipeEnd&) = delete;
   ~PipeEnd();
@@ -32,8 +36,12 @@ class PipeEnd {
   void flushAndClose();
 
  private:
+  void askWhatItIs();
+  void letGo();
   bool succeeds(BOOL result, DWORD& count);
 
+  const Extras extras_;
   HANDLE handle_ = INVALID_HANDLE_VALUE;
+  HANDLE cancelEvent_ = nullptr;
   OVERLAPPED overlapped_{};
 };
