@@ -2,8 +2,8 @@
 
 import math
 
-WIDTH, HEIGHT = 760, 480
-LEFT, RIGHT, TOP, BOTTOM = 78, 190, 46, 62
+WIDTH, HEIGHT = 790, 480
+LEFT, RIGHT, TOP, BOTTOM = 78, 206, 46, 62
 COLOURS = {"one_string": "#1b6ca8", "short_items": "#c4511a"}
 NAMES = {"one_string": "one string", "short_items": "short items"}
 

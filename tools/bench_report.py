@@ -48,6 +48,7 @@ HOST_GOALS = [
     ("size_of_all_extracts", "asking for the size of all extracts, 16 MB", "of 1 kB", 1.5),
     ("size_of_profiler_data", "asking for the size of profiler data, 8 MB", "of 1 kB", 1.5),
     ("log_entry_on", "a log entry that is written", "open, append and close", 1.2),
+    ("log_entry_on_and_debugger", "a log entry that is written", "the same, and telling the debugger", None),
     ("log_entries_off", "five log entries that are off", "a round trip", 0.02),
     ("contexts_created", "creating a context, of 10,000", "of the first 1,000", 1.5),
     ("contexts_looked_up", "looking a context up, of 10,000", "of the first 1,000", 1.5),

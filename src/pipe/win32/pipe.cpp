@@ -104,6 +104,14 @@ BOOL finishedResult(pipe_handle& pipe, DWORD& count) {
   return windowsCalls().getOverlappedResult(pipe.handle, &pipe.overlapped, &count, FALSE);
 }
 
+// Room for so many bytes. It never shrinks between a short write and the read that follows, which would have
+// to clear it again.
+void holdBytes(pipe_handle& pipe, std::size_t size) {
+  if (pipe.bytes.size() < size) {
+    pipe.bytes.resize(size);
+  }
+}
+
 // The pending operation has ended: nothing of it is the kernel's any more.
 void endPending(pipe_handle& pipe) {
   pipe.pending = Operation::None;
@@ -331,9 +339,7 @@ int pipe_read(pipe_handle* pipe, void* buffer, int length, int timeoutSeconds) {
     return readWaitCode(result);
   }
 
-  if (pipe->bytes.size() < wanted) {
-    pipe->bytes.resize(wanted);
-  }
+  holdBytes(*pipe, wanted);
   DWORD count = 0;
   if (windowsCalls().readFile(pipe->handle, pipe->bytes.data(), static_cast<DWORD>(length), &count,
                               &pipe->overlapped) != FALSE) {
@@ -368,8 +374,8 @@ int pipe_write(pipe_handle* pipe, const void* buffer, int length, int timeoutSec
     return writeWaitCode(result);
   }
 
-  const char* const source = static_cast<const char*>(buffer);
-  pipe->bytes.assign(source, source + length);
+  holdBytes(*pipe, static_cast<std::size_t>(length));
+  std::copy_n(static_cast<const char*>(buffer), length, pipe->bytes.data());
   DWORD count = 0;
   if (windowsCalls().writeFile(pipe->handle, pipe->bytes.data(), static_cast<DWORD>(length), &count,
                                &pipe->overlapped) != FALSE) {
