@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cmath>
 
 namespace {
 
@@ -30,21 +29,17 @@ double quantileOf(std::vector<double> values, double part) {
 
 Times timeInTurn(const std::vector<Leg>& legs, const Effort& effort) {
   // The first run makes what is made once, the second tells how long one takes.
-  int repeats = 1;
+  std::vector<int> repeats(legs.size(), 1);
   double roundMicroseconds = 0;
   for (const Leg& leg : legs) {
     microsecondsOf(leg, 1);
   }
-  if (!effort.isQuick) {
-    double shortest = HUGE_VAL;
-    for (const Leg& leg : legs) {
-      const double taken = microsecondsOf(leg, 1);
-      shortest = std::min(shortest, taken);
-      roundMicroseconds += taken;
-    }
-    repeats = std::clamp(static_cast<int>(effort.legMilliseconds * 1000 / shortest), 1, 10000);
+  for (std::size_t leg = 0; leg < legs.size() && !effort.isQuick; ++leg) {
+    const double taken = microsecondsOf(legs[leg], 1);
+    repeats[leg] = static_cast<int>(std::clamp(effort.legMilliseconds * 1000 / taken, 1.0, 10000.0));
+    roundMicroseconds += taken * repeats[leg];
   }
-  const double fitting = effort.seconds * 1e6 / (roundMicroseconds * repeats);
+  const double fitting = effort.seconds * 1e6 / roundMicroseconds;
   const int rounds = effort.isQuick
                          ? 1
                          : static_cast<int>(std::clamp(fitting, static_cast<double>(effort.fewestRounds),
@@ -55,7 +50,7 @@ Times timeInTurn(const std::vector<Leg>& legs, const Effort& effort) {
     // Each leg comes first in turn, so that none always follows the same other one.
     for (std::size_t i = 0; i < legs.size(); ++i) {
       const std::size_t leg = (i + static_cast<std::size_t>(round)) % legs.size();
-      times[leg].push_back(microsecondsOf(legs[leg], repeats) / legs[leg].share);
+      times[leg].push_back(microsecondsOf(legs[leg], repeats[leg]) / legs[leg].share);
     }
   }
   return times;
