@@ -130,7 +130,6 @@ const std::vector<Entry>& entries() {
       {"WideCharToMultiByte", {{0, kInjectedError}}, &install<&::WideCharToMultiByte>},
       {"_wfopen", {{kNull, kInjectedError}}, &install<&::_wfopen>},
       {"fgetc", {{kAllOnes, kInjectedError}}, &install<&::fgetc>},
-      {"fputc", {{kAllOnes, kInjectedError}}, &install<&::fputc>},
       {"fwrite", {{0, kInjectedError}}, &install<&::fwrite>},
       {"fclose", {{kAllOnes, kInjectedError}}, &install<&::fclose>},
   };
