@@ -48,6 +48,7 @@ fi
 lists_read=
 install_packages() {
   has apt-get && { [ -z "$as_root" ] || has sudo; } || return 1
+  say "installing $*"
   if [ -z "$lists_read" ]; then
     $as_root apt-get update -q >/dev/null 2>&1 || return 1
     lists_read=yes
@@ -83,6 +84,7 @@ if ! has node || ! has npm; then
 fi
 
 if ! has_packages; then
+  say "installing the bridge's packages"
   log=$(mktemp)
   if ! npm ci --no-progress >"$log" 2>&1; then
     reason=$(grep -E '^npm (error|ERR!) ' "$log" | grep -v -E -m 1 ' (code|errno|syscall|type) ' | cut -c 1-150)
