@@ -124,7 +124,7 @@ std::vector<RealProcess> mainBrowserProcesses() {
 }
 
 void killRealProcess(const RealProcess& process) {
-  std::wstring line = wide("Z:\\bin\\kill -KILL " + std::to_string(process.id));
+  std::wstring line = wide("Z:\\bin\\sh -c \"kill -KILL " + std::to_string(process.id) + "\"");
   STARTUPINFOW startup{};
   startup.cb = sizeof(startup);
   PROCESS_INFORMATION information{};

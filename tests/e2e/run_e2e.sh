@@ -105,17 +105,21 @@ report() {
 # As programs under Wine see it: the drive Z: is this system's root.
 windows_path() { printf 'Z:%s' "${1//\//\\}"; }
 
-# pattern_for BROWSER: what GoogleTest is to run. The long run is no part of the suite.
+# pattern_for BROWSER: what GoogleTest is to run. Every part of the filter is meant for this browser. The long run is no
+# part of the suite.
 pattern_for() {
-  local name=${1^}
+  local name=${1^} wanted=${filter%%-*} unwanted=''
   if [[ -n $repeat ]]; then
     printf '%s/LongRun.*' "$name"
-  elif [[ $filter == *[*?]* ]]; then
-    # Every part of a pattern is meant for this browser.
-    printf '%s/%s' "$name" "${filter//:/:$name/}"
-  else
-    printf '%s/*%s*-%s/LongRun.*' "$name" "$filter" "$name"
+    return
   fi
+  if [[ $filter == *-* ]]; then
+    unwanted=${filter#*-}
+  elif [[ $filter != *[*?:]* ]]; then
+    wanted="*$filter*"
+  fi
+  wanted=${wanted:-*}
+  printf '%s/%s-%s/LongRun.*%s' "$name" "${wanted//:/:$name/}" "$name" "${unwanted:+:$unwanted}"
 }
 
 # Whether any test of the browser matches the filter.
