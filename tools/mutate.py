@@ -42,6 +42,8 @@ def parsed_arguments():
     parser.add_argument("--more", action="store_true", help="leave out what earlier runs have tried")
     parser.add_argument("--again", action="store_true", help="only what survived an earlier run")
     parser.add_argument("--listed", action="store_true", help="try the listed changes: none may be noticed")
+    parser.add_argument("--quick", action="store_true", help="only the first program that covers a file; "
+                        "what survives can then be tried --again with all of them")
     parser.add_argument("--report", action="store_true", help="try nothing: add up all earlier runs")
     arguments = parser.parse_args()
     arguments.count = next((int(word) for word in arguments.what if word.isdigit()), COUNT)
@@ -68,7 +70,7 @@ def selected(arguments, changes, listed, texts):
     return select(wanted, arguments.count, arguments.seed)
 
 
-def campaign(changes, texts, jobs):
+def campaign(changes, texts, jobs, quick):
     """Tries the changes in as many copies of the tree as there are jobs. The results, in the order of their end."""
     spaces = [Workspace(ROOT, FOLDER / str(number), say if number == 0 else lambda text: None) for number in range(min(jobs, len(changes)))]
     results, problems = [], []
@@ -90,7 +92,7 @@ def campaign(changes, texts, jobs):
             space.copy_tree()
             while (change := next_change(number)) is not None:
                 started = time.monotonic()
-                outcome = space.try_change(change)
+                outcome = space.try_change(change, quick)
                 if processes.is_stopped():
                     break
                 result = result_of(change, texts[change.file], outcome)
@@ -147,7 +149,7 @@ def main():
         say(f"mutate: {len(chosen)} of {len(changes)} changes, seed {arguments.seed}")
         for number in (signal.SIGINT, signal.SIGTERM):
             signal.signal(number, lambda *_: processes.stop_everything())
-        results, problems = campaign(chosen, texts, arguments.jobs) if chosen else ([], [])
+        results, problems = campaign(chosen, texts, arguments.jobs, arguments.quick) if chosen else ([], [])
     if arguments.listed:
         for result in results:
             if result.outcome != "survived":

@@ -59,7 +59,7 @@ LIKELY_FIRST = {
     "api/win32/context_registry": ("ContextRegistry*", "ErrorOfAContext*", "InstanceStart*"),
 }
 
-WIN32 = Stage("windows", "kx_win32_tests", shards=4)
+WIN32 = Stage("windows", "kx_win32_tests", shards=2)
 # Through the DLL, and with the simulator.
 LIBRARY = ("KXTCP64",)
 HOST = Stage("windows", "kx_host_tests", shards=4, loads=(*LIBRARY, "kx_host_partner"))
@@ -82,7 +82,7 @@ def unit_suites(file, root=ROOT):
 def likely_and_rest(stage, patterns):
     """Two stages of one program: the tests that match come first."""
     joined = ":".join(patterns)
-    return (replace(stage, filter=joined, shards=min(stage.shards, 2)), replace(stage, filter=f"-{joined}"))
+    return (replace(stage, filter=joined), replace(stage, filter=f"-{joined}"))
 
 
 def portable_stages(file):

@@ -127,6 +127,14 @@ class Copies(unittest.TestCase):
             self.assertEqual(outcome.word, "noticed")
             self.assertGreater(space.limits[stages_for("src/a/a.cpp")[0].whole], 0)
 
+    def test_a_quick_try_runs_the_first_program_only(self):
+        with Tree({"src/a/a.cpp": "int a = 1;\n"}) as root:
+            space = self.workspace(root)
+            space.limits = {stages_for("src/a/a.cpp")[0].whole: 30}
+            change = changes_in("src/a/a.cpp", "int a = 1;\n")[0]
+            self.assertEqual(space.try_change(change, quick=True), Outcome("survived"))
+            self.assertEqual(len(space.limits), 1)
+
     def test_what_fails_without_a_change_ends_the_run(self):
         with Tree({"src/a/a.cpp": "int a = 1;\n"}) as root:
             space = self.workspace(root)
