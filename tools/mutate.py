@@ -8,6 +8,7 @@ belongs into tools/mutate_equivalents.txt, with the reason. The same seed select
 
 import argparse
 import fcntl
+import itertools
 import signal
 import sys
 import threading
@@ -70,9 +71,30 @@ def selected(arguments, changes, listed, texts):
     return select(wanted, arguments.count, arguments.seed)
 
 
+_locks = []
+
+
+def free_folders(count):
+    """Folders below build/mutate that no other run uses, held until the process ends."""
+    found = []
+    for number in itertools.count():
+        if len(found) == count:
+            return found
+        folder = FOLDER / str(number)
+        folder.mkdir(parents=True, exist_ok=True)
+        lock = open(folder / ".lock", "w", encoding="ascii")
+        try:
+            fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+        except BlockingIOError:
+            lock.close()
+            continue
+        _locks.append(lock)
+        found.append(folder)
+
+
 def campaign(changes, texts, jobs, quick):
     """Tries the changes in as many copies of the tree as there are jobs. The results, in the order of their end."""
-    spaces = [Workspace(ROOT, FOLDER / str(number), say if number == 0 else lambda text: None) for number in range(min(jobs, len(changes)))]
+    spaces = [Workspace(ROOT, folder, say) for folder in free_folders(min(jobs, len(changes)))]
     results, problems = [], []
     lock = threading.Lock()
     # A file's changes follow each other in one copy, which builds least that way.
@@ -140,11 +162,6 @@ def main():
                   if change.key not in listed and is_wanted(change.file, arguments.files)}
         results = [result for result in read_results(RESULTS, texts).values() if result.place in places]
     else:
-        lock = open(FOLDER / ".lock", "w", encoding="ascii")  # held until the process ends
-        try:
-            fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
-        except BlockingIOError:
-            sys.exit("mutate: another run is at work here")
         chosen = selected(arguments, changes, listed, texts)
         say(f"mutate: {len(chosen)} of {len(changes)} changes, seed {arguments.seed}")
         for number in (signal.SIGINT, signal.SIGTERM):

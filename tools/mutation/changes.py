@@ -5,7 +5,8 @@ template's bracket does not. A change that turns out not to compile is no harm, 
 """
 
 import re
-from dataclasses import dataclass
+from collections import Counter
+from dataclasses import dataclass, replace
 
 TOKEN = re.compile(
     r"""
@@ -88,6 +89,7 @@ class Change:
     line: int
     before: str  # the lines touched, on one line
     after: str
+    occurrence: int = 1  # among the changes of this file that look the same
 
     def applied_to(self, text):
         return text[: self.start] + self.new + text[self.end :]
@@ -95,7 +97,11 @@ class Change:
     @property
     def key(self):
         """Stays the same as long as the line does: lists use it."""
-        return (self.file, self.before, self.after)
+        return (self.file, self.shown_before, self.after)
+
+    @property
+    def shown_before(self):
+        return self.before if self.occurrence == 1 else f"{self.before} (#{self.occurrence})"
 
     @property
     def place(self):
@@ -149,7 +155,12 @@ class Finder:
         for index, token in enumerate(self.tokens):
             if token.text == "{" and index not in self.skipped and self._is_block(index):
                 self._change_steps(index)
-        return sorted(self.changes, key=lambda change: (change.start, change.end, change.new))
+        ordered = sorted(self.changes, key=lambda change: (change.start, change.end, change.new))
+        seen = Counter()
+        for index, change in enumerate(ordered):
+            seen[change.key] += 1
+            ordered[index] = replace(change, occurrence=seen[change.key])
+        return ordered
 
     # ---- what is left alone
 

@@ -7,7 +7,8 @@ An entry is four lines; blank lines and lines that begin with # stand between en
     + ;
     = va_end does nothing with the compilers in use
 
-The lines after - and + are the source lines before and after the change, on one line, as the report shows them.
+The lines after - and + are the source lines before and after the change, on one line, as the report shows them. Where
+a file has several equal lines, the second is marked (#2), and so on.
 """
 
 from dataclasses import dataclass

@@ -18,6 +18,7 @@ class Result:
     after: str
     outcome: str
     by: str = ""
+    occurrence: int = 1
 
     @property
     def place(self):
@@ -30,7 +31,7 @@ def digest_of(text):
 
 def result_of(change, text, outcome):
     return Result(change.file, digest_of(text), change.kind, change.line, change.start, change.before, change.after,
-                  outcome.word, outcome.by)
+                  outcome.word, outcome.by, change.occurrence)
 
 
 def read_results(path, texts):
@@ -78,5 +79,6 @@ def survivors(results):
     lines = []
     for result in sorted(results, key=lambda result: (result.file, result.start)):
         if result.outcome == "survived":
-            lines += [f"{result.file}:{result.line}: {result.kind}", f"  - {result.before}", f"  + {result.after}"]
+            mark = f" (#{result.occurrence})" if result.occurrence > 1 else ""
+            lines += [f"{result.file}:{result.line}: {result.kind}", f"  - {result.before}{mark}", f"  + {result.after}"]
     return lines

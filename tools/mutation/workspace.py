@@ -27,7 +27,7 @@ TREES = {
 }
 
 FAILED_TEST = re.compile(r"^\[  FAILED  \] ([\w/]+\.[\w/]+)", re.MULTILINE)
-SANITIZER = re.compile(r"(?:SUMMARY: |runtime error: )(.*)")
+SANITIZER = re.compile(r"(?:SUMMARY: |runtime error: )(.*)|(Assertion '.*' failed)")
 BROKEN_PROPERTY = re.compile(r"not so: (.*)")
 
 
@@ -173,4 +173,4 @@ class Workspace:
         if ended.timed_out:
             return Outcome("noticed", f"{stage.program}: time-out after {ended.seconds:.0f} s")
         failed = FAILED_TEST.search(output) or BROKEN_PROPERTY.search(output) or SANITIZER.search(output)
-        return Outcome("noticed", f"{stage.program}: {failed.group(1) if failed else f'ended with {ended.status}'}")
+        return Outcome("noticed", f"{stage.program}: {failed.group(failed.lastindex) if failed else f'ended with {ended.status}'}")

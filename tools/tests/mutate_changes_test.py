@@ -124,6 +124,10 @@ class EveryChange(unittest.TestCase):
         self.assertEqual((change.line, change.before, change.after),
                          (2, "if (a < 5 && !b) {", "if (a <= 5 && !b) {"))
 
+    def test_equal_lines_are_told_apart(self):
+        keys = [change.key for change in changes_in("src/a/a.cpp", "int a[] = {\n1,\n1,\n};") if "2" in change.after]
+        self.assertEqual(keys, [("src/a/a.cpp", "1,", "2,"), ("src/a/a.cpp", "1, (#2)", "2,")])
+
     def test_the_same_text_always_gives_the_same_changes(self):
         self.assertEqual(changes_in("src/a/a.cpp", self.TEXT), changes_in("src/a/a.cpp", self.TEXT))
 
