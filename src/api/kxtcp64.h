@@ -19,7 +19,9 @@
  * plain C functions without name decoration and with the platform's default calling convention.
  *
  * Text.  All texts are zero-terminated and narrow (char), in UTF-8, whatever code page the host uses:
- * paths, profile names, macros, extracts, the values of environment variables.
+ * paths, profile names, macros, extracts, the values of environment variables. Blanks and letters of every
+ * script are all right nearly everywhere; docs/foreign-names.md tells where not, and the way round it. A
+ * folder or profile name should not end in a backslash, nor hold a double quote.
  *
  * Results.  int, named by the KX_ constants below. Unless a function says otherwise, KX_NO_CONTEXT means
  * that the context number is negative, was never given or was destroyed; KX_FAILED is every other failure,

@@ -1,0 +1,180 @@
+#!/usr/bin/env python3
+"""Adds to an installed package what is made of it: the bill of materials, the NuGet layout, the list of checksums.
+
+    packaging/finish_package.py BUILD-TREE PREFIX
+
+The bill of materials (SPDX 2.3) names what is inside the two programs of the package. The linker's maps tell which
+archives were linked in, and dpkg tells which package and version each archive is of.
+"""
+
+import argparse
+import hashlib
+import json
+import os
+import re
+import shutil
+import subprocess
+import sys
+from pathlib import Path
+
+HERE = Path(__file__).resolve().parent
+DOCUMENTS = Path("share/doc/kxtcp64")
+
+# The licences as NOTICES.md explains them.
+LICENCES = {
+    "gcc-mingw-w64": "GPL-3.0-or-later WITH GCC-exception-3.1",
+    "mingw-w64": "ZPL-2.1 AND MIT AND BSD-3-Clause AND LicenseRef-public-domain",
+    "nlohmann-json3": "MIT",
+}
+PUBLIC_DOMAIN = {
+    "licenseId": "LicenseRef-public-domain",
+    "name": "Public domain",
+    "extractedText": "This software has been placed in the public domain by its authors.",
+}
+
+
+def archives_of_map(text):
+    """The archives, members of which the linker took: the first part of its map."""
+    found = set()
+    part = text.split("Archive member included", 1)
+    if len(part) == 2:
+        for line in re.split(r"^(?:Allocating common symbols|Discarded input sections|Memory Configuration)",
+                             part[1], maxsplit=1, flags=re.MULTILINE)[0].splitlines():
+            match = re.match(r"(/\S+\.a)\(", line)
+            if match:
+                found.add(os.path.normpath(match.group(1)))
+    return sorted(found)
+
+
+def query(*command):
+    return subprocess.run(command, check=True, capture_output=True, text=True).stdout.strip()
+
+
+def debian_package(path):
+    """Name, version, source package and its version of the package that a file is of."""
+    name = query("dpkg", "-S", path).split(":")[0]
+    fields = query("dpkg-query", "-W", "-f", "${Package}\t${Version}\t${source:Package}\t${source:Version}", name)
+    return fields.split("\t")
+
+
+def sha256(path):
+    return hashlib.sha256(path.read_bytes()).hexdigest()
+
+
+def identifier(text):
+    return "SPDXRef-" + re.sub(r"[^A-Za-z0-9.-]", "-", text)
+
+
+def licence_of(source):
+    if source not in LICENCES:
+        raise SystemExit(f"finish_package: no licence is noted for {source}; add it here and to NOTICES.md")
+    return LICENCES[source]
+
+
+def package_entry(name, version, licence, **more):
+    return {"SPDXID": identifier(f"Package-{name}"), "name": name, "versionInfo": version,
+            "downloadLocation": "NOASSERTION", "filesAnalyzed": False, "licenseConcluded": licence,
+            "licenseDeclared": licence, "copyrightText": "NOASSERTION", **more}
+
+
+def bill_of_materials(version, compiler, programs, created):
+    """programs: name -> (checksum, [(package, version, source, source version)])."""
+    main = package_entry("KXTCP64", version, "MIT", primaryPackagePurpose="LIBRARY",
+                         sourceInfo=f"compiled with {compiler}")
+    packages = {main["SPDXID"]: main}
+    files = []
+    relations = [("SPDXRef-DOCUMENT", "DESCRIBES", main["SPDXID"])]
+    for name, (checksum, parts) in programs.items():
+        file_id = identifier(f"File-{name}")
+        files.append({"SPDXID": file_id, "fileName": f"./bin/{name}", "fileTypes": ["BINARY"],
+                      "checksums": [{"algorithm": "SHA256", "checksumValue": checksum}],
+                      "licenseConcluded": "NOASSERTION", "copyrightText": "NOASSERTION"})
+        relations.append((main["SPDXID"], "CONTAINS", file_id))
+        for package, package_version, source, source_version in parts:
+            licence = licence_of(source)
+            entry = package_entry(
+                package, package_version, licence, supplier="Organization: Debian",
+                sourceInfo=f"built from the Debian source package {source} {source_version}",
+                externalRefs=[{"referenceCategory": "PACKAGE-MANAGER", "referenceType": "purl",
+                               "referenceLocator": f"pkg:deb/debian/{package}@{package_version.replace('+', '%2B')}"}])
+            packages[entry["SPDXID"]] = entry
+            relations.append((file_id, "STATIC_LINK", entry["SPDXID"]))
+    return {
+        "spdxVersion": "SPDX-2.3", "dataLicense": "CC0-1.0", "SPDXID": "SPDXRef-DOCUMENT",
+        "name": f"KXTCP64-{version}",
+        "documentNamespace": f"https://spdx.org/spdxdocs/KXTCP64-{version}-{programs['KXTCP64.dll'][0]}",
+        "creationInfo": {"created": created, "creators": ["Tool: finish_package.py"]},
+        "packages": list(packages.values()), "files": files,
+        "hasExtractedLicensingInfos": [PUBLIC_DOMAIN],
+        "relationships": [{"spdxElementId": a, "relationshipType": kind, "relatedSpdxElement": b}
+                          for a, kind, b in relations],
+    }
+
+
+def parts_of(tree, name):
+    linker_map = tree / "maps" / f"{name}.map"
+    archives = archives_of_map(linker_map.read_text(encoding="utf-8", errors="replace"))
+    # The build tree's own archives are the project's.
+    foreign = [path for path in archives if not path.startswith(str(tree))]
+    parts = {tuple(debian_package(path)) for path in foreign}
+    if name == "kxsim.exe":
+        parts.add(tuple(debian_package("/usr/include/nlohmann/json.hpp")))
+    if not parts:
+        raise SystemExit(f"finish_package: {linker_map} names no archive of the run-time")
+    return sorted(parts)
+
+
+def write_nuget_layout(prefix, version, description):
+    folder = prefix / "nuget"
+    copies = {
+        "bin/KXTCP64.dll": "runtimes/win-x64/native/KXTCP64.dll",
+        "include/kxtcp64/kxtcp64.h": "build/native/include/kxtcp64/kxtcp64.h",
+        "lib/kxtcp64.def": "build/native/KXTCP64.def",
+        DOCUMENTS / "LICENSE": "LICENSE",
+        DOCUMENTS / "NOTICES.md": "NOTICES.md",
+    }
+    for source, target in copies.items():
+        (folder / target).parent.mkdir(parents=True, exist_ok=True)
+        shutil.copyfile(prefix / source, folder / target)
+    shutil.copyfile(HERE / "kxtcp64.targets", folder / "build/native/KXTCP64.targets")
+    text = (HERE / "kxtcp64.nuspec.in").read_text(encoding="utf-8")
+    text = text.replace("@VERSION@", version).replace("@DESCRIPTION@", description)
+    (folder / "KXTCP64.nuspec").write_text(text, encoding="utf-8")
+
+
+def write_checksums(prefix):
+    target = prefix / "SHA256SUMS"
+    files = sorted(path for path in prefix.rglob("*") if path.is_file() and path != target)
+    target.write_text("".join(f"{sha256(path)}  {path.relative_to(prefix).as_posix()}\n" for path in files),
+                      encoding="utf-8")
+    return len(files)
+
+
+def cache_value(tree, name):
+    match = re.search(rf"^{name}:\w+=(.*)$", (tree / "CMakeCache.txt").read_text(encoding="utf-8"), re.MULTILINE)
+    return match.group(1) if match else ""
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("tree", type=Path)
+    parser.add_argument("prefix", type=Path)
+    arguments = parser.parse_args()
+    tree, prefix = arguments.tree.resolve(), arguments.prefix.resolve()
+
+    version = cache_value(tree, "CMAKE_PROJECT_VERSION")
+    programs = {name: (sha256(prefix / "bin" / name), parts_of(tree, name)) for name in ("KXTCP64.dll", "kxsim.exe")}
+    compiler = query(Path(cache_value(tree, "CMAKE_CXX_COMPILER")).name or "x86_64-w64-mingw32-g++-posix",
+                     "--version").splitlines()[0]
+    # The same package gets the same bill: its date is that of the last change.
+    created = query("git", "-C", str(HERE), "log", "-1", "--date=format-local:%Y-%m-%dT%H:%M:%SZ", "--format=%cd")
+    bill = bill_of_materials(version, compiler, programs, created)
+    (prefix / DOCUMENTS / "sbom.spdx.json").write_text(json.dumps(bill, indent=2) + "\n", encoding="utf-8")
+    write_nuget_layout(prefix, version, cache_value(tree, "CMAKE_PROJECT_DESCRIPTION"))
+    count = write_checksums(prefix)
+    print(f"finish_package: {len(bill['packages']) - 1} packages linked in, {count} files listed")
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,59 @@
+"""The bill of materials names what the linker took, and nothing else."""
+
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "packaging"))
+
+import finish_package  # noqa: E402
+
+MAP = """Archive member included to satisfy reference by file (symbol)
+
+/usr/lib/gcc/x/12/../../../x/lib/libmingw32.a(lib64_crt0.o)
+                              /usr/lib/crt2.o (mainCRTStartup)
+/usr/lib/gcc/x/12/libstdc++.a(string.o)
+                              main.o (std::string)
+
+Discarded input sections
+
+/usr/lib/unused.a(unused.o)
+"""
+
+PART = ("libthing", "1.0+b1", "mingw-w64", "1.0")
+
+
+class FinishPackage(unittest.TestCase):
+    def test_takes_the_archives_whose_members_were_linked(self):
+        self.assertEqual(finish_package.archives_of_map(MAP),
+                         ["/usr/lib/gcc/x/12/libstdc++.a", "/usr/lib/x/lib/libmingw32.a"])
+
+    def test_takes_none_from_a_map_without_archives(self):
+        self.assertEqual(finish_package.archives_of_map("Memory Configuration\n"), [])
+
+    def test_relates_each_program_to_its_parts(self):
+        bill = finish_package.bill_of_materials("1.2.3", "g++ 12", {"KXTCP64.dll": ("ab" * 32, [PART])}, "2026-01-01T00:00:00Z")
+        identifiers = {entry["SPDXID"] for entry in bill["packages"] + bill["files"]} | {"SPDXRef-DOCUMENT"}
+        for relation in bill["relationships"]:
+            self.assertLessEqual({relation["spdxElementId"], relation["relatedSpdxElement"]}, identifiers)
+        self.assertIn({"spdxElementId": "SPDXRef-File-KXTCP64.dll", "relationshipType": "STATIC_LINK",
+                       "relatedSpdxElement": "SPDXRef-Package-libthing"}, bill["relationships"])
+        self.assertEqual(bill["packages"][1]["versionInfo"], "1.0+b1")
+
+    def test_refuses_a_part_whose_licence_is_not_noted(self):
+        with self.assertRaises(SystemExit):
+            finish_package.licence_of("unheard-of")
+
+    def test_lists_every_file_but_the_list(self):
+        with tempfile.TemporaryDirectory() as folder:
+            prefix = Path(folder)
+            (prefix / "a").mkdir()
+            (prefix / "a/b").write_bytes(b"")
+            self.assertEqual(finish_package.write_checksums(prefix), 1)
+            self.assertEqual((prefix / "SHA256SUMS").read_text(encoding="utf-8"),
+                             "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855  a/b\n")
+
+
+if __name__ == "__main__":
+    unittest.main()
