@@ -187,7 +187,7 @@ void setTheStage() {
     return Intercepted<&::WaitNamedPipeW>::real(name, std::min(milliseconds, kNobodyComes));
   };
   Intercepted<& ::FlushFileBuffers>::body = [](HANDLE file) {
-    InterceptedCalls::current().stage.othersAct();
+    InterceptedCalls::current().stage.beforeFlush();
     return Intercepted<&::FlushFileBuffers>::real(file);
   };
   Intercepted<& ::WriteFile>::body = [](HANDLE file, LPCVOID bytes, DWORD length, LPDWORD count,

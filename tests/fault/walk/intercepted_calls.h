@@ -70,8 +70,10 @@ class InterceptedCalls {
 
   // What the walks play instead of the real call, or before it.
   struct Stage {
-    // The library is about to wait, or to flush: whoever is on the other side may act now.
+    // The library is about to wait: whoever is on the other side may act now.
     std::function<void()> othersAct = [] {};
+    // A flush begins, which ends only when everything that was written has been read.
+    std::function<void()> beforeFlush = [] {};
     // A write has gone out.
     std::function<void()> afterWrite = [] {};
     std::function<void(DWORD)> sleep = [](DWORD) {};

@@ -79,9 +79,91 @@ void StagedExtension::act() {
   }
 }
 
+void StagedExtension::goesOn() {
+  misdeed_ = {};
+  if (!heldBack_.empty()) {
+    send(std::exchange(heldBack_, {}));
+  }
+  act();
+}
+
+bool StagedExtension::isDoing(Moment moment) const {
+  const bool isRequests =
+      moment == Moment::Request || moment == Moment::Answer || moment == Moment::AfterAnswer;
+  return misdeed_.wrong != Wrong::Nothing && misdeed_.moment == moment &&
+         (!isRequests || misdeed_.request == requests_ + (moment == Moment::Request ? 1 : 0));
+}
+
+bool StagedExtension::passes(Moment moment) {
+  if (!isDoing(moment)) {
+    return true;
+  }
+  switch (misdeed_.wrong) {
+    case Wrong::Closes:
+      (moment == Moment::NameLine ? server_ : connection_).close();
+      return false;
+    case Wrong::Stalls:
+      return false;
+    case Wrong::Garbage:
+      send("nonsense");
+      break;
+    case Wrong::TooMuch:
+      send(kSuccess);
+      break;
+    case Wrong::Nothing:
+      break;
+  }
+  misdeed_ = {};
+  return true;
+}
+
+// An answer that goes wrong after some of its bytes.
+void StagedExtension::misanswer(const std::string& answer) {
+  const std::string beginning = answer.substr(0, misdeed_.byte);
+  switch (misdeed_.wrong) {
+    case Wrong::Closes:
+      if (!beginning.empty()) {
+        send(beginning);
+      }
+      connection_.close();
+      break;
+    case Wrong::Stalls:
+      heldBack_ = answer.substr(misdeed_.byte);
+      if (!beginning.empty()) {
+        send(beginning);
+      }
+      break;
+    case Wrong::Garbage:
+      send(beginning + "\x01" + answer.substr(misdeed_.byte));
+      break;
+    case Wrong::TooMuch:
+      send(answer + answer.substr(0, misdeed_.byte));
+      break;
+    case Wrong::Nothing:
+      break;
+  }
+  misdeed_ = {};
+}
+
+void StagedExtension::send(const std::string& text) {
+  if (!connection_.isIdle()) {
+    ::CancelIoEx(connection_.pipe, &connection_.operation);
+    ::WaitForSingleObject(connection_.operation.hEvent, kPatienceMilliseconds);
+  }
+  connection_.bytes = text;
+  ::WriteFile(connection_.pipe, connection_.bytes.data(), static_cast<DWORD>(connection_.bytes.size()),
+              nullptr, &connection_.operation);
+}
+
 void StagedExtension::meet() {
+  if (!passes(Moment::NameLine)) {
+    return;
+  }
   nameLine_ += readAll(server_);
   if (!nameLine_.ends_with('\n')) {
+    return;
+  }
+  if (!passes(Moment::ConnectBack)) {
     return;
   }
   server_.close();
@@ -91,10 +173,16 @@ void StagedExtension::meet() {
                                     OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr);
   if (pipe != INVALID_HANDLE_VALUE) {
     connection_.open(pipe);
+    static_cast<void>(passes(Moment::Connected));
   }
 }
 
 void StagedExtension::converse() {
+  DWORD available = 0;
+  ::PeekNamedPipe(connection_.pipe, nullptr, 0, nullptr, &available, nullptr);
+  if (available > 0 && !passes(Moment::Request)) {
+    return;
+  }
   // A request may need more than one reading: the library's write goes on as soon as there is room.
   for (std::string bytes = readAll(connection_); !bytes.empty(); bytes = readAll(connection_)) {
     request_ += bytes;
@@ -136,11 +224,10 @@ void StagedExtension::answerNext() {
   if (!answer) {
     return;
   }
-  if (!connection_.isIdle()) {
-    ::CancelIoEx(connection_.pipe, &connection_.operation);
-    ::WaitForSingleObject(connection_.operation.hEvent, kPatienceMilliseconds);
+  if (isDoing(Moment::Answer)) {
+    misanswer(*answer);
+    return;
   }
-  connection_.bytes = *answer;
-  ::WriteFile(connection_.pipe, connection_.bytes.data(), static_cast<DWORD>(connection_.bytes.size()),
-              nullptr, &connection_.operation);
+  send(*answer);
+  static_cast<void>(passes(Moment::AfterAnswer));
 }

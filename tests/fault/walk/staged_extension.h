@@ -29,6 +29,21 @@ class StagedExtension {
   std::string exitAnswer = kSuccess;
   void answers(std::optional<std::string> text) { answers_.push_back(std::move(text)); }
 
+  // What it does wrong, once, and where. Requests count from 1.
+  enum class Moment { NameLine, ConnectBack, Connected, Request, Answer, AfterAnswer };
+  enum class Wrong { Nothing, Closes, Stalls, Garbage, TooMuch };
+  struct Misdeed {
+    Wrong wrong = Wrong::Nothing;
+    Moment moment = Moment::NameLine;
+    int request = 1;
+    std::size_t byte = 0;  // of the answer, that many come before
+  };
+  void does(const Misdeed& misdeed) { misdeed_ = misdeed; }
+  // After a stall: does what it should have done.
+  void goesOn();
+  // Whether it does not read what lies in the pipe.
+  bool isStalled() const { return misdeed_.wrong == Wrong::Stalls && isDoing(Moment::Request); }
+
   // Whether it answers as soon as a request is out, rather than when the library waits.
   bool isPrompt = false;
 
@@ -58,12 +73,19 @@ class StagedExtension {
     void close();
   };
 
+  bool isDoing(Moment moment) const;
+  // Whether it goes on with what it should do.
+  bool passes(Moment moment);
+  void misanswer(const std::string& answer);
+  void send(const std::string& text);
   void listen();
   void meet();
   void converse();
   static std::string readAll(End& end);
   void answerNext();
 
+  Misdeed misdeed_;
+  std::string heldBack_;
   std::string pipeName_;
   End server_;
   HANDLE otherClient_ = INVALID_HANDLE_VALUE;

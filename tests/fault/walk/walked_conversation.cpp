@@ -181,6 +181,10 @@ std::uintptr_t nextHandleValue() {
 WalkedRun::WalkedRun(Surroundings& around) : around_(around) {
   InterceptedCalls::Stage& stage = around.calls.stage;
   stage.othersAct = [this] { extension_->act(); };
+  stage.beforeFlush = [this] {
+    waitsAtTheClose_ += extension_->isStalled() ? 1 : 0;
+    extension_->goesOn();
+  };
   stage.afterWrite = [this] { extension_->actIfPrompt(); };
   stage.sleep = [this](DWORD) {
     if (!pipeToServe_.empty()) {

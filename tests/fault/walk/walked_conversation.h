@@ -74,6 +74,10 @@ class WalkedRun {
   std::string recover();
   void destroyContext();
 
+  // How often the library had to wait for a browser that did not read, before it could close the connection.
+  // The browser reads then.
+  int waitsAtTheClose() const { return waitsAtTheClose_; }
+
   int context() const { return context_; }
   const std::vector<StepOutcome>& outcomes() const { return outcomes_; }
   // What became of a browser that was launched: nothing when none was.
@@ -89,6 +93,7 @@ class WalkedRun {
   std::vector<StepOutcome> outcomes_;
   std::string pipeToServe_;
   StagedExtension::Start howToServe_ = StagedExtension::Start::Free;
+  int waitsAtTheClose_ = 0;
   bool isLaunched_ = false;
   bool isTerminated_ = false;
 };

@@ -1,0 +1,187 @@
+// A browser that does each wrong thing at each step of a conversation: it closes its end, stalls, sends
+// garbage, sends too much, answers late. The host, the library and the browser are on one thread, over real
+// pipes, so that every cell of the matrix takes milliseconds. What the host is told and what the log says is
+// an approved text, tests/golden/peer_faults_*.txt; that no wait is without an end, that nothing is left
+// behind, and that the context can be exited and started again, is asserted for each cell. Browsers that die
+// or are killed, being processes, are in the simulator's tests.
+#include "fault/walk/walked_conversation.h"
+#include "support/win32/golden_log.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using Moment = StagedExtension::Moment;
+using Wrong = StagedExtension::Wrong;
+
+const char* nameOf(Wrong wrong) {
+  switch (wrong) {
+    case Wrong::Closes:
+      return "closes";
+    case Wrong::Stalls:
+      return "stalls";
+    case Wrong::Garbage:
+      return "sends garbage";
+    case Wrong::TooMuch:
+      return "sends too much";
+    case Wrong::Nothing:
+      break;
+  }
+  return "does nothing wrong";
+}
+
+struct Step {
+  const char* name;
+  Moment moment;
+  int request;
+};
+
+constexpr int kInit = 1;
+constexpr int kPlay = 2;
+constexpr int kExit = 4;
+
+class PeerMatrix : public ::testing::Test {
+ protected:
+  // What the first conversation of a process makes and keeps is no leak.
+  void SetUp() override {
+    WalkedRun run(around_);
+    run.create();
+    run.extension().serve(run.defaultPipe());
+    run.extension().answers("[1]");
+    EXPECT_TRUE(run.init("fx", "", "", 1));
+    EXPECT_EQ(run.recover(), "");
+    run.destroyContext();
+  }
+
+  // init, play, display, exit, with one misdeed. Gives the host's view of it.
+  std::string walkOnce(const StagedExtension::Misdeed& misdeed, bool answersLate) {
+    watchdog_.expect(std::string(nameOf(misdeed.wrong)) + " at moment " +
+                     std::to_string(static_cast<int>(misdeed.moment)) + ", request " +
+                     std::to_string(misdeed.request) + ", byte " + std::to_string(misdeed.byte));
+    const Holdings before = holdings(around_);
+    std::string account;
+    {
+      WalkedRun run(around_);
+      around_.calls.start();
+      run.create();
+      run.extension().serve(run.defaultPipe());
+      run.extension().does(misdeed);
+      converse(run, answersLate);
+      around_.calls.pause();
+
+      EXPECT_EQ(around_.calls.endlessWaits(), std::vector<std::string>());
+      for (const StepOutcome& outcome : run.outcomes()) {
+        account += "    " + outcome.step + " gives " + std::to_string(outcome.result) + ", error " +
+                   std::to_string(outcome.errorNumber) + " \"" + outcome.errorText + "\"\n";
+      }
+      for (const InterceptedCalls::DebuggerLine& line : around_.calls.debuggerLines()) {
+        const bool isUsual = line.text.find("profiles.ini") != std::string::npos;
+        if (line.text.starts_with("__logerr") && !isUsual) {
+          account += "    error: " + line.text.substr(line.text.find("): ") + 3) + "\n";
+        }
+      }
+      if (run.waitsAtTheClose() > 0) {
+        account += "    the close has waited until the browser read\n";
+      }
+      EXPECT_EQ(run.recover(), "");
+      run.destroyContext();
+    }
+    EXPECT_EQ(holdings(around_), before);
+    return account;
+  }
+
+  static void converse(WalkedRun& run, bool answersLate) {
+    if (run.init("fx", "", "C:\\no such folder\\browser.exe", 1)) {
+      run.step("kx_SetVar", [&](const KxExports& dll) { return dll.kx_SetVar(run.context(), "a", "b"); });
+      run.play("macro");
+      if (answersLate) {
+        run.extension().goesOn();
+      }
+      run.step("kx_Display", [&](const KxExports& dll) { return dll.kx_Display(run.context(), "hello", 1); });
+      run.exit();
+    }
+  }
+
+  // A cell of the matrix. Cells that follow one another and give the same are told once.
+  void tell(const std::string& cell, const std::string& account) {
+    if (account == lastAccount_) {
+      text_ += cell + ": the same\n";
+    } else {
+      text_ += cell + "\n" + account;
+    }
+    lastAccount_ = account;
+  }
+
+  void expectGolden(const std::string& name) const {
+    // After a wait that ran out the last error is whatever it was.
+    const std::string text =
+        withoutNumbersAfter("(pipe_accept) error=", withoutNumbersAfter("receive message, error ", text_));
+    GoldenLog().with(around_.user.name(), "<USERNAME>").expect(name, text);
+  }
+
+  Surroundings around_;
+  Watchdog watchdog_;
+  std::string text_;
+  std::string lastAccount_;
+};
+
+TEST_F(PeerMatrix, AtEveryStep) {
+  const std::vector<Step> steps = {
+      {"before it reads the name line", Moment::NameLine, 0},
+      {"before it connects back", Moment::ConnectBack, 0},
+      {"as soon as it has connected", Moment::Connected, 0},
+      {"before it reads the first request", Moment::Request, kInit},
+      {"after its first answer", Moment::AfterAnswer, kInit},
+      {"before it reads a play", Moment::Request, kPlay},
+      {"after the answer to a play", Moment::AfterAnswer, kPlay},
+      {"before it reads the exit", Moment::Request, kExit},
+      {"after the answer to the exit", Moment::AfterAnswer, kExit},
+  };
+  for (const Step& step : steps) {
+    const bool canSend = step.moment != Moment::NameLine && step.moment != Moment::ConnectBack;
+    const bool canStall = step.moment != Moment::Connected && step.moment != Moment::AfterAnswer;
+    for (const Wrong wrong : {Wrong::Closes, Wrong::Stalls, Wrong::Garbage, Wrong::TooMuch}) {
+      if (wrong == Wrong::Closes || (wrong == Wrong::Stalls ? canStall : canSend)) {
+        tell(std::string(nameOf(wrong)) + " " + step.name,
+             walkOnce({wrong, step.moment, step.request, 0}, false));
+      }
+    }
+  }
+  expectGolden("peer_faults_at_every_step.txt");
+}
+
+class EveryByte : public PeerMatrix, public ::testing::WithParamInterface<int> {};
+
+// An answer that goes wrong after each of its bytes, the first and the last included.
+TEST_P(EveryByte, OfAnAnswer) {
+  const std::size_t length = std::string(StagedExtension::kSuccess).size();
+  for (const Wrong wrong : {Wrong::Closes, Wrong::Stalls, Wrong::Garbage, Wrong::TooMuch}) {
+    for (std::size_t byte = 0; byte <= length; ++byte) {
+      tell(std::string(nameOf(wrong)) + " after byte " + std::to_string(byte),
+           walkOnce({wrong, Moment::Answer, GetParam(), byte}, false));
+    }
+  }
+  expectGolden(GetParam() == kInit   ? "peer_faults_in_the_first_answer.txt"
+               : GetParam() == kPlay ? "peer_faults_in_the_answer_to_a_play.txt"
+                                     : "peer_faults_in_the_answer_to_the_exit.txt");
+}
+
+INSTANTIATE_TEST_SUITE_P(Requests, EveryByte, ::testing::Values(kInit, kPlay, kExit), [](const auto& tested) {
+  return tested.param == kInit ? "Init" : tested.param == kPlay ? "Play" : "Exit";
+});
+
+// The rest of an answer that stalled comes between the play that timed out and the next request: it counts as
+// the answer to that one, whole.
+TEST_F(PeerMatrix, LateAtEveryByte) {
+  const std::size_t length = std::string(StagedExtension::kSuccess).size();
+  for (std::size_t byte = 0; byte <= length; ++byte) {
+    tell("goes on late after byte " + std::to_string(byte),
+         walkOnce({Wrong::Stalls, Moment::Answer, kPlay, byte}, true));
+  }
+  expectGolden("peer_faults_answered_late.txt");
+}
+
+}  // namespace
