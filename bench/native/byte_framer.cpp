@@ -53,16 +53,16 @@ enum : std::uint8_t {
 constexpr std::size_t kDeepest = 19;
 
 struct Step {
-  std::uint8_t from;
   const char* bytes;
+  std::uint8_t from;
   std::uint8_t to;
 };
 
 constexpr char kHex[] = "0123456789abcdefABCDEF";
-constexpr Step kHexDigits[] = {{kU1, kHex, kU2}, {kU2, kHex, kU3}, {kU3, kHex, kU4}, {kU4, kHex, kString}};
-constexpr Step kLiterals[] = {{kT, "r", kTr},   {kTr, "u", kTru},   {kTru, "e", kOk},  {kF, "a", kFa},
-                              {kFa, "l", kFal}, {kFal, "s", kFals}, {kFals, "e", kOk}, {kN, "u", kNu},
-                              {kNu, "l", kNul}, {kNul, "l", kOk}};
+constexpr Step kHexDigits[] = {{kHex, kU1, kU2}, {kHex, kU2, kU3}, {kHex, kU3, kU4}, {kHex, kU4, kString}};
+constexpr Step kLiterals[] = {{"r", kT, kTr},   {"u", kTr, kTru},   {"e", kTru, kOk},  {"a", kF, kFa},
+                              {"l", kFa, kFal}, {"s", kFal, kFals}, {"e", kFals, kOk}, {"u", kN, kNu},
+                              {"l", kNu, kNul}, {"l", kNul, kOk}};
 
 using Table = std::array<std::array<std::uint8_t, 256>, kStates>;
 

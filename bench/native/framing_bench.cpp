@@ -25,7 +25,7 @@ bool inPieces(const std::string& text, Take take) {
 
 void frameByByte(benchmark::State& state, Shape shape) {
   ByteFramer framer;
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     for (const ResponseText& text : textsOf(shape)) {
       framer.restart();
       const bool isAccepted = inPieces(text.json, [&](std::string_view piece) { return framer.take(piece); });
@@ -40,7 +40,7 @@ void frameByByte(benchmark::State& state, Shape shape) {
 
 void frameWithLibrary(benchmark::State& state, Shape shape) {
   std::string received;
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     for (const ResponseText& text : textsOf(shape)) {
       received.clear();
       ResponseChecker checker;

@@ -19,7 +19,7 @@ void readWithOurs(benchmark::State& state, Shape shape) {
       return;
     }
   }
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     for (const ResponseText& text : textsOf(shape)) {
       browser.answerWith(text.json);
       if (!browser.play("macro", 0)) {
@@ -41,7 +41,7 @@ void readWithOther(benchmark::State& state, Shape shape, const OtherReader& read
       return;
     }
   }
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     for (const ResponseText& text : textsOf(shape)) {
       fields.clear();
       reader.read(text.json, fields);

@@ -79,7 +79,7 @@ void parse(benchmark::State& state, const OptionText& options, Options (*read)(c
     state.SkipWithError("the two scans differ");
     return;
   }
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(read(options.text.c_str()));
   }
   state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) *

@@ -20,7 +20,7 @@ void readExtracts(benchmark::State& state, Shape shape, bool isJoined) {
   const int first = isJoined ? 0 : 1;
   const int last = isJoined ? 0 : static_cast<int>(text.fields.extracts.size());
   std::size_t bytes = 0;
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     for (int index = first; index <= last; ++index) {
       bytes += browser.extract(index).size();
     }

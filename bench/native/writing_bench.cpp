@@ -14,7 +14,7 @@ void writePlay(benchmark::State& state) {
   }
   const std::string source(10000, 'm');
   std::size_t bytes = 0;
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     bytes += requestText(playRequest(source, variables, false)).size();
   }
   if (bytes == 0) {
