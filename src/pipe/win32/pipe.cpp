@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <optional>
 #include <string>
 #include <utility>
@@ -201,7 +200,7 @@ int writeWaitCode(DWORD waitResult) {
 
 int takeUntaken(pipe_handle& pipe, char* buffer, std::size_t length) {
   const std::size_t count = std::min(length, pipe.untaken.size());
-  std::memcpy(buffer, pipe.untaken.data(), count);
+  std::copy_n(pipe.untaken.begin(), count, buffer);
   pipe.untaken.erase(pipe.untaken.begin(), pipe.untaken.begin() + static_cast<std::ptrdiff_t>(count));
   return static_cast<int>(count);
 }
@@ -209,7 +208,7 @@ int takeUntaken(pipe_handle& pipe, char* buffer, std::size_t length) {
 // Hands out what a finished read has left in the end's own bytes. It may be more than this caller asked for.
 int deliver(pipe_handle& pipe, char* buffer, std::size_t length, DWORD count) {
   const std::size_t taken = std::min<std::size_t>(length, count);
-  std::memcpy(buffer, pipe.bytes.data(), taken);
+  std::copy_n(pipe.bytes.begin(), taken, buffer);
   keepUntaken(pipe, pipe.bytes.data() + taken, count - taken);
   endPending(pipe);
   return static_cast<int>(taken);
