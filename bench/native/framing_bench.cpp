@@ -8,6 +8,7 @@
 #include <benchmark/benchmark.h>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace {
 
@@ -24,9 +25,10 @@ bool inPieces(const std::string& text, Take take) {
 }
 
 void frameByByte(benchmark::State& state, Shape shape) {
+  const std::vector<ResponseText>& texts = textsOf(shape);
   ByteFramer framer;
   while (state.KeepRunning()) {
-    for (const ResponseText& text : textsOf(shape)) {
+    for (const ResponseText& text : texts) {
       framer.restart();
       const bool isAccepted = inPieces(text.json, [&](std::string_view piece) { return framer.take(piece); });
       if (!isAccepted || !framer.isComplete() || framer.received().size() != text.json.size()) {
@@ -35,13 +37,14 @@ void frameByByte(benchmark::State& state, Shape shape) {
       }
     }
   }
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) * bytesOf(textsOf(shape)));
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) * bytesOf(texts));
 }
 
 void frameWithLibrary(benchmark::State& state, Shape shape) {
+  const std::vector<ResponseText>& texts = textsOf(shape);
   std::string received;
   while (state.KeepRunning()) {
-    for (const ResponseText& text : textsOf(shape)) {
+    for (const ResponseText& text : texts) {
       received.clear();
       ResponseChecker checker;
       const bool isAccepted = inPieces(text.json, [&](std::string_view piece) {
@@ -55,7 +58,7 @@ void frameWithLibrary(benchmark::State& state, Shape shape) {
       }
     }
   }
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) * bytesOf(textsOf(shape)));
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) * bytesOf(texts));
 }
 
 }  // namespace
