@@ -369,6 +369,7 @@ const std::set<std::string> kOfTheRunTime = {
     "exit",
     "fprintf",
     "fputc",
+    "fputc",
     "fputs",
     "free",
     "iswctype",
