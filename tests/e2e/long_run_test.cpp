@@ -81,7 +81,14 @@ TEST_P(LongRun, PlaysAndExitsLeaveEverythingAsItWas) {
 
   for (int round = 1; round <= rounds && !HasFailure(); ++round) {
     SCOPED_TRACE(round);
+    const std::uintptr_t handle = freshHandle();
     expectThatItStartsAgain(profile);
+    // Which way the library went when a handle stayed.
+    if (freshHandle() != handle) {
+      std::printf("round %d: fresh handle %#zx -> %#zx\n%s\n", round, static_cast<std::size_t>(handle),
+                  static_cast<std::size_t>(freshHandle()), log_.text().c_str());
+    }
+    log_.clear();
   }
 
   const std::chrono::duration<double> whole = std::chrono::steady_clock::now() - began;
