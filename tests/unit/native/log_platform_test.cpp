@@ -59,6 +59,18 @@ TEST(LogDebugger, ALineIsCutAt4095Characters) {
   EXPECT_EQ(log.text(), "(1, 2): " + message + "\nError: " + message + "\n(1, 2): ");
 }
 
+TEST(LogFile, HoldsAMessageOfAnyLengthWhole) {
+  const ScopedIds ids(1, 2);
+  for (const std::size_t length : {0U, 1U, 4094U, 4095U, 4096U, 4097U}) {
+    const LogCapture log;
+    const std::string message(length, 'm');
+
+    __loginf("%s", message.c_str());
+
+    EXPECT_EQ(log.text(), "(1, 2): " + message + "\n") << length;
+  }
+}
+
 TEST(LogDebugger, ALineOf4095CharactersIsWhole) {
   const LogCapture log;
   const ScopedIds ids(1, 2);
