@@ -44,7 +44,7 @@ void readFields(const BrowserInstance& instance, int mostItems, Outcome& outcome
   outcome.profilerData = instance.profilerData();
   // Behind the last extract comes the empty text, as for an extract that is empty itself.
   for (int index = 1; index <= mostItems; ++index) {
-    outcome.extracts.push_back(instance.extract(index));
+    outcome.extracts.push_back(instance.extract(index).toString());
   }
   while (!outcome.extracts.empty() && outcome.extracts.back().empty()) {
     outcome.extracts.pop_back();

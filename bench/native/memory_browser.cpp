@@ -28,7 +28,7 @@ bool MemoryBrowser::sendCommand(const json::Object&, int) {
 bool tells(const BrowserInstance& browser, const ResponseFields& fields) {
   const int extracts = static_cast<int>(fields.extracts.size());
   for (int i = 0; i < extracts; ++i) {
-    if (browser.extract(i + 1) != fields.extracts[static_cast<std::size_t>(i)]) {
+    if (browser.extract(i + 1).toString() != fields.extracts[static_cast<std::size_t>(i)]) {
       return false;
     }
   }
@@ -40,7 +40,7 @@ bool tells(const BrowserInstance& browser, const ResponseFields& fields) {
       return false;
     }
   }
-  return browser.performanceEntry(entries + 1) == nullptr && browser.extract(extracts + 1).empty() &&
+  return browser.performanceEntry(entries + 1) == nullptr && browser.extract(extracts + 1).size() == 0 &&
          browser.errorText() == fields.status && browser.errorNumber() == fields.errorCode &&
          browser.profilerData() == fields.profilerData &&
          browser.waitForProcessId() == fields.waitForProcessId;

@@ -6,14 +6,22 @@
 
 namespace {
 
-CopyOut copyIfRoom(std::string_view text, char* buffer, bool hasRoom) {
+void copyTo(char* buffer, std::string_view text) {
+  std::memcpy(buffer, text.data(), text.size());
+}
+void copyTo(char* buffer, const JoinedText& text) {
+  text.copyTo(buffer);
+}
+
+template <typename Text>
+CopyOut copyIfRoom(const Text& text, char* buffer, bool hasRoom) {
   if (buffer == nullptr) {
     return CopyOut::SizeAsked;
   }
   if (!hasRoom) {
     return CopyOut::TooSmall;
   }
-  std::memcpy(buffer, text.data(), text.size());
+  copyTo(buffer, text);
   buffer[text.size()] = '\0';
   return CopyOut::Copied;
 }
@@ -22,14 +30,26 @@ std::uint64_t widened(std::int64_t size) {
   return static_cast<std::uint64_t>(size);
 }
 
+int sizeFor(std::size_t length) {
+  constexpr std::size_t kLargest = std::numeric_limits<int>::max();
+  return length < kLargest ? static_cast<int>(length) + 1 : std::numeric_limits<int>::max();
+}
+
 }  // namespace
 
 int sizeWithTerminator(std::string_view text) {
-  constexpr std::size_t kLargest = std::numeric_limits<int>::max();
-  return text.size() < kLargest ? static_cast<int>(text.size()) + 1 : std::numeric_limits<int>::max();
+  return sizeFor(text.size());
+}
+
+int sizeWithTerminator(const JoinedText& text) {
+  return sizeFor(text.size());
 }
 
 CopyOut copyOut(std::string_view text, char* buffer, int size) {
+  return copyIfRoom(text, buffer, widened(size) >= text.size() + 1);
+}
+
+CopyOut copyOut(const JoinedText& text, char* buffer, int size) {
   return copyIfRoom(text, buffer, widened(size) >= text.size() + 1);
 }
 

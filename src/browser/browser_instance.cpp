@@ -15,22 +15,13 @@ constexpr int kCaptureWebPage = 1;
 // Hosts compare this text; its spelling stays.
 constexpr char kMalformedResponseText[] = "Cought excpetion while processing response, maybe malformed data";
 
-// The item of a list counted from 1, or null.
-template <typename Item>
-const Item* itemAt(const std::vector<Item>& items, int index) {
-  const bool isInside = index >= 1 && static_cast<std::size_t>(index) <= items.size();
-  return isInside ? &items[static_cast<std::size_t>(index) - 1] : nullptr;
-}
-
-std::string joined(const std::vector<std::string>& extracts) {
-  std::string text;
-  for (const std::string& extract : extracts) {
-    if (&extract != &extracts.front()) {
-      text += kExtractSeparator;
-    }
-    text += extract;
+// A small response must not hold on to the memory that a large one has needed.
+void shrinkIfFarTooLarge(std::vector<char>& bytes) {
+  constexpr std::size_t kAlwaysKept = 64 * 1024;
+  constexpr std::size_t kTooManyTimes = 8;
+  if (bytes.capacity() > kAlwaysKept && bytes.capacity() / kTooManyTimes > bytes.size()) {
+    bytes = std::vector<char>(bytes);
   }
-  return text;
 }
 
 }  // namespace
@@ -47,9 +38,7 @@ bool BrowserInstance::setVariable(std::string_view name, std::string_view value)
 }
 
 bool BrowserInstance::play(std::string_view source, int timeoutSeconds) {
-  response_.extracts.clear();
-  response_.performance.clear();
-  response_.profilerData.clear();
+  forgetPlay();
   if (!sendCommand(playRequest(source, variables_, useProfiler_), timeoutSeconds)) {
     return false;
   }
@@ -68,16 +57,23 @@ bool BrowserInstance::capture(std::string_view path, int kind, int timeoutSecond
   return sendCommand(captureRequest(path, captureKind), timeoutSeconds);
 }
 
-std::string BrowserInstance::extract(int index) const {
-  if (index == 0 || index == -1) {
-    return joined(response_.extracts);
+void BrowserInstance::forgetPlay() {
+  response_.extracts = {};
+  response_.performance = {};
+  response_.profilerData = {};
+  if (!texts_.empty()) {
+    reuse(std::move(texts_.back().bytes));
+    texts_.clear();
   }
-  const std::string* text = itemAt(response_.extracts, index);
-  return text != nullptr ? *text : std::string();
+}
+
+JoinedText BrowserInstance::extract(int index) const {
+  return index == 0 || index == -1 ? response_.extracts.all() : response_.extracts.one(index);
 }
 
 const PerformanceEntry* BrowserInstance::performanceEntry(int index) const {
-  return itemAt(response_.performance, index);
+  const bool isThere = index >= 1 && static_cast<std::size_t>(index) <= response_.performance.size();
+  return isThere ? &response_.performance[static_cast<std::size_t>(index) - 1] : nullptr;
 }
 
 void BrowserInstance::fail(int number, std::string text) {
@@ -87,7 +83,7 @@ void BrowserInstance::fail(int number, std::string text) {
 
 bool BrowserInstance::processResponseBytes(const char* bytes, std::size_t length) {
   const std::size_t accepted = checker_.feedUntilComplete({bytes, length});
-  receiveBuffer_.append(bytes, accepted);
+  receiveBuffer_.insert(receiveBuffer_.end(), bytes, bytes + accepted);
   if (accepted < length && !checker_.isComplete()) {
     const auto rejected = static_cast<signed char>(bytes[accepted]);
     __logerr(
@@ -103,20 +99,22 @@ bool BrowserInstance::processResponseBytes(const char* bytes, std::size_t length
   if (!isResponseIncomplete_) {
     checker_ = ResponseChecker();
     if (accepted < length) {
-      pendingBytes_.assign(bytes + accepted, length - accepted);
+      pendingBytes_.assign(bytes + accepted, bytes + length);
     }
   }
   return true;
 }
 
 void BrowserInstance::handleResponse() {
-  std::istringstream text(std::exchange(receiveBuffer_, std::exchange(pendingBytes_, {})));
+  ReceivedText text;
+  text.bytes = std::exchange(receiveBuffer_, std::exchange(pendingBytes_, {}));
   isResponseIncomplete_ = true;
+  shrinkIfFarTooLarge(text.bytes);
 
   // The two messages differ in their blanks; programs that read these logs match both as they are.
-  json::Object object;
+  Response received;
   try {
-    json::Reader::Read(object, text);
+    received = readResponse(text);
   } catch (const json::Reader::ParseException& e) {
     __logerr("BrowserInstance::handleResponse() Caught json::ParseException: %s , line/offset: %d/%d",
              e.what(), e.m_locTokenBegin.m_nLine + 1, e.m_locTokenBegin.m_nLineOffset + 1);
@@ -127,14 +125,36 @@ void BrowserInstance::handleResponse() {
     return;
   }
 
-  takeOver(object, responseFields());
+  // The text is kept before, and others are dropped after anything is a view of it, whatever fails between.
+  if (text.hasListItems || !received.profilerData.empty()) {
+    texts_.push_back(std::move(text));
+  } else {
+    reuse(std::move(text.bytes));
+  }
+  takeOver(received, responseFields());
+  dropUnusedTexts();
 }
 
-void BrowserInstance::takeOver(json::Object& object, std::span<const ResponseField> fields) {
+void BrowserInstance::takeOver(Response& received, std::span<const ResponseField> fields) {
   try {
-    readResponse(object, fields, response_);
+    takeFields(received, fields, response_);
   } catch (const json::Exception& e) {
     __logerr("BrowserInstance::handleResponse() caught exception %s", e.what());
     fail(kErrorGeneral, kMalformedResponseText);
+  }
+}
+
+// Profiler data is a view of the latest text, or empty; the lists have their items in those that say so.
+void BrowserInstance::dropUnusedTexts() {
+  std::erase_if(texts_, [this](const ReceivedText& text) {
+    const bool hasProfilerData = !response_.profilerData.empty() && &text == &texts_.back();
+    return !text.hasListItems && !hasProfilerData;
+  });
+}
+
+void BrowserInstance::reuse(std::vector<char> bytes) {
+  if (receiveBuffer_.empty() && receiveBuffer_.capacity() < bytes.capacity()) {
+    receiveBuffer_ = std::move(bytes);
+    receiveBuffer_.clear();
   }
 }

@@ -13,6 +13,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 // The browser types that hosts name. Any other text is accepted by an instance and matches neither.
 inline constexpr char kFirefox[] = "fx";
@@ -47,11 +48,13 @@ class BrowserInstance {
   // Kind 1 asks for the web page, every other value for the whole browser.
   bool capture(std::string_view path, int kind, int timeoutSeconds);
 
+  // What the last play and the responses since have left. Valid until the next response or play.
+  //
   // Index 0 or -1: all extracts, joined with "[EXTRACT]"; 1 to n: that extract; any other: the empty text.
-  std::string extract(int index) const;
-  // The entry of that index, counted from 1, or null. Valid until the next response or play.
+  JoinedText extract(int index) const;
+  // The entry of that index, counted from 1, or null.
   const PerformanceEntry* performanceEntry(int index) const;
-  const std::string& profilerData() const { return response_.profilerData; }
+  std::string_view profilerData() const { return response_.profilerData; }
 
   const std::string& browserType() const { return browserType_; }
   int errorNumber() const { return response_.errorNumber; }
@@ -73,20 +76,26 @@ class BrowserInstance {
   void handleResponse();
 
  protected:
-  // Reads the fields of a parsed response into the instance. When reading fails, that is its error number and
-  // text.
-  void takeOver(json::Object& object, std::span<const ResponseField> fields);
+  // Takes over what a response says. When that fails, the failure is the error number and text.
+  void takeOver(Response& received, std::span<const ResponseField> fields);
 
  private:
+  void forgetPlay();
+  void dropUnusedTexts();
+  // Lets the next response use the memory of one that nobody looks at any more.
+  void reuse(std::vector<char> bytes);
+
   std::string browserType_;
   Response response_;
+  // What the texts in the response are views of, the latest last.
+  std::vector<ReceivedText> texts_;
   bool useProfiler_ = false;
   MacroVariables variables_;
 
   ResponseChecker checker_;
-  std::string receiveBuffer_;
+  std::vector<char> receiveBuffer_;
   // Bytes behind the end of a complete response. They go to the receive buffer when that response is handled.
-  std::string pendingBytes_;
+  std::vector<char> pendingBytes_;
   bool isResponseIncomplete_ = true;
 
   std::uint32_t browserProcessId_ = 0;

@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace {
 
@@ -22,42 +23,91 @@ Integer truncated(double number) {
   return static_cast<Integer>(number);
 }
 
-const std::string& textOf(json::UnknownElement& element) {
-  const json::String& text = static_cast<json::String&>(element);
-  return text.Value();
+std::string_view readText(json::Parser& parser) {
+  if (parser.next() == json::ElementType::StringElement) {
+    return parser.readString();
+  }
+  parser.skip();
+  return {};
 }
 
-double numberOf(json::UnknownElement& element) {
-  const json::Number& number = static_cast<json::Number&>(element);
-  return number.Value();
+double readNumber(json::Parser& parser) {
+  if (parser.next() == json::ElementType::NumberElement) {
+    return parser.readNumber();
+  }
+  parser.skip();
+  return 0;
 }
 
-void readExtracts(json::UnknownElement& member, Response& response) {
-  json::Array& items = member;
-  for (auto item = items.Begin(); item != items.End(); ++item) {
-    response.extracts.push_back(textOf(*item));
+template <typename OnItem>
+void readList(json::Parser& parser, OnItem onItem) {
+  if (parser.next() == json::ElementType::ArrayElement) {
+    parser.readArray(onItem);
+  } else {
+    parser.skip();
   }
 }
 
-void readPerformance(json::UnknownElement& member, Response& response) {
-  json::Array& items = member;
-  for (auto item = items.Begin(); item != items.End(); ++item) {
-    json::Object& entry = *item;
-    response.performance.push_back({textOf(entry["name"]), textOf(entry["value"])});
+void readExtracts(json::Parser& parser, Response& received) {
+  readList(parser, [&] { received.extracts.add(readText(parser)); });
+}
+
+PerformanceEntry readPerformanceEntry(json::Parser& parser) {
+  PerformanceEntry entry;
+  if (parser.next() != json::ElementType::ObjectElement) {
+    parser.skip();
+    return entry;
+  }
+  parser.readObject([&](std::string_view name) {
+    if (name == "name") {
+      entry.name = readText(parser);
+    } else if (name == "value") {
+      entry.value = readText(parser);
+    } else {
+      parser.skip();
+    }
+  });
+  return entry;
+}
+
+void readPerformance(json::Parser& parser, Response& received) {
+  readList(parser, [&] { received.performance.push_back(readPerformanceEntry(parser)); });
+}
+
+void takePerformance(Response& received, Response& gathered) {
+  if (gathered.performance.empty()) {
+    gathered.performance = std::move(received.performance);
+  } else {
+    gathered.performance.insert(gathered.performance.end(), received.performance.begin(),
+                                received.performance.end());
   }
 }
 
 constexpr std::array<ResponseField, 6> kFields = {{
-    {"status", false, [](json::UnknownElement& member, Response& r) { r.errorText = textOf(member); }},
+    {"status", false, [](json::Parser& parser, Response& r) { r.errorText = readText(parser); },
+     [](Response& r, Response& gathered) { gathered.errorText = std::move(r.errorText); }},
     {"errorCode", false,
-     [](json::UnknownElement& member, Response& r) { r.errorNumber = toInt32(numberOf(member)); }},
-    {"extractData", true, readExtracts},
-    {"lastPerformance", true, readPerformance},
+     [](json::Parser& parser, Response& r) { r.errorNumber = toInt32(readNumber(parser)); },
+     [](Response& r, Response& gathered) { gathered.errorNumber = r.errorNumber; }},
+    {"extractData", true, readExtracts,
+     [](Response& r, Response& gathered) { gathered.extracts.take(std::move(r.extracts)); }},
+    {"lastPerformance", true, readPerformance, takePerformance},
     {"waitForProcessId", true,
-     [](json::UnknownElement& member, Response& r) { r.waitForProcessId = toUint32(numberOf(member)); }},
-    {"profilerData", true,
-     [](json::UnknownElement& member, Response& r) { r.profilerData = textOf(member); }},
+     [](json::Parser& parser, Response& r) { r.waitForProcessId = toUint32(readNumber(parser)); },
+     [](Response& r, Response& gathered) { gathered.waitForProcessId = r.waitForProcessId; }},
+    {"profilerData", true, [](json::Parser& parser, Response& r) { r.profilerData = readText(parser); },
+     [](Response& r, Response& gathered) { gathered.profilerData = r.profilerData; }},
 }};
+
+void readMember(std::string_view name, json::Parser& parser, Response& received) {
+  for (const ResponseField& field : kFields) {
+    if (field.name == name) {
+      field.read(parser, received);
+      return;
+    }
+  }
+  parser.skip();
+}
 
 }  // namespace
 
@@ -65,10 +115,20 @@ std::span<const ResponseField> responseFields() {
   return kFields;
 }
 
-void readResponse(json::Object& object, std::span<const ResponseField> fields, Response& response) {
+Response readResponse(ReceivedText& text) {
+  Response received;
+  json::Parser parser({text.bytes.data(), text.bytes.size()});
+  parser.readObject([&](std::string_view name) { readMember(name, parser, received); });
+  parser.readEnd();
+  text.values = parser.releaseValues();
+  text.hasListItems = !received.extracts.empty() || !received.performance.empty();
+  return received;
+}
+
+void takeFields(Response& received, std::span<const ResponseField> fields, Response& gathered) {
   for (const ResponseField& field : fields) {
     try {
-      field.read(object[field.name], response);
+      field.take(received, gathered);
     } catch (const json::Exception&) {
       if (!field.isOptional) {
         throw;

@@ -1,6 +1,6 @@
 #include "browser/response_checker.h"
 
-#include "json/plain_text.h"
+#include "browser/string_run.h"
 
 #include <algorithm>
 #include <array>
@@ -289,39 +289,6 @@ constexpr bool isMove(std::uint8_t step) {
   return step < ResponseChecker::kStateCount;
 }
 
-bool isHexadecimalDigit(char c) {
-  return stepOf(State::U1, c) == static_cast<std::uint8_t>(State::U2);
-}
-
-// The length of an escape that lies before last as a whole; 0 for any other byte.
-std::ptrdiff_t escapeLength(const char* first, const char* last) {
-  constexpr std::ptrdiff_t kShort = 2;
-  constexpr std::ptrdiff_t kUnicode = 6;
-  if (last - first < kShort || *first != '\\') {
-    return 0;
-  }
-  if (stepOf(State::Escape, first[1]) == static_cast<std::uint8_t>(State::String)) {
-    return kShort;
-  }
-  const bool isUnicode = first[1] == 'u' && last - first >= kUnicode &&
-                         std::all_of(first + 2, first + kUnicode, isHexadecimalDigit);
-  return isUnicode ? kUnicode : 0;
-}
-
-// Runs through the inside of a string, up to a byte that the table has to decide about, or to the end.
-const char* skipInsideString(const char* next, const char* last) {
-  for (;;) {
-    next = json::endOfPlain(next, last);
-    std::ptrdiff_t length = escapeLength(next, last);
-    if (length == 0) {
-      return next;
-    }
-    for (; length != 0; length = escapeLength(next, last)) {
-      next += length;
-    }
-  }
-}
-
 }  // namespace
 
 ResponseChecker::ResponseChecker(int depthLimit) : depthLimit_(std::min(depthLimit, kDepthLimit)) {
@@ -340,29 +307,48 @@ bool ResponseChecker::feed(unsigned char byte) {
 std::size_t ResponseChecker::feedUntilComplete(std::string_view bytes) {
   const char* const first = bytes.data();
   const char* const last = first + bytes.size();
+  if (isComplete()) {
+    return !bytes.empty() && feed(static_cast<unsigned char>(*first)) ? 1 : 0;
+  }
   const char* next = first;
   while (next != last) {
+    next = skipMoves(next, last);
     if (state_ == State::String) {
       next = skipStrings(next, last);
-      if (next == last) {
-        break;
-      }
     }
-    if (!feed(static_cast<unsigned char>(*next))) {
+    if (next == last || !feed(static_cast<unsigned char>(*next))) {
       break;
     }
     ++next;
-    if (state_ == State::Ok && isComplete()) {
+    if (isComplete()) {
       break;
     }
   }
   return static_cast<std::size_t>(next - first);
 }
 
+// Bytes that lead from state to state and do nothing else, up to the beginning of a string.
+const char* ResponseChecker::skipMoves(const char* next, const char* last) {
+  State state = state_;
+  while (next != last) {
+    const std::uint8_t step = stepOf(state, *next);
+    if (!isMove(step)) {
+      break;
+    }
+    ++next;
+    state = static_cast<State>(step);
+    if (state == State::String) {
+      break;
+    }
+  }
+  state_ = state;
+  return next;
+}
+
 // Most strings are followed by another one, with a colon or a comma between the two quotes.
 const char* ResponseChecker::skipStrings(const char* next, const char* last) {
   for (;;) {
-    next = skipInsideString(next, last);
+    next = endOfStringRun(next, last);
     if (last - next < 3 || next[0] != '"' || next[2] != '"') {
       return next;
     }

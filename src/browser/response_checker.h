@@ -73,8 +73,7 @@ class ResponseChecker {
   bool replaceTop(Mode mode, Mode by, State next);
   bool endString();
   bool separate();
-  // From inside a string, runs through it and those behind it, up to a byte that the table has to decide
-  // about.
+  const char* skipMoves(const char* next, const char* last);
   const char* skipStrings(const char* next, const char* last);
   // Takes a byte that does more than name the next state.
   bool act(std::uint8_t step);

@@ -1,7 +1,6 @@
 #include "json/reader.h"
 
-#include "json/numbers.h"
-#include "json/scanner.h"
+#include "json/parser.h"
 
 #include <array>
 #include <string_view>
@@ -10,152 +9,56 @@ namespace json {
 
 namespace {
 
-// Puts tokens together.
-class Parser {
+// Builds the element that a text holds.
+class TreeBuilder {
  public:
-  explicit Parser(std::string_view text) : text_(text), tokens_(scan(text)) {}
+  explicit TreeBuilder(std::string_view text) : parser_(text) {}
 
-  UnknownElement parseElementOnly() {
-    UnknownElement element = parseElement();
-    expectEnd();
-    return element;
+  UnknownElement elementOnly() {
+    UnknownElement only = element();
+    parser_.readEnd();
+    return only;
   }
 
-  Object parseObjectOnly() {
-    Object object = parseObject();
-    expectEnd();
-    return object;
+  Object objectOnly() {
+    Object only = object();
+    parser_.readEnd();
+    return only;
   }
 
  private:
-  bool atEnd() const { return next_ == tokens_.size(); }
-
-  [[noreturn]] void fail(const std::string& message, const Token& token) const {
-    throw Reader::ParseException(message, locationOf(text_, token.begin), locationOf(text_, token.end));
-  }
-
-  std::string_view written(const Token& token) const {
-    return text_.substr(token.begin, token.end - token.begin);
-  }
-
-  // What a string stands for; any other token as it is written.
-  std::string valueOf(const Token& token) const {
-    return token.type == TokenType::StringToken ? stringValue(text_, token) : std::string(written(token));
-  }
-
-  const Token& peek() const {
-    if (atEnd()) {
-      fail("Unexpected end of token stream", tokens_.empty() ? Token{} : tokens_.back());
+  UnknownElement element() {
+    switch (parser_.next()) {
+      case ElementType::ObjectElement:
+        return object();
+      case ElementType::ArrayElement:
+        return array();
+      case ElementType::StringElement:
+        return String(std::string(parser_.readString()));
+      case ElementType::NumberElement:
+        return Number(parser_.readNumber());
+      case ElementType::BooleanElement:
+        return Boolean(parser_.readBoolean());
+      case ElementType::NullElement:
+        break;
     }
-    return tokens_[next_];
+    parser_.readNull();
+    return {};
   }
 
-  bool nextIs(TokenType type) const { return !atEnd() && tokens_[next_].type == type; }
-
-  const Token& take(TokenType type) {
-    const Token& token = peek();
-    if (token.type != type) {
-      fail("Unexpected token: " + valueOf(token), token);
-    }
-    ++next_;
-    return token;
-  }
-
-  void expectEnd() const {
-    if (!atEnd()) {
-      fail("Expected End of token stream; found " + valueOf(tokens_[next_]), tokens_[next_]);
-    }
-  }
-
-  UnknownElement parseElement() {
-    const Token& token = peek();
-    switch (token.type) {
-      case TokenType::ObjectBegin:
-        return parseObject();
-      case TokenType::ArrayBegin:
-        return parseArray();
-      case TokenType::StringToken:
-        ++next_;
-        return String(valueOf(token));
-      case TokenType::NumberToken:
-        return parseNumber();
-      case TokenType::BooleanToken:
-        ++next_;
-        return Boolean(written(token) == "true");
-      case TokenType::NullToken:
-        ++next_;
-        return {};
-      default:
-        fail("Unexpected token: " + valueOf(token), token);
-    }
-  }
-
-  void enter(TokenType type) {
-    const Token& token = take(type);
-    if (depth_ == Reader::kMaxNesting) {
-      fail("Nesting too deep", token);
-    }
-    ++depth_;
-  }
-
-  void leave(TokenType type) {
-    take(type);
-    --depth_;
-  }
-
-  Object parseObject() {
+  Object object() {
     Object object;
-    enter(TokenType::ObjectBegin);
-    for (bool more = !nextIs(TokenType::ObjectEnd); more; more = takeComma()) {
-      const Token& name = take(TokenType::StringToken);
-      take(TokenType::Colon);
-      insert(object, name, parseElement());
-    }
-    leave(TokenType::ObjectEnd);
+    parser_.readObject([&](std::string_view name) { object[std::string(name)] = element(); });
     return object;
   }
 
-  void insert(Object& object, const Token& token, UnknownElement element) const {
-    const std::string name = valueOf(token);
-    const std::size_t position = object.Size();
-    UnknownElement& member = object[name];
-    if (object.Size() == position) {
-      fail("Duplicate object member token: " + name, token);
-    }
-    member = std::move(element);
-  }
-
-  Array parseArray() {
+  Array array() {
     Array array;
-    enter(TokenType::ArrayBegin);
-    for (bool more = !nextIs(TokenType::ArrayEnd); more; more = takeComma()) {
-      array.Insert(parseElement());
-    }
-    leave(TokenType::ArrayEnd);
+    parser_.readArray([&] { array.Insert(element()); });
     return array;
   }
 
-  bool takeComma() {
-    const bool found = nextIs(TokenType::Comma);
-    next_ += found ? 1 : 0;
-    return found;
-  }
-
-  Number parseNumber() {
-    const Token& token = take(TokenType::NumberToken);
-    const std::string_view number = written(token);
-    const std::size_t length = numberLength(number);
-    if (length < number.size() || isCutShort(number)) {
-      const char c = length < number.size() ? number[length] : number.back();
-      fail(std::string("Unexpected character in NUMBER token: ") + c, token);
-    }
-    return Number(numberValue(number));
-  }
-
-  std::string_view text_;
-  std::vector<Token> tokens_;
-  std::size_t next_ = 0;
-  int depth_ = 0;
+  Parser parser_;
 };
 
 std::string wholeText(std::istream& stream) {
@@ -172,12 +75,12 @@ std::string wholeText(std::istream& stream) {
 
 void Reader::Read(UnknownElement& element, std::istream& stream) {
   const std::string text = wholeText(stream);
-  element = Parser(text).parseElementOnly();
+  element = TreeBuilder(text).elementOnly();
 }
 
 void Reader::Read(Object& object, std::istream& stream) {
   const std::string text = wholeText(stream);
-  object = Parser(text).parseObjectOnly();
+  object = TreeBuilder(text).objectOnly();
 }
 
 }  // namespace json

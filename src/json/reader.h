@@ -1,6 +1,6 @@
-// Reads JSON text into an element. The whole text is cut into tokens before the first one is looked at, so a
-// character that belongs to no token is reported even when an earlier token stands in the wrong place.
-// Nesting is limited, since the reader can be given text that nothing has checked.
+// Reads JSON text into an element. A character that belongs to no token is reported even when an earlier
+// token stands in the wrong place. Nesting is limited, since the reader can be given text that nothing has
+// checked.
 #pragma once
 
 #include "json/elements.h"

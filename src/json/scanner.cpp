@@ -1,17 +1,14 @@
 #include "json/scanner.h"
 
-#include "common/strings.h"
-
 #include <algorithm>
-#include <charconv>
-#include <system_error>
+#include <array>
 
 namespace json {
 
 namespace {
 
-void appendUtf8(std::string& text, std::uint32_t codePoint) {
-  const auto put = [&text](std::uint32_t byte) { text += static_cast<char>(byte); };
+char* putUtf8(char* target, std::uint32_t codePoint) {
+  const auto put = [&target](std::uint32_t byte) { *target++ = static_cast<char>(byte); };
   if (codePoint < 0x80U) {
     put(codePoint);
   } else if (codePoint < 0x800U) {
@@ -27,6 +24,7 @@ void appendUtf8(std::string& text, std::uint32_t codePoint) {
     put(0x80U | ((codePoint >> 6U) & 0x3FU));
     put(0x80U | (codePoint & 0x3FU));
   }
+  return target;
 }
 
 constexpr std::uint32_t kReplacementCharacter = 0xFFFDU;
@@ -38,186 +36,39 @@ bool isLowSurrogate(std::uint32_t unit) {
   return unit >= 0xDC00U && unit <= 0xDFFFU;
 }
 
-// Reads the escapes of a string, one after another.
-class EscapeReader {
- public:
-  // The whole text, for the locations of errors, and the offset behind the first backslash.
-  EscapeReader(std::string_view text, std::size_t position) : text_(text), position_(position) {}
+// What a byte is where it matters: its value as a hexadecimal digit, its meaning behind a backslash, and
+// whether it occurs in numbers.
+struct ByteTraits {
+  static constexpr std::uint8_t kNoDigit = 16;
 
-  // Appends what the escape stands for, and gives the offset behind it. A pair of surrogates is one
-  // character, and two escapes; a surrogate without its other half is no character.
-  std::size_t read(std::string& value) {
-    static constexpr std::string_view kEscapes = "\"\\/bfnrt";
-    static constexpr std::string_view kMeanings = "\"\\/\b\f\n\r\t";
-    const char c = text_[position_];
-    if (const std::size_t i = kEscapes.find(c); i != std::string_view::npos) {
-      ++position_;
-      value += kMeanings[i];
-    } else if (c == 'u') {
-      ++position_;
-      readUnicode(value);
-    } else {
-      fail(c);
-    }
-    return position_;
-  }
-
- private:
-  [[noreturn]] void fail(char c) const {
-    throw Reader::ScanException(std::string("Unrecognized escape sequence found in string: \\") + c,
-                                locationOf(text_, position_));
-  }
-
-  void readUnicode(std::string& value) {
-    std::uint32_t unit = readCodeUnit();
-    while (isHighSurrogate(unit) && text_.substr(position_, 2) == "\\u") {
-      position_ += 2;
-      const std::uint32_t next = readCodeUnit();
-      if (isLowSurrogate(next)) {
-        appendUtf8(value, 0x10000U + ((unit - 0xD800U) << 10U) + (next - 0xDC00U));
-        return;
-      }
-      appendUtf8(value, kReplacementCharacter);
-      unit = next;
-    }
-    const bool isLone = isHighSurrogate(unit) || isLowSurrogate(unit);
-    appendUtf8(value, isLone ? kReplacementCharacter : unit);
-  }
-
-  std::uint32_t readCodeUnit() {
-    std::uint32_t unit = 0;
-    for (int i = 0; i < 4; ++i) {
-      std::uint32_t digit = 0;
-      const std::string_view rest = text_.substr(position_, 1);
-      if (std::from_chars(rest.data(), rest.data() + rest.size(), digit, 16).ec != std::errc()) {
-        fail('u');
-      }
-      ++position_;
-      unit = unit * 16U + digit;
-    }
-    return unit;
-  }
-
-  std::string_view text_;
-  std::size_t position_;
+  std::uint8_t digit = kNoDigit;
+  char meaning = '\0';
+  bool isInNumbers = false;
 };
 
-// The length of a string's beginning that stands for itself.
-std::size_t plainLength(std::string_view text) {
-  return std::min(text.find_first_of("\"\\"), text.size());
+consteval std::array<ByteTraits, 256> makeTraits() {
+  constexpr std::string_view kEscapes = "\"\\/bfnrt";
+  constexpr std::string_view kMeanings = "\"\\/\b\f\n\r\t";
+  std::array<ByteTraits, 256> traits{};
+  const auto of = [&traits](char c) -> ByteTraits& { return traits[static_cast<unsigned char>(c)]; };
+  for (std::uint8_t digit = 0; digit < ByteTraits::kNoDigit; ++digit) {
+    of("0123456789abcdef"[digit]).digit = digit;
+    of("0123456789ABCDEF"[digit]).digit = digit;
+  }
+  for (std::size_t i = 0; i < kEscapes.size(); ++i) {
+    of(kEscapes[i]).meaning = kMeanings[i];
+  }
+  for (const char c : std::string_view("0123456789.eE-+")) {
+    of(c).isInNumbers = true;
+  }
+  return traits;
 }
 
-// Cuts a text into tokens.
-class Scanner {
- public:
-  explicit Scanner(std::string_view text) : text_(text) {}
+constexpr std::array<ByteTraits, 256> kTraits = makeTraits();
 
-  std::vector<Token> scan() {
-    std::vector<Token> tokens;
-    for (skipBlanks(); !atEnd(); skipBlanks()) {
-      tokens.push_back(nextToken());
-    }
-    return tokens;
-  }
-
- private:
-  bool atEnd() const { return position_ == text_.size(); }
-  char peek() const { return text_[position_]; }
-
-  [[noreturn]] void fail(const std::string& message) const {
-    throw Reader::ScanException(message, locationOf(text_, position_));
-  }
-
-  void skipBlanks() {
-    while (!atEnd() && (peek() == ' ' || peek() == '\t' || peek() == '\n' || peek() == '\r')) {
-      ++position_;
-    }
-  }
-
-  Token nextToken() {
-    Token token;
-    token.begin = position_;
-    switch (peek()) {
-      case '{':
-        take(token, TokenType::ObjectBegin, "{");
-        break;
-      case '}':
-        take(token, TokenType::ObjectEnd, "}");
-        break;
-      case '[':
-        take(token, TokenType::ArrayBegin, "[");
-        break;
-      case ']':
-        take(token, TokenType::ArrayEnd, "]");
-        break;
-      case ',':
-        take(token, TokenType::Comma, ",");
-        break;
-      case ':':
-        take(token, TokenType::Colon, ":");
-        break;
-      case '"':
-        takeString(token);
-        break;
-      case 't':
-        take(token, TokenType::BooleanToken, "true");
-        break;
-      case 'f':
-        take(token, TokenType::BooleanToken, "false");
-        break;
-      case 'n':
-        take(token, TokenType::NullToken, "null");
-        break;
-      default:
-        takeNumber(token);
-    }
-    token.end = position_;
-    return token;
-  }
-
-  void expect(std::string_view expected) {
-    for (const char c : expected) {
-      if (atEnd() || peek() != c) {
-        fail("Expected string: " + std::string(expected));
-      }
-      ++position_;
-    }
-  }
-
-  void take(Token& token, TokenType type, std::string_view expected) {
-    expect(expected);
-    token.type = type;
-  }
-
-  // A run of characters that occur in numbers. Whether they make one is seen when the token is used.
-  void takeNumber(Token& token) {
-    static constexpr std::string_view kNumberCharacters = "0123456789.eE-+";
-    if (peek() != '-' && !isAsciiDigit(peek())) {
-      fail(std::string("Unexpected character in stream: ") + peek());
-    }
-    token.type = TokenType::NumberToken;
-    position_ = std::min(text_.find_first_not_of(kNumberCharacters, position_), text_.size());
-  }
-
-  // The escapes are checked now, and read again when the token is used: most strings have none.
-  void takeString(Token& token) {
-    token.type = TokenType::StringToken;
-    expect("\"");
-    for (position_ += plainLength(text_.substr(position_)); !atEnd() && peek() == '\\';
-         position_ += plainLength(text_.substr(position_))) {
-      ++position_;
-      if (!atEnd()) {
-        std::string ignored;
-        position_ = EscapeReader(text_, position_).read(ignored);
-        token.hasEscapes = true;
-      }
-    }
-    expect("\"");
-  }
-
-  std::string_view text_;
-  std::size_t position_ = 0;
-};
+constexpr const ByteTraits& traitsOf(char c) {
+  return kTraits[static_cast<unsigned char>(c)];
+}
 
 }  // namespace
 
@@ -232,26 +83,147 @@ Reader::Location locationOf(std::string_view text, std::size_t offset) {
   return location;
 }
 
-std::vector<Token> scan(std::string_view text) {
-  return Scanner(text).scan();
+void Scanner::fail(const std::string& message) const {
+  throw Reader::ScanException(message, locationOf(text_, offset()));
 }
 
-std::string stringValue(std::string_view text, const Token& token) {
-  const std::size_t first = token.begin + 1;
-  const std::size_t end = token.end - 1;
-  if (!token.hasEscapes) {
-    return std::string(text.substr(first, end - first));
+void Scanner::failAtEscape(char escape) const {
+  fail(std::string("Unrecognized escape sequence found in string: \\") + escape);
+}
+
+Token Scanner::takeToken() {
+  Token token;
+  token.begin = offset();
+  const char* const first = next_;
+  switch (*next_) {
+    case '{':
+    case '}':
+    case '[':
+    case ']':
+    case ',':
+    case ':':
+      ++next_;
+      break;
+    case '"':
+      token.value = takeString();
+      token.end = offset();
+      return token;
+    case 't':
+      takeWord("true");
+      break;
+    case 'f':
+      takeWord("false");
+      break;
+    case 'n':
+      takeWord("null");
+      break;
+    default:
+      takeNumber();
   }
-  std::string value;
-  for (std::size_t position = first; position < end;) {
-    const std::size_t plain = plainLength(text.substr(position, end - position));
-    value += text.substr(position, plain);
-    position += plain;
-    if (position < end) {
-      position = EscapeReader(text, position + 1).read(value);
+  token.end = offset();
+  token.value = {first, token.end - token.begin};
+  return token;
+}
+
+void Scanner::takeWord(std::string_view word) {
+  for (const char c : word) {
+    if (next_ == last_ || *next_ != c) {
+      fail("Expected string: " + std::string(word));
+    }
+    ++next_;
+  }
+}
+
+std::string_view Scanner::takeNumber() {
+  const char* const first = next_;
+  if (*first != '-' && (*first < '0' || *first > '9')) {
+    fail(std::string("Unexpected character in stream: ") + *first);
+  }
+  while (next_ != last_ && traitsOf(*next_).isInNumbers) {
+    ++next_;
+  }
+  return {first, static_cast<std::size_t>(next_ - first)};
+}
+
+// Control characters are let through here; the checker, which sees a response first, does not.
+std::string_view Scanner::takeUnusualString(const char* plainEnd) {
+  const char* const first = next_ + 1;
+  const char* end = plainEnd;
+  while (end != last_ && *end != '"' && *end != '\\') {
+    end = endOfPlain(end + 1, last_);
+  }
+  if (end != last_ && *end == '\\') {
+    return takeStringWithEscapes(first, end);
+  }
+  next_ = end;
+  takeWord("\"");
+  return {first, static_cast<std::size_t>(end - first)};
+}
+
+std::string_view Scanner::takeStringWithEscapes(const char* first, const char* backslash) {
+  if (!values_) {
+    values_ = std::make_unique_for_overwrite<char[]>(static_cast<std::size_t>(last_ - first));
+    valuesEnd_ = values_.get();
+  }
+  char* const value = valuesEnd_;
+  char* target = std::copy(first, backslash, value);
+  next_ = backslash;
+  while (next_ != last_ && *next_ != '"') {
+    if (*next_ == '\\') {
+      ++next_;
+      target = next_ != last_ ? takeEscape(target) : target;
+    } else {
+      *target++ = *next_++;
+      next_ = copyPlain(next_, last_, target);
     }
   }
-  return value;
+  takeWord("\"");
+  valuesEnd_ = target;
+  return {value, static_cast<std::size_t>(target - value)};
+}
+
+// Behind the backslash. A pair of surrogates is one character, and two escapes.
+char* Scanner::takeEscape(char* target) {
+  const char escape = *next_;
+  if (const char meaning = traitsOf(escape).meaning; meaning != '\0') {
+    ++next_;
+    *target = meaning;
+    return target + 1;
+  }
+  if (escape != 'u') {
+    failAtEscape(escape);
+  }
+  ++next_;
+  return takeUnicodeEscape(target);
+}
+
+// A surrogate without its other half is no character.
+char* Scanner::takeUnicodeEscape(char* target) {
+  std::uint32_t unit = takeCodeUnit();
+  while (isHighSurrogate(unit) && last_ - next_ >= 2 && next_[0] == '\\' && next_[1] == 'u') {
+    next_ += 2;
+    const std::uint32_t second = takeCodeUnit();
+    if (isLowSurrogate(second)) {
+      return putUtf8(target, 0x10000U + ((unit - 0xD800U) << 10U) + (second - 0xDC00U));
+    }
+    target = putUtf8(target, kReplacementCharacter);
+    unit = second;
+  }
+  const bool isLone = isHighSurrogate(unit) || isLowSurrogate(unit);
+  return putUtf8(target, isLone ? kReplacementCharacter : unit);
+}
+
+std::uint32_t Scanner::takeCodeUnit() {
+  std::uint32_t unit = 0;
+  for (int i = 0; i < 4; ++i) {
+    const std::uint8_t digit = next_ != last_ ? traitsOf(*next_).digit : ByteTraits::kNoDigit;
+    if (digit == ByteTraits::kNoDigit) {
+      failAtEscape('u');
+    }
+    ++next_;
+    unit = unit * 16U + digit;
+  }
+  return unit;
 }
 
 }  // namespace json

@@ -1,44 +1,97 @@
-// Cuts JSON text into tokens, for the reader. Tokens are offsets into the text, which must outlive them.
+// Takes JSON text apart into tokens, one after another, and gives what each stands for. Strings without
+// escapes are views of the text itself; those with escapes are views of a memory of their own, made once for
+// all of them. The text must outlive both.
 #pragma once
 
+#include "json/plain_text.h"
 #include "json/reader.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
+#include <utility>
 
 namespace json {
 
-enum class TokenType : std::uint8_t {
-  ObjectBegin,
-  ObjectEnd,
-  ArrayBegin,
-  ArrayEnd,
-  Comma,
-  Colon,
-  StringToken,
-  NumberToken,
-  BooleanToken,
-  NullToken
-};
-
-// A token's place in the text, as offsets. A string's quotes belong to it.
+// A token's place in the text, as offsets, and what it stands for: a string's value, or the bytes of any
+// other token. A string's quotes belong to its place.
 struct Token {
-  TokenType type = TokenType::NullToken;
-  bool hasEscapes = false;
   std::size_t begin = 0;
   std::size_t end = 0;
+  std::string_view value;
 };
 
 // The line and column of an offset. Counted only when they are needed, which is for an error.
 Reader::Location locationOf(std::string_view text, std::size_t offset);
 
-// All tokens of the text. Throws Reader::ScanException at the first byte that belongs to none.
-std::vector<Token> scan(std::string_view text);
+// Every take...() throws Reader::ScanException at the first byte that does not fit.
+class Scanner {
+ public:
+  // The memory of the strings that hold escapes.
+  using Values = std::unique_ptr<char[]>;
 
-// What a string token stands for.
-std::string stringValue(std::string_view text, const Token& token);
+  explicit Scanner(std::string_view text, std::size_t offset = 0)
+      : text_(text), next_(text.data() + offset), last_(text.data() + text.size()) {}
+
+  // Goes to the next token, which begins with the next byte that is no blank. False when there is none.
+  bool skipBlanks() {
+    while (next_ != last_ && (*next_ == ' ' || *next_ == '\t' || *next_ == '\n' || *next_ == '\r')) {
+      ++next_;
+    }
+    return next_ != last_;
+  }
+  // The same; gives the byte, or 0, which begins no token, when there is none.
+  char peek() { return skipBlanks() ? *next_ : '\0'; }
+
+  std::size_t offset() const { return static_cast<std::size_t>(next_ - text_.data()); }
+  std::string_view text() const { return text_; }
+
+  // Takes a token of one byte, if it is the next one.
+  bool takeIf(char token) {
+    const bool found = peek() == token;
+    next_ += found ? 1 : 0;
+    return found;
+  }
+
+  // The next token, after peek() has shown it to be one of that kind.
+  std::string_view takeString() {
+    const char* const first = next_ + 1;
+    const char* const end = endOfPlain(first, last_);
+    if (end == last_ || *end != '"') {
+      return takeUnusualString(end);
+    }
+    next_ = end + 1;
+    return {first, static_cast<std::size_t>(end - first)};
+  }
+  // A run of bytes that occur in numbers. Whether they make one is the parser's to say.
+  std::string_view takeNumber();
+  void takeWord(std::string_view word);
+
+  // The next token of whatever kind, after skipBlanks().
+  Token takeToken();
+
+  // Hands over what the strings with escapes are views of.
+  Values releaseValues() { return std::move(values_); }
+
+ private:
+  [[noreturn]] void fail(const std::string& message) const;
+  [[noreturn]] void failAtEscape(char escape) const;
+
+  // A string that is not plain up to its quote; plainEnd is how far it is.
+  std::string_view takeUnusualString(const char* plainEnd);
+  std::string_view takeStringWithEscapes(const char* first, const char* backslash);
+  char* takeEscape(char* target);
+  char* takeUnicodeEscape(char* target);
+  std::uint32_t takeCodeUnit();
+
+  std::string_view text_;
+  const char* next_;
+  const char* last_;
+  // No value is longer than its string, so what is left of the text at the first one has room for all.
+  Values values_;
+  char* valuesEnd_ = nullptr;
+};
 
 }  // namespace json

@@ -17,6 +17,7 @@
 #include <windows.h>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace {
 
@@ -63,12 +64,13 @@ const char* textForLog(const char* text) {
   return text != nullptr ? text : "(null)";
 }
 
-int copyTextResult(const std::string& text, char* buffer, int size) {
+template <typename Text>
+int copyTextResult(const Text& text, char* buffer, int size) {
   return copyOut(text, buffer, size) == CopyOut::TooSmall ? KX_FAILED : sizeWithTerminator(text);
 }
 
 // Copies one of the two texts of kx_GetLastPerformance. The size is written back only when it was asked for.
-int copyPerformanceText(const std::string& text, char* buffer, int* size) {
+int copyPerformanceText(std::string_view text, char* buffer, int* size) {
   switch (copyOut(text, buffer, *size)) {
     case CopyOut::SizeAsked:
       *size = sizeWithTerminator(text);
@@ -222,9 +224,9 @@ int kx_TakeBrowserScreenshot(int context, const char* path, int type, int timeou
 
 int kx_GetLastExtract(int context, char* buffer, int size, int index) {
   return withBrowser(kGetLastExtract, context, {}, [&](const ContextRecord& record) {
-    const std::string text = record.instance->extract(index);
+    const JoinedText text = record.instance->extract(index);
     const int result = copyTextResult(text, buffer, size);
-    return text.empty() && result != KX_FAILED ? 0 : result;
+    return text.size() == 0 && result != KX_FAILED ? 0 : result;
   });
 }
 

@@ -5,6 +5,7 @@
 #include <array>
 #include <limits>
 #include <string>
+#include <string_view>
 
 namespace {
 
@@ -44,6 +45,20 @@ TEST(CopyOut, ASizeThatNoIntHoldsSaturates) {
   EXPECT_EQ(sizeWithTerminator({&text, kMost}), kLargest);
   EXPECT_EQ(sizeWithTerminator({&text, kMost + 1}), kLargest);
   EXPECT_EQ(sizeWithTerminator({&text, 3 * kMost}), kLargest);
+}
+
+TEST(CopyOut, TextsThatAreJoinedAreCopiedByTheSameRule) {
+  constexpr std::array<std::string_view, 2> kParts = {"ab", "c"};
+  const JoinedText text(kParts, 3);
+  Buffer tooSmall;
+  Buffer buffer;
+
+  EXPECT_EQ(sizeWithTerminator(text), 13);
+  EXPECT_EQ(copyOut(text, nullptr, 0), CopyOut::SizeAsked);
+  EXPECT_EQ(copyOut(text, tooSmall.bytes.data(), 12), CopyOut::TooSmall);
+  EXPECT_EQ(tooSmall.text(), kUntouched);
+  EXPECT_EQ(copyOut(text, buffer.bytes.data(), 13), CopyOut::Copied);
+  EXPECT_EQ(buffer.text(), copied("ab[EXTRACT]c"));
 }
 
 TEST(CopyOut, ANullBufferOnlyAsksWhateverTheSize) {

@@ -15,7 +15,7 @@ constexpr char kEverything[] = R"({"status":"OK","errorCode":1,"extractData":["o
   "lastPerformance":[{"name":"n1","value":"v1"},{"name":"n2","value":"v2"}],"waitForProcessId":77,"profilerData":"data"})";
 
 std::string entryText(const PerformanceEntry* entry) {
-  return entry != nullptr ? entry->name + "=" + entry->value : "none";
+  return entry != nullptr ? std::string(entry->name) + "=" + std::string(entry->value) : "none";
 }
 
 TEST(FreshInstance, KnowsItsTypeAndNothingElse) {
@@ -24,7 +24,7 @@ TEST(FreshInstance, KnowsItsTypeAndNothingElse) {
   EXPECT_EQ(browser.browserType(), "cr");
   EXPECT_EQ(browser.errorNumber(), 0);
   EXPECT_EQ(browser.errorText(), "");
-  EXPECT_EQ(browser.extract(0), "");
+  EXPECT_EQ(browser.extract(0).toString(), "");
   EXPECT_EQ(browser.performanceEntry(1), nullptr);
   EXPECT_EQ(browser.profilerData(), "");
   EXPECT_EQ(browser.browserProcessId(), 0U);
@@ -263,7 +263,7 @@ TEST(Play, ReplacesWhatThePlayBeforeItLeft) {
 
   browser.play("m", 5);
 
-  EXPECT_EQ(browser.extract(0), "new");
+  EXPECT_EQ(browser.extract(0).toString(), "new");
   EXPECT_EQ(entryText(browser.performanceEntry(1)), "n=v");
   EXPECT_EQ(browser.performanceEntry(2), nullptr);
   EXPECT_EQ(browser.profilerData(), "");
@@ -277,7 +277,7 @@ TEST(Play, AFailedExchangeLeavesNothingOfThePlayBeforeIt) {
 
   browser.play("m", 5);
 
-  EXPECT_EQ(browser.extract(0), "");
+  EXPECT_EQ(browser.extract(0).toString(), "");
   EXPECT_EQ(browser.performanceEntry(1), nullptr);
   EXPECT_EQ(browser.profilerData(), "");
   EXPECT_EQ(browser.waitForProcessId(), 77U);
@@ -291,7 +291,7 @@ TEST(Play, OtherResponsesAddToWhatItLeft) {
 
   browser.display("m", 5);
 
-  EXPECT_EQ(browser.extract(0), "one[EXTRACT]two[EXTRACT]three[EXTRACT]four");
+  EXPECT_EQ(browser.extract(0).toString(), "one[EXTRACT]two[EXTRACT]three[EXTRACT]four");
   EXPECT_EQ(entryText(browser.performanceEntry(3)), "n3=v3");
   EXPECT_EQ(browser.profilerData(), "");
   EXPECT_EQ(browser.waitForProcessId(), 0U);
@@ -303,50 +303,50 @@ TEST(Extract, ZeroAndMinusOneGiveAllOfThemJoined) {
   FakeBrowser browser;
   browser.receive(kEverything);
 
-  EXPECT_EQ(browser.extract(0), "one[EXTRACT]two[EXTRACT]three");
-  EXPECT_EQ(browser.extract(-1), "one[EXTRACT]two[EXTRACT]three");
+  EXPECT_EQ(browser.extract(0).toString(), "one[EXTRACT]two[EXTRACT]three");
+  EXPECT_EQ(browser.extract(-1).toString(), "one[EXTRACT]two[EXTRACT]three");
 }
 
 TEST(Extract, FromOneUpEachIndexGivesOne) {
   FakeBrowser browser;
   browser.receive(kEverything);
 
-  EXPECT_EQ(browser.extract(1), "one");
-  EXPECT_EQ(browser.extract(2), "two");
-  EXPECT_EQ(browser.extract(3), "three");
+  EXPECT_EQ(browser.extract(1).toString(), "one");
+  EXPECT_EQ(browser.extract(2).toString(), "two");
+  EXPECT_EQ(browser.extract(3).toString(), "three");
 }
 
 TEST(Extract, AnyOtherIndexGivesNothing) {
   FakeBrowser browser;
   browser.receive(kEverything);
 
-  EXPECT_EQ(browser.extract(4), "");
-  EXPECT_EQ(browser.extract(-2), "");
-  EXPECT_EQ(browser.extract(std::numeric_limits<int>::max()), "");
-  EXPECT_EQ(browser.extract(std::numeric_limits<int>::min()), "");
+  EXPECT_EQ(browser.extract(4).toString(), "");
+  EXPECT_EQ(browser.extract(-2).toString(), "");
+  EXPECT_EQ(browser.extract(std::numeric_limits<int>::max()).toString(), "");
+  EXPECT_EQ(browser.extract(std::numeric_limits<int>::min()).toString(), "");
 }
 
 TEST(Extract, WithoutExtractsEveryIndexGivesNothing) {
   const FakeBrowser browser;
 
-  EXPECT_EQ(browser.extract(0), "");
-  EXPECT_EQ(browser.extract(-1), "");
-  EXPECT_EQ(browser.extract(1), "");
+  EXPECT_EQ(browser.extract(0).toString(), "");
+  EXPECT_EQ(browser.extract(-1).toString(), "");
+  EXPECT_EQ(browser.extract(1).toString(), "");
 }
 
 TEST(Extract, EmptyExtractsAreSeparatedToo) {
   FakeBrowser browser;
   browser.receive(R"({"extractData":["",""]})");
 
-  EXPECT_EQ(browser.extract(0), "[EXTRACT]");
-  EXPECT_EQ(browser.extract(1), "");
+  EXPECT_EQ(browser.extract(0).toString(), "[EXTRACT]");
+  EXPECT_EQ(browser.extract(1).toString(), "");
 }
 
 TEST(Extract, ASingleOneHasNoSeparator) {
   FakeBrowser browser;
   browser.receive(R"({"extractData":["x"]})");
 
-  EXPECT_EQ(browser.extract(0), "x");
+  EXPECT_EQ(browser.extract(0).toString(), "x");
 }
 
 TEST(Performance, EntriesAreCountedFromOne) {

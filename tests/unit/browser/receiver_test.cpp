@@ -21,9 +21,10 @@ bool feed(FakeBrowser& browser, std::string_view piece) {
 std::string describe(const FakeBrowser& browser) {
   const PerformanceEntry* entry = browser.performanceEntry(1);
   return std::to_string(browser.errorNumber()) + " '" + browser.errorText() + "' extracts '" +
-         browser.extract(0) + "' performance " +
-         (entry != nullptr ? entry->name + "=" + entry->value : "none") + " wait " +
-         std::to_string(browser.waitForProcessId()) + " profiler '" + browser.profilerData() + "'";
+         browser.extract(0).toString() + "' performance " +
+         (entry != nullptr ? std::string(entry->name) + "=" + std::string(entry->value) : "none") + " wait " +
+         std::to_string(browser.waitForProcessId()) + " profiler '" + std::string(browser.profilerData()) +
+         "'";
 }
 
 constexpr char kTakenOver[] = "1 'OK' extracts 'a[EXTRACT]b' performance none wait 0 profiler '{}[]\"'";
@@ -489,8 +490,8 @@ TEST(HandledResponse, AnExtractThatIsANumberIsAnEmptyExtract) {
 
   browser.receive(R"({"extractData":["a",5,"b"]})");
 
-  EXPECT_EQ(browser.extract(0), "a[EXTRACT][EXTRACT]b");
-  EXPECT_EQ(browser.extract(2), "");
+  EXPECT_EQ(browser.extract(0).toString(), "a[EXTRACT][EXTRACT]b");
+  EXPECT_EQ(browser.extract(2).toString(), "");
 }
 
 TEST(HandledResponse, TextsMayHoldAnyCharacter) {
@@ -503,20 +504,68 @@ TEST(HandledResponse, TextsMayHoldAnyCharacter) {
   EXPECT_EQ(browser.errorText(), std::string("\0\xC3\xA9\xF0\x9F\x98\x80 \xC3\xA9", 10));
 }
 
+// ---- texts that stay ----
+
+TEST(KeptText, ExtractsOutliveTheResponsesBehindThem) {
+  FakeBrowser browser;
+  browser.receive(
+      R"({"extractData":["first","se\u0063ond"],"lastPerformance":[{"name":"n\n","value":"v"}]})");
+
+  for (int i = 0; i < 20; ++i) {
+    browser.receive(R"({"status":"x","profilerData":")" + std::string(100, 'p') + "\"}");
+  }
+  browser.receive(R"({"extractData":["third"],"profilerData":"last"})");
+
+  EXPECT_EQ(describe(browser),
+            "0 '' extracts 'first[EXTRACT]second[EXTRACT]third' performance n\n=v wait 0 profiler 'last'");
+}
+
+TEST(KeptText, ProfilerDataGoesWithTheResponseBehindIt) {
+  FakeBrowser browser;
+  browser.receive(R"({"profilerData":"one"})");
+
+  browser.receive(R"({"status":"two"})");
+
+  EXPECT_EQ(describe(browser), "0 'two' extracts '' performance none wait 0 profiler ''");
+}
+
+TEST(KeptText, APlayReusesTheBufferOfTheOneBeforeWhateverTheSizes) {
+  FakeBrowser browser;
+  for (const std::size_t size : {10U, 1000000U, 10U, 300000U, 2000000U, 0U, 5U}) {
+    const std::string data(size, 'd');
+    browser.answer(R"({"status":"OK","errorCode":1,"extractData":["e"],"profilerData":")" + data + "\"}");
+
+    EXPECT_TRUE(browser.play("m", 5));
+
+    EXPECT_EQ(browser.profilerData(), data);
+    EXPECT_EQ(browser.extract(0).toString(), "e");
+  }
+}
+
+TEST(KeptText, ARefusedResponseLeavesWhatWasThere) {
+  EarlierResponse browser;
+
+  for (int i = 0; i < 20; ++i) {
+    browser.receive(R"({"extractData":["x\n"],"profilerData":"y","a":1,"a":2})");
+  }
+
+  EXPECT_EQ(describe(browser), kBefore);
+}
+
 // ---- fields that fail ----
 
-void failToRead(json::UnknownElement& /*member*/, Response& response) {
-  response.extracts.emplace_back("x");
+void failToTake(Response& /*received*/, Response& gathered) {
+  gathered.extracts.add("x");
   throw json::Exception("broken field");
 }
 
 TEST(FailingField, ThatIsNotOptionalIsTheInstancesError) {
   const LogCapture log;
   EarlierResponse browser;
-  json::Object object;
-  constexpr std::array<ResponseField, 1> kFields = {{{"a", false, failToRead}}};
+  Response received;
+  constexpr std::array<ResponseField, 1> kFields = {{{"a", false, nullptr, failToTake}}};
 
-  browser.takeOver(object, kFields);
+  browser.takeOver(received, kFields);
 
   EXPECT_EQ(browser.errorNumber(), -1);
   EXPECT_EQ(browser.errorText(), kMalformedText);
@@ -526,10 +575,10 @@ TEST(FailingField, ThatIsNotOptionalIsTheInstancesError) {
 TEST(FailingField, ThatIsOptionalIsAbandonedSilently) {
   const LogCapture log;
   EarlierResponse browser;
-  json::Object object;
-  constexpr std::array<ResponseField, 1> kFields = {{{"a", true, failToRead}}};
+  Response received;
+  constexpr std::array<ResponseField, 1> kFields = {{{"a", true, nullptr, failToTake}}};
 
-  browser.takeOver(object, kFields);
+  browser.takeOver(received, kFields);
 
   EXPECT_EQ(describe(browser), "7 'before' extracts 'e[EXTRACT]x' performance n=v wait 42 profiler 'p'");
   EXPECT_EQ(log.text(), "");

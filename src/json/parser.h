@@ -1,0 +1,117 @@
+// Goes through JSON text once and hands its content to whoever wants it, without building anything: the
+// caller asks what the next element is and takes it, or skips it. It sees to the order of tokens, to names
+// given twice in one object, and to the depth. Texts are views as the scanner gives them.
+//
+// Everything that is wrong ends in one of the reader's two exceptions. When tokens stand in a wrong order,
+// the rest of the text is scanned before that is thrown, since a ScanException goes before a ParseException.
+#pragma once
+
+#include "json/member_names.h"
+#include "json/scanner.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace json {
+
+enum class ElementType : std::uint8_t {
+  ObjectElement,
+  ArrayElement,
+  StringElement,
+  NumberElement,
+  BooleanElement,
+  NullElement
+};
+
+class Parser {
+ public:
+  explicit Parser(std::string_view text) : scanner_(text) {}
+
+  // The type of the element that comes next. One of its type's functions, or skip(), takes it.
+  ElementType next();
+
+  // Calls onMember for each member with its name; onMember takes the member's element.
+  template <typename OnMember>
+  void readObject(OnMember onMember) {
+    enter('{');
+    MemberNames names(openNames_);
+    if (!scanner_.takeIf('}')) {
+      do {
+        expect('"');
+        const std::size_t begin = scanner_.offset();
+        const std::string_view name = scanner_.takeString();
+        const std::size_t end = scanner_.offset();
+        take(':');
+        onMember(name);
+        if (!names.add(name)) {
+          fail("Duplicate object member token: " + std::string(name), {begin, end, name});
+        }
+      } while (scanner_.takeIf(','));
+      take('}');
+    }
+    --depth_;
+  }
+
+  // Calls onItem for each item; onItem takes it.
+  template <typename OnItem>
+  void readArray(OnItem onItem) {
+    enter('[');
+    if (!scanner_.takeIf(']')) {
+      do {
+        onItem();
+      } while (scanner_.takeIf(','));
+      take(']');
+    }
+    --depth_;
+  }
+
+  std::string_view readString() {
+    expect('"');
+    return scanner_.takeString();
+  }
+  double readNumber();
+  bool readBoolean();
+  void readNull();
+
+  void skip();
+
+  // Nothing but blanks may follow.
+  void readEnd();
+
+  // Hands over what the strings with escapes are views of.
+  Scanner::Values releaseValues() { return scanner_.releaseValues(); }
+
+ private:
+  void enter(char open) {
+    expect(open);
+    if (depth_ == Reader::kMaxNesting) {
+      fail("Nesting too deep", {scanner_.offset(), scanner_.offset() + 1, {}});
+    }
+    ++depth_;
+    scanner_.takeIf(open);
+  }
+  void expect(char token) {
+    if (scanner_.peek() != token) {
+      failAtNextToken("Unexpected token: ");
+    }
+  }
+  void take(char token) {
+    if (!scanner_.takeIf(token)) {
+      failAtNextToken("Unexpected token: ");
+    }
+  }
+  std::string_view takeNumber();
+
+  // Scans what is left, and throws.
+  [[noreturn]] void fail(const std::string& message, const Token& token);
+  [[noreturn]] void failAtNextToken(const std::string& message);
+
+  Scanner scanner_;
+  std::vector<std::string_view> openNames_;
+  int depth_ = 0;
+};
+
+}  // namespace json
