@@ -3,13 +3,11 @@
 #include "json/reader.h"
 #include "log/log.h"
 
-#include <sstream>
 #include <utility>
 #include <vector>
 
 namespace {
 
-constexpr char kExtractSeparator[] = "[EXTRACT]";
 constexpr int kCaptureWebPage = 1;
 
 // Hosts compare this text; its spelling stays.

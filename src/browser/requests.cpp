@@ -2,7 +2,6 @@
 
 #include "json/writer.h"
 
-#include <sstream>
 #include <utility>
 
 namespace {
@@ -60,9 +59,5 @@ json::Object exitRequest() {
 }
 
 std::string requestText(const json::Object& request) {
-  std::ostringstream stream;
-  // A stream keeps lack of memory to itself otherwise, and a part of the request would go out.
-  stream.exceptions(std::ios::badbit);
-  json::Writer::Write(request, stream);
-  return std::move(stream).str();
+  return json::Writer::Text(request);
 }

@@ -39,6 +39,7 @@ Array::const_iterator Array::End() const {
 Object::Object() = default;
 Object::Object(const Object& other)
     : members_(other.members_),
+      isSorted_(other.isSorted_),
       positions_(other.positions_ ? std::make_unique<Positions>(*other.positions_) : nullptr) {}
 Object::Object(Object&& other) noexcept = default;
 Object& Object::operator=(const Object& other) {
@@ -76,10 +77,23 @@ UnknownElement& Object::operator[](const std::string& name) {
   return members_[position].element;
 }
 
+bool Object::goesBehindAll(const std::string& name) const {
+  return members_.empty() || members_.back().name < name;
+}
+
 std::size_t Object::find(const std::string& name) const {
+  if (isSorted_ && goesBehindAll(name)) {
+    return members_.size();
+  }
   if (positions_) {
     const auto found = positions_->find(name);
     return found != positions_->end() ? found->second : members_.size();
+  }
+  if (isSorted_) {
+    const auto place =
+        std::lower_bound(members_.begin(), members_.end(), name,
+                         [](const Member& member, const std::string& n) { return member.name < n; });
+    return place->name == name ? static_cast<std::size_t>(place - members_.begin()) : members_.size();
   }
   const auto found = std::find_if(members_.begin(), members_.end(),
                                   [&name](const Member& member) { return member.name == name; });
@@ -88,10 +102,11 @@ std::size_t Object::find(const std::string& name) const {
 
 void Object::append(Member member) {
   constexpr std::size_t kFewMembers = 16;
+  isSorted_ = isSorted_ && goesBehindAll(member.name);
   members_.push_back(std::move(member));
   if (positions_) {
     positions_->emplace(members_.back().name, members_.size() - 1);
-  } else if (members_.size() > kFewMembers) {
+  } else if (!isSorted_ && members_.size() > kFewMembers) {
     positions_ = std::make_unique<Positions>();
     for (std::size_t i = 0; i < members_.size(); ++i) {
       positions_->emplace(members_[i].name, i);

@@ -101,8 +101,11 @@ class Object {
   // The position of a member, or the number of members when there is none of that name.
   std::size_t find(const std::string& name) const;
   void append(Member member);
+  bool goesBehindAll(const std::string& name) const;
 
   std::vector<Member> members_;
+  // Whether the names ascend, as those of macro variables do: then they are their own table.
+  bool isSorted_ = true;
   // Where each name stands. Made only once there are too many members to look at one after another.
   std::unique_ptr<Positions> positions_;
 };

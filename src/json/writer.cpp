@@ -18,7 +18,7 @@ constexpr std::string_view kEscapes = "btnfr\"\\";
 
 class TextForm {
  public:
-  explicit TextForm(std::ostream& stream) : stream_(stream) {}
+  explicit TextForm(std::string& text) : text_(text) {}
 
   void write(const UnknownElement& element) {
     std::visit([this](const auto& held) { write(held); }, element.Held());
@@ -26,7 +26,9 @@ class TextForm {
 
   void write(const Object& object) {
     writeContainer(object, '{', '}', [this](const Member& member) {
-      stream_ << '"' << member.name << "\" : ";
+      text_ += '"';
+      text_ += member.name;
+      text_ += "\" : ";
       write(member.element);
     });
   }
@@ -35,14 +37,17 @@ class TextForm {
     writeContainer(array, '[', ']', [this](const UnknownElement& element) { write(element); });
   }
 
-  void write(const String& text) {
-    stream_ << '"';
-    std::string_view rest = text.Value();
+  void write(const String& string) {
+    text_ += '"';
+    std::string_view rest = string.Value();
     for (std::size_t plain = plainLength(rest); plain < rest.size(); plain = plainLength(rest)) {
-      stream_ << rest.substr(0, plain) << '\\' << kEscapes[kEscaped.find(rest[plain])];
+      text_ += rest.substr(0, plain);
+      text_ += '\\';
+      text_ += kEscapes[kEscaped.find(rest[plain])];
       rest.remove_prefix(plain + 1);
     }
-    stream_ << rest << '"';
+    text_ += rest;
+    text_ += '"';
   }
 
   void write(const Number& number) {
@@ -50,36 +55,32 @@ class TextForm {
     std::array<char, 64> digits{};
     const auto result = std::to_chars(digits.data(), digits.data() + digits.size(), number.Value(),
                                       std::chars_format::general, kNumberDigits);
-    stream_ << std::string_view(digits.data(), static_cast<std::size_t>(result.ptr - digits.data()));
+    text_.append(digits.data(), result.ptr);
   }
 
-  void write(const Boolean& boolean) { stream_ << (boolean.Value() ? "true" : "false"); }
+  void write(const Boolean& boolean) { text_ += boolean.Value() ? "true" : "false"; }
 
-  void write(const Null&) { stream_ << "null"; }
+  void write(const Null&) { text_ += "null"; }
 
  private:
   template <typename Container, typename WriteItem>
   void writeContainer(const Container& container, char open, char close, WriteItem writeItem) {
-    stream_ << open;
+    text_ += open;
     if (!container.Empty()) {
       ++depth_;
       for (auto item = container.Begin(); item != container.End(); ++item) {
-        stream_ << (item == container.Begin() ? "\n" : ",\n");
+        text_ += item == container.Begin() ? "\n" : ",\n";
         indent();
         writeItem(*item);
       }
       --depth_;
-      stream_ << '\n';
+      text_ += '\n';
       indent();
     }
-    stream_ << close;
+    text_ += close;
   }
 
-  void indent() {
-    for (int i = 0; i < depth_; ++i) {
-      stream_ << ' ';
-    }
-  }
+  void indent() { text_.append(depth_, ' '); }
 
   // How many bytes at the beginning are written as they are.
   static std::size_t plainLength(std::string_view text) {
@@ -89,18 +90,29 @@ class TextForm {
   // A quicker kEscaped.find().
   static bool isEscaped(char c) { return c == '"' || c == '\\' || (c >= '\b' && c <= '\r' && c != '\v'); }
 
-  std::ostream& stream_;
-  int depth_ = 0;
+  std::string& text_;
+  std::size_t depth_ = 0;
 };
+
+template <typename Element>
+std::string textOf(const Element& element) {
+  std::string text;
+  TextForm(text).write(element);
+  return text;
+}
 
 }  // namespace
 
 void Writer::Write(const UnknownElement& element, std::ostream& stream) {
-  TextForm(stream).write(element);
+  stream << textOf(element);
 }
 
 void Writer::Write(const Object& object, std::ostream& stream) {
-  TextForm(stream).write(object);
+  stream << textOf(object);
+}
+
+std::string Writer::Text(const Object& object) {
+  return textOf(object);
 }
 
 }  // namespace json

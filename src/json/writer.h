@@ -6,6 +6,7 @@
 #include "json/elements.h"
 
 #include <ostream>
+#include <string>
 
 namespace json {
 
@@ -13,6 +14,8 @@ class Writer {
  public:
   static void Write(const UnknownElement& element, std::ostream& stream);
   static void Write(const Object& object, std::ostream& stream);
+  // The same text, without a stream on the way.
+  static std::string Text(const Object& object);
 };
 
 }  // namespace json

@@ -139,6 +139,32 @@ TEST(JsonObject, OfAnySizeFindsEveryMember) {
   }
 }
 
+// Members whose names ascend are found in yet another way.
+TEST(JsonObject, WithAscendingNamesFindsEveryMemberUntilOneGoesBetween) {
+  for (int size = 1; size < 40; ++size) {
+    json::Object object;
+    const auto nameOf = [](int i) { return std::to_string(1000 + 10 * i); };
+    for (int i = 0; i < size; ++i) {
+      object[nameOf(i)] = json::Number(i);
+    }
+
+    const auto expectAll = [&] {
+      for (int i = 0; i < size; ++i) {
+        EXPECT_EQ(pictureOf(object[nameOf(i)]), std::to_string(i));
+        EXPECT_THROW(object.Insert({nameOf(i), {}}), json::Exception);
+      }
+    };
+    expectAll();
+    EXPECT_EQ(object.Size(), static_cast<std::size_t>(size));
+    object["1005"] = json::String("between");
+    object["0"] = json::String("before");
+    expectAll();
+    EXPECT_EQ(pictureOf(object["1005"]), "'between'");
+    EXPECT_EQ(pictureOf(object["0"]), "'before'");
+    EXPECT_EQ(object.Size(), static_cast<std::size_t>(size) + 2);
+  }
+}
+
 TEST(JsonObject, OfAnySizeIsCopiedAndMovedWithItsMembers) {
   for (const int size : {1, 16, 17, 40}) {
     json::Object original = largeObject(size);
