@@ -57,25 +57,30 @@ TEST_F(WindowsCalls, AHandshakeAndAnExitMakeTheseCallsAndNoOther) {
   ASSERT_EQ(dll.kxr_Init(counted, "fx", options.c_str(), 0, 30), KX_OK);
   ASSERT_EQ(dll.kxr_Exit(counted, 30), KX_OK);
 
-  EXPECT_EQ(called(counter, 3), (Counts{{"CreateMutexW", 1},
-                                        {"WaitForSingleObject", 1},
-                                        {"ReleaseMutex", 1},
-                                        {"CreateFileW", 1},
-                                        {"SetNamedPipeHandleState", 1},
-                                        {"CreateEventA", 4},
-                                        {"LocalAlloc", 1},
-                                        {"InitializeSecurityDescriptor", 1},
-                                        {"SetSecurityDescriptorDacl", 1},
-                                        {"CreateNamedPipeW", 1},
-                                        {"ConnectNamedPipe", 1},
-                                        {"WriteFile", 3},
-                                        {"ReadFile", 2},
-                                        {"GetNamedPipeInfo", 2},
-                                        {"FlushFileBuffers", 1},
-                                        {"DisconnectNamedPipe", 1},
-                                        {"CloseHandle", 7},
-                                        {"LocalFree", 1},
-                                        {"GetEnvironmentVariableW", 14}}));
+  // The extension's thread may end meanwhile, and the run-time that is linked into the library takes a lock
+  // of its own at the end of every thread.
+  Counts counts = called(counter, 3);
+  counts.erase("EnterCriticalSection");
+  counts.erase("LeaveCriticalSection");
+  EXPECT_EQ(counts, (Counts{{"CreateMutexW", 1},
+                            {"WaitForSingleObject", 1},
+                            {"ReleaseMutex", 1},
+                            {"CreateFileW", 1},
+                            {"SetNamedPipeHandleState", 1},
+                            {"CreateEventA", 4},
+                            {"LocalAlloc", 1},
+                            {"InitializeSecurityDescriptor", 1},
+                            {"SetSecurityDescriptorDacl", 1},
+                            {"CreateNamedPipeW", 1},
+                            {"ConnectNamedPipe", 1},
+                            {"WriteFile", 3},
+                            {"ReadFile", 2},
+                            {"GetNamedPipeInfo", 2},
+                            {"FlushFileBuffers", 1},
+                            {"DisconnectNamedPipe", 1},
+                            {"CloseHandle", 7},
+                            {"LocalFree", 1},
+                            {"GetEnvironmentVariableW", 14}}));
 }
 
 TEST_F(WindowsCalls, ALargeAnswerIsOneReadAndOneSwitchReadPer4096Bytes) {

@@ -22,7 +22,11 @@ std::wstring utf16FromUtf8(std::string_view text) {
     return {};
   }
   const int needed = ::MultiByteToWideChar(CP_UTF8, 0, text.data(), bytes, nullptr, 0);
-  std::wstring wide(static_cast<std::size_t>(std::max(needed, 0)), L'\0');
+  // A second call without room would only tell the size once more.
+  if (needed <= 0) {
+    return {};
+  }
+  std::wstring wide(static_cast<std::size_t>(needed), L'\0');
   const int written = ::MultiByteToWideChar(CP_UTF8, 0, text.data(), bytes, wide.data(), needed);
   wide.resize(static_cast<std::size_t>(std::max(written, 0)));
   return wide;
@@ -35,7 +39,10 @@ std::string utf8FromUtf16(std::wstring_view text) {
     return {};
   }
   const int needed = ::WideCharToMultiByte(CP_UTF8, 0, text.data(), units, nullptr, 0, nullptr, nullptr);
-  std::string narrow(static_cast<std::size_t>(std::max(needed, 0)), '\0');
+  if (needed <= 0) {
+    return {};
+  }
+  std::string narrow(static_cast<std::size_t>(needed), '\0');
   const int written =
       ::WideCharToMultiByte(CP_UTF8, 0, text.data(), units, narrow.data(), needed, nullptr, nullptr);
   narrow.resize(static_cast<std::size_t>(std::max(written, 0)));
