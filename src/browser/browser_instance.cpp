@@ -15,7 +15,7 @@ constexpr char kMalformedResponseText[] = "Cought excpetion while processing res
 
 // A small response must not hold on to the memory that a large one has needed.
 void shrinkIfFarTooLarge(std::vector<char>& bytes) {
-  constexpr std::size_t kAlwaysKept = 64 * 1024;
+  constexpr std::size_t kAlwaysKept = 65536;
   constexpr std::size_t kTooManyTimes = 8;
   if (bytes.capacity() > kAlwaysKept && bytes.capacity() / kTooManyTimes > bytes.size()) {
     bytes = std::vector<char>(bytes);
