@@ -105,6 +105,7 @@ struct WalkedConversation {
 };
 
 // For GoogleTest.
+// NOLINTNEXTLINE(readability-identifier-naming): the name that GoogleTest looks for
 inline void PrintTo(const WalkedConversation& conversation, std::ostream* stream) {
   *stream << conversation.name;
 }
