@@ -62,7 +62,7 @@ std::vector<Row> memoryRows();
 std::vector<Row> plotRows();
 
 // The part of a memory row that runs in a process of its own; see memory_rows.cpp.
-double measureMemory(const std::string& row, const std::string& profile, bool isQuick);
+double measureMemory(const std::string& name, const std::string& profile, bool isQuick);
 
 // A figure that is no time.
 void reportRatio(const std::string& resultFile, const std::string& row, double ratio);

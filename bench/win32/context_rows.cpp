@@ -73,6 +73,7 @@ void filled(Contexts& contexts, int count) {
 void measureTurns(Bench& bench) {
   constexpr int kContexts = 64;
   std::vector<std::unique_ptr<LibraryContext>> contexts;
+  contexts.reserve(kContexts);
   for (int i = 0; i < kContexts; ++i) {
     contexts.push_back(std::make_unique<LibraryContext>(bench.library(), bench.peer().profile()));
   }
@@ -98,6 +99,7 @@ void measureTurns(Bench& bench) {
 template <typename Action>
 void onThreads(int count, Action action) {
   std::vector<std::thread> threads;
+  threads.reserve(static_cast<std::size_t>(count));
   std::vector<std::exception_ptr> failures(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) {
     threads.emplace_back([&action, &failures, i] {

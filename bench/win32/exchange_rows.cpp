@@ -46,7 +46,7 @@ void checkResults(const KxLibrary& library, int context, const ResponseFields& f
     require(library.kx_GetLastPerformance(context, static_cast<int>(i) + 1, name.data(), &nameSize,
                                           value.data(), &valueSize) == KX_OK,
             "a performance entry is missing");
-    require(name.c_str() == fields.performance[i].first && value.c_str() == fields.performance[i].second,
+    require(name.data() == fields.performance[i].first && value.data() == fields.performance[i].second,
             "another performance entry");
   }
 }

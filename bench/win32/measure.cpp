@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 
 namespace {
 
@@ -22,7 +23,7 @@ double microsecondsOf(const Leg& leg, int repeats) {
 
 double quantileOf(std::vector<double> values, double part) {
   std::sort(values.begin(), values.end());
-  return values[static_cast<std::size_t>(static_cast<double>(values.size() - 1) * part + 0.5)];
+  return values[static_cast<std::size_t>(std::lround(static_cast<double>(values.size() - 1) * part))];
 }
 
 }  // namespace

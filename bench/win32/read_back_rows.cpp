@@ -36,8 +36,7 @@ void require(bool isRight, const std::string& what) {
 }
 
 char* append(char* end, const std::string& text) {
-  std::memcpy(end, text.data(), text.size());
-  return end + text.size();
+  return std::copy(text.begin(), text.end(), end);
 }
 
 std::size_t joinByHand(const std::vector<std::string>& extracts, char* buffer) {
@@ -106,6 +105,7 @@ void measureSetVariable(Bench& bench) {
   constexpr int kCount = 1000;
   const LibraryContext context(bench.library(), bench.peer().profile());
   std::vector<std::string> names;
+  names.reserve(kCount);
   for (int i = 0; i < kCount; ++i) {
     names.push_back("variable_" + std::to_string(i));
   }
