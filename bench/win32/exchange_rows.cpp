@@ -3,6 +3,7 @@
 #include "win32/windows_error.h"
 
 #include <cstdint>
+#include <cstring>
 #include <deque>
 #include <iterator>
 #include <memory>
@@ -46,7 +47,8 @@ void checkResults(const KxLibrary& library, int context, const ResponseFields& f
     require(library.kx_GetLastPerformance(context, static_cast<int>(i) + 1, name.data(), &nameSize,
                                           value.data(), &valueSize) == KX_OK,
             "a performance entry is missing");
-    require(name.data() == fields.performance[i].first && value.data() == fields.performance[i].second,
+    require(std::strcmp(name.data(), fields.performance[i].first.c_str()) == 0 &&
+                std::strcmp(value.data(), fields.performance[i].second.c_str()) == 0,
             "another performance entry");
   }
 }
