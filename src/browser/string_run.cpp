@@ -9,7 +9,6 @@
 
 namespace {
 
-constexpr std::string_view kEscapes = "\"\\/bfnrt";
 constexpr std::ptrdiff_t kShortEscape = 2;
 constexpr std::ptrdiff_t kUnicodeEscape = 6;
 
@@ -22,7 +21,7 @@ std::ptrdiff_t escapeLength(const char* first, const char* last) {
   if (last - first < kShortEscape || *first != '\\') {
     return 0;
   }
-  if (kEscapes.find(first[1]) != std::string_view::npos) {
+  if (json::kShortEscapes.find(first[1]) != std::string_view::npos) {
     return kShortEscape;
   }
   const bool isUnicode = first[1] == 'u' && last - first >= kUnicodeEscape &&
@@ -47,7 +46,7 @@ unsigned escapedBytes(unsigned backslashes, unsigned isFirstEscaped) {
 
 unsigned escapeBytes(const json::SixteenBytes& bytes) {
   unsigned found = bytes.equal('u');
-  for (const char escape : kEscapes) {
+  for (const char escape : json::kShortEscapes) {
     found |= bytes.equal(escape);
   }
   return found;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <bit>
+#include <string_view>
 
 #if defined(__SSE2__) || defined(_M_X64)
 #define KX_JSON_SSE2 1
@@ -11,6 +12,9 @@
 #endif
 
 namespace json {
+
+// What may stand behind a backslash as the whole of an escape; a u begins a longer one.
+inline constexpr std::string_view kShortEscapes = "\"\\/bfnrt";
 
 inline bool isPlain(char c) {
   return static_cast<unsigned char>(c) >= 0x20 && c != '"' && c != '\\';

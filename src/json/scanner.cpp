@@ -47,7 +47,6 @@ struct ByteTraits {
 };
 
 consteval std::array<ByteTraits, 256> makeTraits() {
-  constexpr std::string_view kEscapes = "\"\\/bfnrt";
   constexpr std::string_view kMeanings = "\"\\/\b\f\n\r\t";
   std::array<ByteTraits, 256> traits{};
   const auto of = [&traits](char c) -> ByteTraits& { return traits[static_cast<unsigned char>(c)]; };
@@ -55,8 +54,8 @@ consteval std::array<ByteTraits, 256> makeTraits() {
     of("0123456789abcdef"[digit]).digit = digit;
     of("0123456789ABCDEF"[digit]).digit = digit;
   }
-  for (std::size_t i = 0; i < kEscapes.size(); ++i) {
-    of(kEscapes[i]).meaning = kMeanings[i];
+  for (std::size_t i = 0; i < kShortEscapes.size(); ++i) {
+    of(kShortEscapes[i]).meaning = kMeanings[i];
   }
   for (const char c : std::string_view("0123456789.eE-+")) {
     of(c).isInNumbers = true;
