@@ -82,18 +82,18 @@ bool Object::goesBehindAll(const std::string& name) const {
 }
 
 std::size_t Object::find(const std::string& name) const {
-  if (isSorted_ && goesBehindAll(name)) {
-    return members_.size();
-  }
-  if (positions_) {
-    const auto found = positions_->find(name);
-    return found != positions_->end() ? found->second : members_.size();
-  }
   if (isSorted_) {
+    if (goesBehindAll(name)) {
+      return members_.size();
+    }
     const auto place =
         std::lower_bound(members_.begin(), members_.end(), name,
                          [](const Member& member, const std::string& n) { return member.name < n; });
     return place->name == name ? static_cast<std::size_t>(place - members_.begin()) : members_.size();
+  }
+  if (positions_) {
+    const auto found = positions_->find(name);
+    return found != positions_->end() ? found->second : members_.size();
   }
   const auto found = std::find_if(members_.begin(), members_.end(),
                                   [&name](const Member& member) { return member.name == name; });
