@@ -2,6 +2,7 @@
 // few, unless it is given.
 #include "e2e/real_browser.h"
 #include "e2e/real_processes.h"
+#include "support/win32/next_handle.h"
 
 #include <chrono>
 #include <cstdint>
@@ -21,16 +22,15 @@ struct Figures {
   std::size_t realProcesses = 0;
   std::size_t windowsProcesses = 0;
   std::size_t temporaryFiles = 0;
-  // The lowest free value is handed out, so it grows with every handle that is not closed.
-  std::uintptr_t freshHandle = 0;
+  std::uintptr_t nextHandle = 0;
 
   bool operator==(const Figures&) const = default;
 };
 
 std::ostream& operator<<(std::ostream& out, const Figures& figures) {
   return out << figures.realProcesses << " real processes, " << figures.windowsProcesses
-             << " Windows processes, " << figures.temporaryFiles << " temporary files, fresh handle "
-             << figures.freshHandle;
+             << " Windows processes, " << figures.temporaryFiles << " temporary files, next handle "
+             << figures.nextHandle;
 }
 
 std::size_t countWindowsProcesses() {
@@ -51,12 +51,6 @@ std::size_t countFiles(const std::string& folder) {
   return static_cast<std::size_t>(std::distance(begin(files), end(files)));
 }
 
-std::uintptr_t freshHandle() {
-  const HANDLE handle = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-  ::CloseHandle(handle);
-  return reinterpret_cast<std::uintptr_t>(handle);
-}
-
 // Of the real browsers, on the side where they run.
 std::string realTemporaryFolder() {
   return "Z:" + runFolder() + "/real";
@@ -67,7 +61,7 @@ Figures figuresOf(const BrowserUser& user) {
   figures.realProcesses = leftoversOfRun().size();
   figures.windowsProcesses = countWindowsProcesses();
   figures.temporaryFiles = countFiles(user.user().temp()) + countFiles(realTemporaryFolder());
-  figures.freshHandle = freshHandle();
+  figures.nextHandle = nextHandleValue();
   return figures;
 }
 
@@ -81,12 +75,12 @@ TEST_P(LongRun, PlaysAndExitsLeaveEverythingAsItWas) {
 
   for (int round = 1; round <= rounds && !HasFailure(); ++round) {
     SCOPED_TRACE(round);
-    const std::uintptr_t handle = freshHandle();
+    const std::uintptr_t handle = nextHandleValue();
     expectThatItStartsAgain(profile);
     // Which way the library went when a handle stayed.
-    if (freshHandle() != handle) {
-      std::printf("round %d: fresh handle %#zx -> %#zx\n%s\n", round, static_cast<std::size_t>(handle),
-                  static_cast<std::size_t>(freshHandle()), log_.text().c_str());
+    if (nextHandleValue() != handle) {
+      std::printf("round %d: next handle %#zx -> %#zx\n%s\n", round, static_cast<std::size_t>(handle),
+                  static_cast<std::size_t>(nextHandleValue()), log_.text().c_str());
     }
     log_.clear();
   }
@@ -98,8 +92,8 @@ TEST_P(LongRun, PlaysAndExitsLeaveEverythingAsItWas) {
   std::printf("real processes %zu -> %zu, Windows processes %zu -> %zu, temporary files %zu -> %zu, ",
               before.realProcesses, after.realProcesses, before.windowsProcesses, after.windowsProcesses,
               before.temporaryFiles, after.temporaryFiles);
-  std::printf("fresh handle %#zx -> %#zx\n", static_cast<std::size_t>(before.freshHandle),
-              static_cast<std::size_t>(after.freshHandle));
+  std::printf("next handle %#zx -> %#zx\n", static_cast<std::size_t>(before.nextHandle),
+              static_cast<std::size_t>(after.nextHandle));
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 // behind, and that the context can be exited and started again, is asserted for each cell. Browsers that die
 // or are killed, being processes, are in the simulator's tests.
 #include "fault/walk/walked_conversation.h"
+#include "fault/walk/watchdog.h"
 #include "support/win32/golden_log.h"
 
 #include <gtest/gtest.h>

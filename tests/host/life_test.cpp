@@ -1,6 +1,7 @@
 // The library's own life in its host: loading, unloading, the host's end, and the host's locale.
 #include "host/host_test.h"
 #include "host/partner.h"
+#include "support/win32/next_handle.h"
 
 #include <clocale>
 #include <string>
@@ -166,13 +167,6 @@ TEST_F(LocaleOfTheHost, DoesNotChangeHowProfilesAreRead) {
 // A host may run for weeks: what a start takes, an exit gives back.
 class LongLife : public HostTest {
  protected:
-  // Windows hands out the lowest free number, so leaks show as growth.
-  static std::uintptr_t nextHandle() {
-    const HANDLE event = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    ::CloseHandle(event);
-    return reinterpret_cast<std::uintptr_t>(event);
-  }
-
   void startAndExit() {
     FakeExtension extension(defaultPipe("cr"));
     const int context = dll.kx_ContextCreate();
@@ -189,13 +183,13 @@ TEST_F(LongLife, KeepsNoHandleOfBrowsersThatHaveExited) {
   for (int i = 0; i < 3; ++i) {
     startAndExit();
   }
-  const std::uintptr_t before = nextHandle();
+  const std::uintptr_t before = nextHandleValue();
 
   for (int i = 0; i < 30; ++i) {
     startAndExit();
   }
 
-  EXPECT_LT(nextHandle(), before + 30 * sizeof(HANDLE) / 2);
+  EXPECT_LT(nextHandleValue(), before + 30 * sizeof(HANDLE) / 2);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // What a host that lives long cares for: no handle, no process and no connection is left behind, and nothing
 // writes into memory that the library has given back.
 #include "scenario/conversation.h"
+#include "support/win32/next_handle.h"
 
 #include <cstdint>
 #include <vector>
@@ -8,13 +9,6 @@
 namespace {
 
 constexpr int kCycles = 50;
-
-// Windows hands out the lowest free slot, so a value that grows is a handle that was not closed.
-std::uintptr_t nextHandleValue() {
-  const HANDLE event = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-  ::CloseHandle(event);
-  return reinterpret_cast<std::uintptr_t>(event);
-}
 
 class Hygiene : public Conversation {
  protected:

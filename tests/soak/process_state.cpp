@@ -1,5 +1,7 @@
 #include "soak/process_state.h"
 
+#include "support/win32/next_handle.h"
+
 #include <vector>
 
 // These two need the types of windows.h.
@@ -10,12 +12,6 @@ namespace {
 
 // The heap takes areas from the system and splits them up; how they fall differs from run to run.
 constexpr std::size_t kHeapAreas = 512 * 1024;
-
-std::uintptr_t nextHandleValue() {
-  const HANDLE event = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-  ::CloseHandle(event);
-  return reinterpret_cast<std::uintptr_t>(event);
-}
 
 std::size_t privateMemory() {
   PROCESS_MEMORY_COUNTERS_EX counters{};

@@ -7,7 +7,6 @@
 #include <string>
 
 struct ProcessState {
-  // Windows hands out the lowest free slot, so a value that grows is a handle that was not closed.
   std::uintptr_t nextHandle = 0;
   int threads = 0;
   // What the heaps of the process have handed out and not taken back.

@@ -3,7 +3,9 @@
 // is without an end, and the log tells of the failure. What exactly a host then sees and the log says,
 // failure by failure, is an approved text: tests/golden/failing_calls_*.txt.
 #include "fault/walk/walked_conversation.h"
+#include "fault/walk/watchdog.h"
 #include "support/win32/golden_log.h"
+#include "support/win32/md5_digest.h"
 
 #include <gtest/gtest.h>
 
@@ -205,7 +207,9 @@ class CallWalk : public ::testing::TestWithParam<WalkedConversation> {
     names.with(around_.user.temp(), "<TEMP>")
         .with(around_.user.roaming(), "<APPDATA>")
         .with(around_.user.local(), "<LOCALAPPDATA>")
-        .with(around_.user.name(), "<USERNAME>");
+        .with(around_.user.name(), "<USERNAME>")
+        .with(md5Digest(around_.profile), "<DIGEST>")
+        .with(around_.profile, "<PROFILE>");
     return names;
   }
 

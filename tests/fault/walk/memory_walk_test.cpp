@@ -2,6 +2,7 @@
 // the export gives its documented result and one log entry that names it, no exception and no crash reaches
 // the host, nothing is left behind, and the context can be used again.
 #include "fault/walk/walked_conversation.h"
+#include "fault/walk/watchdog.h"
 
 #include <gtest/gtest.h>
 

@@ -1,21 +1,16 @@
 #include "fault/walk/walked_conversation.h"
 
 #include "support/win32/md5_digest.h"
+#include "support/win32/next_handle.h"
 
 #include <algorithm>
 #include <array>
-#include <chrono>
-#include <condition_variable>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <mutex>
-#include <thread>
 #include <utility>
 
 namespace {
 
-constexpr char kProfile[] = "work";
 constexpr char kDataFolder[] = "C:\\data";
 constexpr char kNoProgram[] = "C:\\no such folder\\browser.exe";
 
@@ -73,10 +68,10 @@ void attachToAPromptBrowser(WalkedRun& run, Surroundings&) {
 void launch(WalkedRun& run, Surroundings& around) {
   run.create();
   run.leavesWhenAsked = false;
-  run.servesInThePause(WalkedRun::profilePipe("fx", kProfile));
+  run.servesInThePause(WalkedRun::profilePipe("fx", around.profile));
   run.extension().answers(StagedExtension::kSuccess);
   run.extension().exitAnswer = exitAnswer();
-  if (!run.init("fx", std::string("-fxProfile ") + kProfile, around.program().c_str(), 1)) {
+  if (!run.init("fx", "-fxProfile " + around.profile, around.program().c_str(), 1)) {
     return;
   }
   run.exit();
@@ -153,13 +148,13 @@ void brokenAnswers(WalkedRun& run, Surroundings&) {
 }
 
 // Everything of a host that starts the browser itself.
-void runner(WalkedRun& run, Surroundings&) {
+void runner(WalkedRun& run, Surroundings& around) {
   run.create();
-  const std::string firefox = std::string("-runner -fxProfile ") + kProfile;
+  const std::string firefox = "-runner -fxProfile " + around.profile;
   const std::string chrome = std::string("-runner -crUserDataDir ") + kDataFolder;
   run.commandLine("fx", firefox);
   run.commandLine("cr", chrome);
-  run.servesInThePause(std::string("\\\\.\\pipe\\") + kProfile + ".runner");
+  run.servesInThePause("\\\\.\\pipe\\" + around.profile + ".runner");
   const int result = run.step("kxr_Init", [&](const KxExports& dll) {
     return dll.kxr_Init(run.context(), "fx", firefox.c_str(), 1, 1);
   });
@@ -168,12 +163,6 @@ void runner(WalkedRun& run, Surroundings&) {
   }
   run.play("macro");
   run.step("kxr_Exit", [&](const KxExports& dll) { return dll.kxr_Exit(run.context(), 1); });
-}
-
-std::uintptr_t nextHandleValue() {
-  const HANDLE event = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-  ::CloseHandle(event);
-  return reinterpret_cast<std::uintptr_t>(event);
 }
 
 }  // namespace
@@ -361,47 +350,4 @@ const std::vector<WalkedConversation>& walkedConversations() {
 Holdings holdings(const Surroundings& around) {
   return {nextHandleValue(), around.memory.liveBlocks(), around.calls.openFiles(),
           around.calls.localBlocks()};
-}
-
-struct Watchdog::State {
-  static constexpr std::chrono::seconds kPatience{60};
-
-  std::mutex mutex;
-  std::condition_variable changed;
-  std::string what;
-  unsigned runs = 0;
-  bool isOver = false;
-  std::thread thread;
-
-  void watch() {
-    std::unique_lock lock(mutex);
-    while (!isOver) {
-      const unsigned seen = runs;
-      if (!changed.wait_for(lock, kPatience, [&] { return isOver || runs != seen; })) {
-        std::fprintf(stderr, "The library does not return: %s\n", what.c_str());
-        std::fflush(stderr);
-        ::TerminateProcess(::GetCurrentProcess(), 3);
-      }
-    }
-  }
-};
-
-Watchdog::Watchdog() : state_(std::make_unique<State>()) {
-  state_->thread = std::thread([this] { state_->watch(); });
-}
-
-Watchdog::~Watchdog() {
-  {
-    const std::lock_guard guard(state_->mutex);
-    state_->isOver = true;
-    state_->changed.notify_all();
-  }
-  state_->thread.join();
-}
-
-void Watchdog::expect(const std::string& what) {
-  const std::lock_guard guard(state_->mutex);
-  state_->what = what;
-  ++state_->runs;
-  state_->changed.notify_all();
 }

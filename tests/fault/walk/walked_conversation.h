@@ -19,6 +19,8 @@
 // What stands around all runs: the library, and a user with files.
 struct Surroundings {
   TestUser user;
+  // The pipe is called after the profile, so each process has one of its own.
+  std::string profile = uniqueName("work");
   EnvironmentVariable logSwitch{"KORVEX_LOG", "on"};
   EnvironmentVariable logPath{"KORVEX_LOGPATH", user.temp() + "\\kx.log"};
   KxLibrary dll;
@@ -123,19 +125,3 @@ struct Holdings {
   bool operator==(const Holdings&) const = default;
 };
 Holdings holdings(const Surroundings& around);
-
-// Ends the process with a message when a run does not come to its end.
-class Watchdog {
- public:
-  Watchdog();
-  ~Watchdog();
-  Watchdog(const Watchdog&) = delete;
-  Watchdog& operator=(const Watchdog&) = delete;
-
-  // A new run begins, and the time with it.
-  void expect(const std::string& what);
-
- private:
-  struct State;
-  std::unique_ptr<State> state_;
-};
