@@ -1,3 +1,16 @@
+# The headers that nearly every test includes are compiled once. A test includes what it uses all the same.
+set(kx_test_definitions "KX_GOLDEN_DIR=\"${PROJECT_SOURCE_DIR}/tests/golden\""
+                        "$<$<BOOL:${WIN32}>:_WIN32_WINNT=0x0601;WIN32_LEAN_AND_MEAN;NOMINMAX>")
+# The tests themselves need no speed, and are compiled a third faster so. What they test keeps its flags.
+set(kx_test_options -O0)
+file(CONFIGURE OUTPUT test_headers.cpp CONTENT "")
+add_library(kx_test_headers OBJECT "${CMAKE_CURRENT_BINARY_DIR}/test_headers.cpp")
+target_link_libraries(kx_test_headers PRIVATE kx_gtest kx_warnings)
+target_compile_definitions(kx_test_headers PRIVATE ${kx_test_definitions})
+target_compile_options(kx_test_headers PRIVATE ${kx_test_options})
+target_precompile_headers(kx_test_headers PRIVATE <gtest/gtest.h> <filesystem> <functional> <optional> <string> <thread>
+                          <vector>)
+
 # kx_add_test_executable(NAME
 #   SOURCES   file...     nothing is built while the list is empty
 #   LIBRARIES target...   what is tested; GoogleTest and the warnings are always linked
@@ -29,9 +42,9 @@ function(kx_add_test_executable name)
   add_executable(${name} ${arg_SOURCES})
   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} kx_warnings)
-  target_compile_definitions(${name} PRIVATE "KX_GOLDEN_DIR=\"${PROJECT_SOURCE_DIR}/tests/golden\"")
-  # The tests themselves need no speed, and are compiled a third faster so. What they test keeps its flags.
-  target_compile_options(${name} PRIVATE -O0)
+  target_compile_definitions(${name} PRIVATE ${kx_test_definitions})
+  target_compile_options(${name} PRIVATE ${kx_test_options})
+  target_precompile_headers(${name} REUSE_FROM kx_test_headers)
   if(arg_MAIN)
     target_link_libraries(${name} PRIVATE kx_gtest)
   else()
