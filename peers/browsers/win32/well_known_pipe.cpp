@@ -1,5 +1,6 @@
 #include "win32/well_known_pipe.h"
 
+#include "win32/background_thread.h"
 #include "win32/pipe_end.h"
 
 #include <windows.h>
@@ -7,7 +8,6 @@
 #include <cstdio>
 #include <memory>
 #include <mutex>
-#include <thread>
 #include <utility>
 
 namespace kxbrowser {
@@ -75,12 +75,12 @@ void serveHosts(const std::string& name, BridgeLines& bridge) {
 }  // namespace
 
 void serveWellKnownPipe(const std::string& name, const std::string& bridgePipe) {
-  std::thread([=] {
+  kxsim::runInBackground([=] {
     const auto bridge = std::make_shared<BridgeLines>(awaitBridge(bridgePipe));
     for (int instance = 0; instance < kInstances; ++instance) {
-      std::thread([=] { serveHosts(name, *bridge); }).detach();
+      kxsim::runInBackground([=] { serveHosts(name, *bridge); });
     }
-  }).detach();
+  });
 }
 
 }  // namespace kxbrowser

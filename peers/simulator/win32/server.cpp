@@ -1,11 +1,11 @@
 #include "win32/server.h"
 
 #include "win32/action_runner.h"
+#include "win32/background_thread.h"
 #include "win32/connection.h"
 #include "win32/pipe_end.h"
 
 #include <memory>
-#include <thread>
 #include <utility>
 
 namespace kxsim {
@@ -56,9 +56,9 @@ void serveWellKnownPipe(Simulator& simulator) {
       simulator.end(kExitCannotServe, "cannot accept, error " + std::to_string(GetLastError()));
     }
     // The next instance is there before this one is used, so a second host is not kept waiting.
-    auto connection = std::make_unique<Connection>(simulator, number, std::move(instance));
+    const auto connection = std::make_shared<Connection>(simulator, number, std::move(instance));
     instance = number == most ? PipeEnd() : newInstance(simulator);
-    std::thread([connection = std::move(connection)] { connection->run(); }).detach();
+    runInBackground([connection] { connection->run(); });
   }
   simulator.recorder.event("no-longer-serving");
 }

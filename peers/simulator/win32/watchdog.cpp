@@ -1,7 +1,8 @@
 #include "win32/watchdog.h"
 
+#include "win32/background_thread.h"
+
 #include <memory>
-#include <thread>
 
 namespace kxsim {
 namespace {
@@ -25,14 +26,14 @@ void watch(Simulator& simulator, const UniqueHandle& parent) {
 }  // namespace
 
 void startWatchdog(Simulator& simulator, std::optional<unsigned long> parentProcessId) {
-  auto parent = std::make_unique<UniqueHandle>();
+  const auto parent = std::make_shared<UniqueHandle>();
   if (parentProcessId) {
     *parent = UniqueHandle(OpenProcess(SYNCHRONIZE, FALSE, *parentProcessId));
     if (!*parent) {
       simulator.end(kExitParentGone, "parent-unknown");
     }
   }
-  std::thread([&simulator, parent = std::move(parent)] { watch(simulator, *parent); }).detach();
+  runInBackground([&simulator, parent] { watch(simulator, *parent); });
 }
 
 }  // namespace kxsim
