@@ -1,6 +1,7 @@
 #include "browser/response_checker.h"
 
 #include "browser/string_run.h"
+#include "json/numbers.h"
 
 #include <algorithm>
 #include <array>
@@ -323,6 +324,9 @@ std::size_t ResponseChecker::feedUntilComplete(std::string_view bytes) {
     if (isComplete()) {
       break;
     }
+    if (state_ == State::Value && topMode() == Mode::Array) {
+      next = skipNumbers(next, last);
+    }
   }
   return static_cast<std::size_t>(next - first);
 }
@@ -336,6 +340,13 @@ const char* ResponseChecker::skipMoves(const char* next, const char* last) {
       break;
     }
     ++next;
+    if (step == static_cast<std::uint8_t>(state)) {
+      // Blanks, mostly: a row of them.
+      while (next != last && stepOf(state, *next) == step) {
+        ++next;
+      }
+      continue;
+    }
     state = static_cast<State>(step);
     if (state == State::String) {
       break;
@@ -362,6 +373,20 @@ const char* ResponseChecker::skipStrings(const char* next, const char* last) {
       return next;
     }
     next += 3;
+  }
+}
+
+// Numbers of a list, each with the comma behind it: the state and the mode are the same behind the comma as
+// before the number.
+const char* ResponseChecker::skipNumbers(const char* next, const char* last) {
+  for (;;) {
+    const std::string_view rest(next, static_cast<std::size_t>(last - next));
+    const std::size_t length = json::numberLength(rest);
+    if (length == 0 || length == rest.size() || rest[length] != ',' ||
+        json::isCutShort(rest.substr(0, length))) {
+      return next;
+    }
+    next += length + 1;
   }
 }
 

@@ -63,8 +63,7 @@ double Parser::readNumber() {
 
 std::string_view Parser::takeNumber() {
   const std::size_t begin = scanner_.offset();
-  const std::string_view number = scanner_.takeNumber();
-  const std::size_t length = numberLength(number);
+  const auto [number, length] = scanner_.takeNumber();
   if (length < number.size() || isCutShort(number)) {
     const char c = length < number.size() ? number[length] : number.back();
     fail(std::string("Unexpected character in NUMBER token: ") + c, {begin, scanner_.offset(), number});

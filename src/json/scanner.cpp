@@ -1,5 +1,7 @@
 #include "json/scanner.h"
 
+#include "json/numbers.h"
+
 #include <algorithm>
 #include <array>
 
@@ -133,15 +135,17 @@ void Scanner::takeWord(std::string_view word) {
   }
 }
 
-std::string_view Scanner::takeNumber() {
+Scanner::NumberRun Scanner::takeNumber() {
   const char* const first = next_;
   if (*first != '-' && (*first < '0' || *first > '9')) {
     fail(std::string("Unexpected character in stream: ") + *first);
   }
+  const std::size_t length = numberLength({first, static_cast<std::size_t>(last_ - first)});
+  next_ += length;
   while (next_ != last_ && traitsOf(*next_).isInNumbers) {
     ++next_;
   }
-  return {first, static_cast<std::size_t>(next_ - first)};
+  return {{first, static_cast<std::size_t>(next_ - first)}, length};
 }
 
 // Control characters are let through here; the checker, which sees a response first, does not.

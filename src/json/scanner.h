@@ -65,8 +65,12 @@ class Scanner {
     next_ = end + 1;
     return {first, static_cast<std::size_t>(end - first)};
   }
-  // A run of bytes that occur in numbers. Whether they make one is the parser's to say.
-  std::string_view takeNumber();
+  // A run of bytes that occur in numbers, and how many of them, from the first, make one.
+  struct NumberRun {
+    std::string_view bytes;
+    std::size_t numberLength;
+  };
+  NumberRun takeNumber();
   void takeWord(std::string_view word);
 
   // The next token of whatever kind, after skipBlanks().

@@ -353,12 +353,14 @@ bool agree(std::string_view text) {
   return true;
 }
 
-constexpr std::array<std::string_view, 5> kTexts = {
+constexpr std::array<std::string_view, 7> kTexts = {
     R"({"name":"value","other":"x","list":["one","two","\u00e9\n","","three"],"o":{"a":"b"}} {)",
     R"([["aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa","b"],["c" , "d" ],{"e" : "f" , "g":1,"h":"i"}])",
     R"({"escapes":"\"\\\/\b\f\n\r\t\u0041\uABCDend \u12","x":-1.5e+3,"y":[true,false,null]})",
     R"(["no colon":"in a list","x"])",
     R"({"no","comma":"x"})",
+    R"([0,10,-0.5,123456789012345,1.,1.e5,-2E+17,3e-1,0.25 , 7,1234567890123456789012,"x",8,[9],0])",
+    "[1,\r\n        \"two\",\t\t\t  3  ,\n\n{  \"four\"  :  5  ,\n  \"six\":\n7}      ]      ",
 };
 
 TEST(ResponseCheckerInStrides, TheVerdictIsThatOfTheSingleBytesWhereverTheTextIsSplit) {
