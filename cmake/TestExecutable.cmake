@@ -8,8 +8,15 @@ add_library(kx_test_headers OBJECT "${CMAKE_CURRENT_BINARY_DIR}/test_headers.cpp
 target_link_libraries(kx_test_headers PRIVATE kx_gtest kx_warnings)
 target_compile_definitions(kx_test_headers PRIVATE ${kx_test_definitions})
 target_compile_options(kx_test_headers PRIVATE ${kx_test_options})
-target_precompile_headers(kx_test_headers PRIVATE <gtest/gtest.h> <filesystem> <functional> <optional> <string> <thread>
-                          <vector>)
+target_precompile_headers(kx_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h> <filesystem> <functional> <optional>
+                          <string> <thread> <vector>)
+
+# How the sources of a test program are compiled, whoever runs it.
+function(kx_compile_as_test target)
+  target_compile_definitions(${target} PRIVATE ${kx_test_definitions})
+  target_compile_options(${target} PRIVATE ${kx_test_options})
+  target_precompile_headers(${target} REUSE_FROM kx_test_headers)
+endfunction()
 
 # kx_add_test_executable(NAME
 #   SOURCES   file...     nothing is built while the list is empty
@@ -42,9 +49,7 @@ function(kx_add_test_executable name)
   add_executable(${name} ${arg_SOURCES})
   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} kx_warnings)
-  target_compile_definitions(${name} PRIVATE ${kx_test_definitions})
-  target_compile_options(${name} PRIVATE ${kx_test_options})
-  target_precompile_headers(${name} REUSE_FROM kx_test_headers)
+  kx_compile_as_test(${name})
   if(arg_MAIN)
     target_link_libraries(${name} PRIVATE kx_gtest)
   else()

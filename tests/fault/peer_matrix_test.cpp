@@ -3,7 +3,7 @@
 // pipes, so that every cell of the matrix takes milliseconds. What the host is told and what the log says is
 // an approved text, tests/golden/peer_faults_*.txt; that no wait is without an end, that nothing is left
 // behind, and that the context can be exited and started again, is asserted for each cell. Browsers that die
-// or are killed, being processes, are in the simulator's tests.
+// or are killed, being processes, are in dying_browser_test.cpp.
 #include "fault/walk/walked_conversation.h"
 #include "fault/walk/watchdog.h"
 #include "support/win32/golden_log.h"
@@ -183,6 +183,50 @@ TEST_F(PeerMatrix, LateAtEveryByte) {
          walkOnce({Wrong::Stalls, Moment::Answer, kPlay, byte}, true));
   }
   expectGolden("peer_faults_answered_late.txt");
+}
+
+// The library's own pipe is called after the thread and the browser's pipe, so two contexts of one thread and
+// one profile wait under one name. An extension that took a name line and connects back when that start has
+// long given up is taken for the one that the second context has met.
+TEST_F(PeerMatrix, ALateConnectBackMeetsTheNextStartOfItsThreadAndProfile) {
+  watchdog_.expect("connects back late");
+  const KxExports& dll = around_.dll;
+  WalkedRun run(around_);
+  StagedExtension late;
+  StagedExtension punctual;
+  around_.calls.stage.othersAct = [&] {
+    late.act();
+    punctual.act();
+  };
+  around_.calls.start();
+  const int first = dll.kx_ContextCreate();
+  const int second = dll.kx_ContextCreate();
+  late.serve(run.defaultPipe());
+  late.does({Wrong::Stalls, Moment::ConnectBack, 0, 0});
+  ASSERT_EQ(dll.kx_Init(first, "fx", "", "", 0, 0, 1), KX_TIMEOUT);
+
+  punctual.serve(run.defaultPipe());
+  punctual.does({Wrong::Stalls, Moment::ConnectBack, 0, 0});
+  late.answers(StagedExtension::kSuccess);
+  late.answers(R"({"status":"from the late one","errorCode":1})");
+  around_.calls.stage.othersAct = [&] {
+    punctual.act();
+    late.goesOn();
+    late.act();
+  };
+  EXPECT_EQ(dll.kx_Init(second, "fx", "", "", 0, 0, 1), KX_OK);
+  EXPECT_EQ(dll.kx_Play(second, "macro", 1), KX_OK);
+
+  EXPECT_EQ(around_.dll.lastErrorText(second), "from the late one");
+  EXPECT_EQ(late.requests(), 2);
+  EXPECT_EQ(punctual.requests(), 0);
+  EXPECT_EQ(dll.kx_Exit(first, 1), KX_FAILED) << "the first context has no browser";
+  EXPECT_EQ(dll.kx_Exit(second, 1), KX_OK);
+  EXPECT_EQ(around_.calls.endlessWaits(), std::vector<std::string>());
+  around_.calls.pause();
+  for (const int context : {first, second}) {
+    dll.kx_ContextDestroy(context);
+  }
 }
 
 }  // namespace

@@ -56,8 +56,8 @@ void StagedExtension::serve(const std::string& pipe, Start start) {
 }
 
 void StagedExtension::listen() {
-  server_.open(::CreateNamedPipeW(wide(pipeName_).c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED, 0, 1,
-                                  kPipeBytes, kPipeBytes, 0, nullptr));
+  server_.open(::CreateNamedPipeW(wide(pipeName_).c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED, 0,
+                                  PIPE_UNLIMITED_INSTANCES, kPipeBytes, kPipeBytes, 0, nullptr));
   if (!server_.isOpen()) {
     throw std::runtime_error("could not serve " + pipeName_ + ", error " + std::to_string(::GetLastError()));
   }
