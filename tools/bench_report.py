@@ -170,7 +170,8 @@ def text_table(lines):
 
 def markdown_table(lines):
     rows = [["Measured", "Against", "Goal", "Ratio", ""], ["---", "---", "--:", "--:", "---"]]
-    rows += [line.cells() for line in lines]
+    # The figure of a void row means nothing, so the page has none.
+    rows += [line.cells()[:3] + ["", "void"] if line.is_void else line.cells() for line in lines]
     return "\n".join("| " + " | ".join(row) + " |" for row in rows)
 
 
@@ -196,17 +197,17 @@ def main():
     if points:
         (arguments.folder / "time_against_size.svg").write_text(plot(points), encoding="utf-8")
 
-    if arguments.write_docs:
-        if len(measured) != len(lines) or not points or any(line.is_void for line in lines):
-            missing = ", ".join(line.name for line in lines if line.ratio is None or line.is_void)
-            sys.exit(f"bench_report: the docs get whole runs only; missing or void: {missing or 'the plot'}")
-        page = Path(ROOT) / "docs" / "performance.md"
-        page.write_text(put_into_page(page.read_text(encoding="utf-8"), markdown_table(lines)), encoding="utf-8")
-        (page.parent / "time_against_size.svg").write_text(plot(points), encoding="utf-8")
-
     print(text_table(measured))
     counts = {verdict: sum(line.verdict == verdict for line in measured) for verdict in ("met", "not met", "void")}
     print(", ".join(f"{count} {verdict}" for verdict, count in counts.items()))
+
+    if arguments.write_docs:
+        if len(measured) != len(lines) or not points:
+            missing = ", ".join(line.name for line in lines if line.ratio is None)
+            sys.exit(f"bench_report: the docs get whole runs only; missing: {missing or 'the plot'}")
+        page = Path(ROOT) / "docs" / "performance.md"
+        page.write_text(put_into_page(page.read_text(encoding="utf-8"), markdown_table(lines)), encoding="utf-8")
+        (page.parent / "time_against_size.svg").write_text(plot(points), encoding="utf-8")
 
 
 if __name__ == "__main__":

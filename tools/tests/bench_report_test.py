@@ -34,6 +34,10 @@ class Verdicts(unittest.TestCase):
     def test_a_row_whose_control_was_off_is_void(self):
         self.assertEqual(host_lines({"row": "round_trip", "ratio": 1.0, "void": True})["round_trip"].verdict, "void")
 
+    def test_the_page_has_no_figure_of_a_void_row(self):
+        line = host_lines({"row": "round_trip", "ratio": 1.5, "void": True})["round_trip"]
+        self.assertTrue(bench_report.markdown_table([line]).endswith("| 1.05 |  | void |"))
+
     def test_a_row_that_is_missing_is_not_measured(self):
         self.assertEqual(host_lines({"row": "round_trip", "ratio": 1.0})["play_small"].verdict, "not measured")
 
