@@ -119,7 +119,8 @@ class Workspace:
     def test(self, stage, limit):
         """Result of the stage's slowest or failed share, and its output."""
         logs = [self.folder / "logs" / f"{stage.program}.{shard}.log" for shard in range(stage.shards)]
-        environments = [self.environment | {"GTEST_TOTAL_SHARDS": str(stage.shards), "GTEST_SHARD_INDEX": str(shard)}
+        common = self.environment | (processes.SANITIZED if stage.tree == "sanitize" else {})
+        environments = [common | {"GTEST_TOTAL_SHARDS": str(stage.shards), "GTEST_SHARD_INDEX": str(shard)}
                         for shard in range(stage.shards)]
         shard, ended = processes.run_together([self.command(stage)] * stage.shards, logs, self.folder / stage.tree,
                                               limit, environments)

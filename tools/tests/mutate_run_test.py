@@ -1,5 +1,6 @@
 """Programs that hang, fork or fail; the copy of the tree; the report."""
 
+import os
 import subprocess
 import sys
 import unittest
@@ -61,6 +62,13 @@ class Processes(unittest.TestCase):
     def test_a_program_that_takes_all_memory_is_refused_it(self):
         with Tree({}) as folder:
             self.assertFalse(self.run_in(folder, f"bytearray({processes.MEMORY})", 60).succeeded)
+
+    def test_a_sanitized_program_may_reserve_more_than_it_uses(self):
+        code = f"import mmap; mmap.mmap(-1, {processes.MEMORY}, flags=mmap.MAP_PRIVATE)"
+        with Tree({}) as folder:
+            log = Path(folder) / "log"
+            self.assertFalse(processes.run(python(code), log, folder, 60).succeeded)
+            self.assertTrue(processes.run(python(code), log, folder, 60, os.environ | processes.SANITIZED).succeeded)
 
     def test_the_first_failure_stops_the_others(self):
         with Tree({}) as folder:
