@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t kFirstTableSize = 64;
 
-// Every byte counts, eight at a time: names of one length that differ in one place differ in their hash.
+// Every byte counts, eight at a time.
 std::uint32_t hashOf(std::string_view name) {
   constexpr std::uint64_t kOdd = 0x9E3779B97F4A7C15;
   constexpr std::size_t kStep = sizeof(std::uint64_t);
