@@ -520,6 +520,15 @@ TEST(KeptText, ExtractsOutliveTheResponsesBehindThem) {
             "0 '' extracts 'first[EXTRACT]second[EXTRACT]third' performance n\n=v wait 0 profiler 'last'");
 }
 
+TEST(KeptText, ProfilerDataIsKeptWithoutAnythingElse) {
+  FakeBrowser browser;
+  browser.receive(R"({"extractData":["e"]})");
+  browser.receive(R"({"profilerData":")" + std::string(1000, 'p') + "\"}");
+  const std::string sameSize(1000, 'q');
+
+  EXPECT_EQ(browser.profilerData(), std::string(1000, 'p'));
+}
+
 TEST(KeptText, ProfilerDataGoesWithTheResponseBehindIt) {
   FakeBrowser browser;
   browser.receive(R"({"profilerData":"one"})");
