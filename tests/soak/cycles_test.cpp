@@ -13,6 +13,7 @@ class ManyConversations : public Conversation {
   ManyConversations() {
     browser_.script("on exit stay");
     browser_.script("on exit wait-for-pid none");
+    browser_.script("on show profiler " + std::string(200, 'p'));
     browser_.script("idle-limit 600");
     browser_.start();
   }
@@ -51,6 +52,14 @@ TEST_F(ManyConversations, ATwentiethAsManyPlaysThatFailLeaveHandlesMemoryAndThre
     ASSERT_EQ(dll_.kx_Exit(context, 60), KX_OK);
     dll_.kx_ContextDestroy(context);
   });
+}
+
+TEST_F(ManyConversations, MessagesThatAreAnsweredWithProfilerDataLeaveOnlyTheLast) {
+  ASSERT_EQ(init({}), KX_OK);
+
+  expectFlat(shareOf(5000), [&] { ASSERT_EQ(dll_.kx_Display(context_, "hello", 60), KX_OK); });
+
+  EXPECT_EQ(exit(), KX_OK);
 }
 
 // Counts the threads of the process each time the library writes a log entry, from inside its call.
