@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <ostream>
 #include <tlhelp32.h>
 
 namespace {
@@ -22,16 +21,7 @@ struct Figures {
   std::size_t realProcesses = 0;
   std::size_t windowsProcesses = 0;
   std::size_t temporaryFiles = 0;
-  std::uintptr_t nextHandle = 0;
-
-  bool operator==(const Figures&) const = default;
 };
-
-std::ostream& operator<<(std::ostream& out, const Figures& figures) {
-  return out << figures.realProcesses << " real processes, " << figures.windowsProcesses
-             << " Windows processes, " << figures.temporaryFiles << " temporary files, next handle "
-             << figures.nextHandle;
-}
 
 std::size_t countWindowsProcesses() {
   const HANDLE snapshot = ::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
@@ -61,7 +51,6 @@ Figures figuresOf(const BrowserUser& user) {
   figures.realProcesses = leftoversOfRun().size();
   figures.windowsProcesses = countWindowsProcesses();
   figures.temporaryFiles = countFiles(user.user().temp()) + countFiles(realTemporaryFolder());
-  figures.nextHandle = nextHandleValue();
   return figures;
 }
 
@@ -72,13 +61,16 @@ TEST_P(LongRun, PlaysAndExitsLeaveEverythingAsItWas) {
   expectThatItStartsAgain(profile);
   const Figures before = figuresOf(user_);
   const auto began = std::chrono::steady_clock::now();
+  std::size_t roundsThatKeptAHandle = 0;
 
   for (int round = 1; round <= rounds && !HasFailure(); ++round) {
     SCOPED_TRACE(round);
     const std::uintptr_t handle = nextHandleValue();
     expectThatItStartsAgain(profile);
-    // Which way the library went when a handle stayed.
-    if (nextHandleValue() != handle) {
+    // Which way the library went when a handle stayed. What the test itself opens between two rounds is its
+    // own.
+    if (nextHandleValue() > handle) {
+      ++roundsThatKeptAHandle;
       std::printf("round %d: next handle %#zx -> %#zx\n%s\n", round, static_cast<std::size_t>(handle),
                   static_cast<std::size_t>(nextHandleValue()), log_.text().c_str());
     }
@@ -87,13 +79,15 @@ TEST_P(LongRun, PlaysAndExitsLeaveEverythingAsItWas) {
 
   const std::chrono::duration<double> whole = std::chrono::steady_clock::now() - began;
   const Figures after = figuresOf(user_);
-  EXPECT_EQ(before, after);
+  EXPECT_LE(after.realProcesses, before.realProcesses);
+  EXPECT_LE(after.windowsProcesses, before.windowsProcesses);
+  EXPECT_LE(after.temporaryFiles, before.temporaryFiles);
+  EXPECT_EQ(roundsThatKeptAHandle, 0U);
   std::printf("%s, %d rounds in %.0f s: ", isFirefox(kind()) ? "Firefox" : "Chromium", rounds, whole.count());
   std::printf("real processes %zu -> %zu, Windows processes %zu -> %zu, temporary files %zu -> %zu, ",
               before.realProcesses, after.realProcesses, before.windowsProcesses, after.windowsProcesses,
               before.temporaryFiles, after.temporaryFiles);
-  std::printf("next handle %#zx -> %#zx\n", static_cast<std::size_t>(before.nextHandle),
-              static_cast<std::size_t>(after.nextHandle));
+  std::printf("rounds that kept a handle %zu\n", roundsThatKeptAHandle);
 }
 
 }  // namespace
