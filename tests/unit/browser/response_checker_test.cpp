@@ -381,6 +381,18 @@ TEST(ResponseCheckerInStrides, OneByteExchangedForAnyOtherIsRejectedWhereTheSing
   }
 }
 
+TEST(ResponseCheckerInStrides, OneByteExchangedForEachOfAllIsRejectedWhereTheSingleBytesAreInOnePiece) {
+  for (const std::string_view text : kTexts) {
+    for (std::size_t place = 0; place < text.size(); ++place) {
+      for (int byte = 0; byte < 256; ++byte) {
+        std::string changed(text);
+        changed[place] = static_cast<char>(byte);
+        ASSERT_TRUE(fedInStrides(changed, 0) == fedByteByByte(changed)) << changed;
+      }
+    }
+  }
+}
+
 TEST(ResponseCheckerInStrides, BehindACompleteTextOneBlankIsTakenAndNothingElse) {
   ResponseChecker checker;
   EXPECT_EQ(checker.feedUntilComplete("{}"), 2U);
