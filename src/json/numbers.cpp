@@ -51,19 +51,17 @@ std::size_t usualNumberLength(std::string_view text) {
   const auto endOfDigits = [notDigits](int i) { return i + std::countr_zero(notDigits >> i); };
 
   const int first = at(0) == '-' ? 1 : 0;
-  int end = endOfDigits(first);
-  if (end == first || end >= kSixteen || (at(first) == '0' && end != first + 1)) {
+  const int integerEnd = endOfDigits(first);
+  if (integerEnd == first || integerEnd >= kSixteen || (at(first) == '0' && integerEnd != first + 1)) {
     return 0;
   }
-  const int digitsEnd = end;
-  end = endOfDigits(end + (at(end) == '.' ? 1 : 0));
+  int end = endOfDigits(integerEnd + (at(integerEnd) == '.' ? 1 : 0));
   if (end >= kSixteen) {
     return 0;
   }
   if (at(end) == 'e' || at(end) == 'E') {
-    const int mark = end;
-    const bool isBareZero = at(first) == '0' && mark == digitsEnd;
-    const int sign = mark + 1;
+    const bool isBareZero = at(first) == '0' && end == integerEnd;
+    const int sign = end + 1;
     if (isBareZero || sign == kSixteen) {
       return 0;
     }
