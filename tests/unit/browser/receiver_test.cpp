@@ -524,7 +524,8 @@ TEST(KeptText, ProfilerDataIsKeptWithoutAnythingElse) {
   FakeBrowser browser;
   browser.receive(R"({"extractData":["e"]})");
   browser.receive(R"({"profilerData":")" + std::string(1000, 'p') + "\"}");
-  const std::string sameSize(1000, 'q');
+  // Takes the place of a text that was dropped.
+  const std::string another(1000, 'q');
 
   EXPECT_EQ(browser.profilerData(), std::string(1000, 'p'));
 }
