@@ -14,6 +14,22 @@ from pathlib import Path
 
 # kx_add_test_executable numbers its shares; no other entry ends in a number.
 GOOGLETEST_ENTRY = re.compile(r"\.\d+$")
+TEST_BEGINS = re.compile(r"^\[ RUN      \] (\S+)", re.MULTILINE)
+# Lines of an entry's output that are shown when it ended early.
+LINES_SHOWN = 20
+
+
+def account_of_early_end(case):
+    """What CTest knows of an entry that ended before its program could say what failed."""
+    failure = case.find("failure")
+    how = (failure.get("message") or "").strip() if failure is not None else ""
+    output = case.findtext("system-out") or ""
+    begun = list(TEST_BEGINS.finditer(output))
+    account = "ended early, by a crash, a time-out or a missing program"
+    account += f" ({how or case.get('status')} after {float(case.get('time') or 0):.0f} s"
+    account += f", in {begun[-1].group(1)})" if begun else ", before any test)"
+    shown = output[begun[-1].start() :] if begun else output
+    return account + "".join(f"\n    | {line.rstrip()}" for line in shown.splitlines()[-LINES_SHOWN:])
 
 
 class Sum:
@@ -73,7 +89,7 @@ class Sum:
             elif succeeded:
                 self.failed.append(f"{entry}: left no results")
             if not succeeded and not explained:
-                self.failed.append(f"{entry}: ended early, by a crash, a time-out or a missing program")
+                self.failed.append(f"{entry}: {account_of_early_end(case)}")
 
 
 def main():

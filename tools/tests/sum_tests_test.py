@@ -39,6 +39,20 @@ class SumTests(unittest.TestCase):
     def test_counts_a_crash(self):
         self.assertEqual(total([entry("kx_a.0", failed=True)], {}), (0, 1, 0))
 
+    def test_says_where_a_share_ended_early(self):
+        output = "[ RUN      ] S.a\n[       OK ] S.a\n[ RUN      ] S.b\nterminate called\n"
+        case = (
+            f'<testcase name="kx_a.0" status="fail" time="400.1"><failure message="Timeout"/>'
+            f"<system-out>{output}</system-out></testcase>"
+        )
+        with Tree({"tree/ctest.xml": f"<testsuite>{case}</testsuite>"}) as root:
+            result = sum_tests.Sum()
+            result.add_tree(Path(root) / "tree")
+        (failed,) = result.failed
+        self.assertIn("(Timeout after 400 s, in S.b)", failed)
+        self.assertIn("| terminate called", failed)
+        self.assertNotIn("OK", failed)
+
     def test_counts_a_failure_that_the_results_do_not_know(self):
         self.assertEqual(total([entry("kx_a.0", failed=True)], {"kx_a.0": SHARE.format(more="")}), (1, 1, 1))
 
