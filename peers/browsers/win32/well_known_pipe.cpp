@@ -55,6 +55,9 @@ void readLine(PipeEnd& host, BridgeLines& bridge) {
     const std::size_t end = line.find('\n');
     if (end != std::string::npos) {
       bridge.pass(line.substr(0, end + 1));
+      // The host closes its end next. To disconnect before it has would be an error in its log.
+      std::string more;
+      host.read(more, kLongestLine, kPatienceMilliseconds);
       return;
     }
   }

@@ -1,0 +1,85 @@
+#include "win32/well_known_pipe.h"
+
+#include "win32/pipe_end.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace kxbrowser {
+namespace {
+
+using kxsim::PipeEnd;
+
+constexpr DWORD kPatienceMilliseconds = 30000;
+// How long an end is watched that must not be disconnected.
+constexpr DWORD kWatchMilliseconds = 300;
+
+std::string uniquePipe(const std::string& what) {
+  static int count = 0;
+  return R"(\\.\pipe\kxbrowser-)" + what + "-" + std::to_string(GetCurrentProcessId()) + "-" +
+         std::to_string(++count);
+}
+
+class WellKnownPipe : public ::testing::Test {
+ protected:
+  WellKnownPipe() : bridge_(PipeEnd::serve(bridgePipe_, 4096)) {
+    serveWellKnownPipe(name_, bridgePipe_);
+    EXPECT_TRUE(bridge_.accept());
+  }
+
+  // A host may come before the launcher has its pipe.
+  PipeEnd openAsHost() const {
+    PipeEnd host = PipeEnd::open(name_);
+    while (!host && GetLastError() == ERROR_FILE_NOT_FOUND) {
+      Sleep(1);
+      host = PipeEnd::open(name_);
+    }
+    return host;
+  }
+
+  // The next line that the bridge gets.
+  std::string lineAtTheBridge() {
+    std::string line;
+    while (line.find('\n') == std::string::npos &&
+           bridge_.read(line, 1, kPatienceMilliseconds) == PipeEnd::Outcome::kDone) {
+    }
+    return line;
+  }
+
+ private:
+  std::string name_ = uniquePipe("hosts");
+  std::string bridgePipe_ = uniquePipe("bridge");
+  PipeEnd bridge_;
+};
+
+TEST_F(WellKnownPipe, TheLineOfAHostThatHasLeftReachesTheBridge) {
+  PipeEnd host = openAsHost();
+  ASSERT_TRUE(host.write("\\\\.\\pipe\\first\n"));
+  host.close();
+
+  EXPECT_EQ(lineAtTheBridge(), "\\\\.\\pipe\\first\n");
+}
+
+TEST_F(WellKnownPipe, AHostIsNotDisconnectedBeforeItHasClosedItsEnd) {
+  PipeEnd host = openAsHost();
+  ASSERT_TRUE(host.write("\\\\.\\pipe\\first\n"));
+  ASSERT_EQ(lineAtTheBridge(), "\\\\.\\pipe\\first\n");
+
+  std::string bytes;
+  EXPECT_EQ(host.read(bytes, 1, kWatchMilliseconds), PipeEnd::Outcome::kTimeout);
+}
+
+TEST_F(WellKnownPipe, TheNextHostNeedNotWaitForTheLastOneToClose) {
+  PipeEnd first = openAsHost();
+  ASSERT_TRUE(first.write("\\\\.\\pipe\\first\n"));
+  ASSERT_EQ(lineAtTheBridge(), "\\\\.\\pipe\\first\n");
+
+  PipeEnd second = openAsHost();
+  ASSERT_TRUE(second.write("\\\\.\\pipe\\second\n"));
+
+  EXPECT_EQ(lineAtTheBridge(), "\\\\.\\pipe\\second\n");
+}
+
+}  // namespace
+}  // namespace kxbrowser
