@@ -7,7 +7,8 @@
 
 #include <string>
 
-#if defined(__MINGW32__)
+// clang, which checks the sources, does not know the name of the C library's own rules.
+#if defined(__MINGW32__) && !defined(__clang__)
 #define KX_PRINTF_FORMAT __attribute__((format(gnu_printf, 1, 2)))
 #elif defined(__GNUC__)
 #define KX_PRINTF_FORMAT __attribute__((format(printf, 1, 2)))
