@@ -26,7 +26,9 @@
  * Results.  int, named by the KX_ constants below. Unless a function says otherwise, KX_NO_CONTEXT means
  * that the context number is negative, was never given or was destroyed; KX_FAILED is every other failure,
  * among them a context without a browser, a null text where none is allowed, and lack of memory. Such a
- * call changes nothing and leaves one error entry in the log. No exception leaves the library.
+ * call leaves one error entry in the log and changes nothing; only one that runs out of memory while it
+ * talks to the browser leaves the connection as a time-out does (see "After a time-out"). No exception
+ * leaves the library.
  *
  * Errors of a context.  The number and text of a context's last error are read with kx_GetLastErrorNumber()
  * and kx_GetLastErrorText(). While the context has a browser they are what the browser's last answer said
