@@ -93,6 +93,11 @@ class OptionScanner {
   std::string_view value_;
 };
 
+// One search for each character: a search for either would look at every character by itself.
+bool isOneLine(std::string_view value) {
+  return value.find('\r') == std::string_view::npos && value.find('\n') == std::string_view::npos;
+}
+
 }  // namespace
 
 Options parseOptions(const char* options) {
@@ -106,8 +111,7 @@ Options parseOptions(const char* options) {
 
 std::string unquote(std::string_view value) {
   const bool isQuoted = value.size() >= 2 && value.starts_with('"') && value.ends_with('"');
-  const bool isOneLine = value.find_first_of("\r\n") == std::string_view::npos;
-  return std::string(isQuoted && isOneLine ? value.substr(1, value.size() - 2) : value);
+  return std::string(isQuoted && isOneLine(value) ? value.substr(1, value.size() - 2) : value);
 }
 
 const std::string* findOption(const Options& options, const char* name) {

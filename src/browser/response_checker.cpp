@@ -334,7 +334,7 @@ std::size_t ResponseChecker::feedUntilComplete(std::string_view bytes) {
 // Bytes that lead from state to state and do nothing else, up to the beginning of a string.
 const char* ResponseChecker::skipMoves(const char* next, const char* last) {
   State state = state_;
-  while (next != last) {
+  while (state != State::String && next != last) {
     const std::uint8_t step = stepOf(state, *next);
     if (!isMove(step)) {
       break;
@@ -345,12 +345,8 @@ const char* ResponseChecker::skipMoves(const char* next, const char* last) {
       while (next != last && stepOf(state, *next) == step) {
         ++next;
       }
-      continue;
     }
     state = static_cast<State>(step);
-    if (state == State::String) {
-      break;
-    }
   }
   state_ = state;
   return next;
