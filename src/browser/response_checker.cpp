@@ -290,6 +290,15 @@ constexpr bool isMove(std::uint8_t step) {
   return step < ResponseChecker::kStateCount;
 }
 
+// The first byte that is no blank, or last.
+const char* endOfBlanks(const char* first, const char* last) {
+  constexpr std::uint64_t kBlanks = (1ULL << ' ') | (1ULL << '\n') | (1ULL << '\r') | (1ULL << '\t');
+  while (first != last && static_cast<unsigned char>(*first) <= ' ' && ((kBlanks >> *first) & 1U) != 0) {
+    ++first;
+  }
+  return first;
+}
+
 }  // namespace
 
 ResponseChecker::ResponseChecker(int depthLimit) : depthLimit_(std::min(depthLimit, kDepthLimit)) {
@@ -352,23 +361,34 @@ const char* ResponseChecker::skipMoves(const char* next, const char* last) {
   return next;
 }
 
-// Most strings are followed by another one, with a colon or a comma between the two quotes.
+// Most strings are followed by a colon or a comma, perhaps among blanks, and many by another string then.
 const char* ResponseChecker::skipStrings(const char* next, const char* last) {
   for (;;) {
     next = endOfStringRun(next, last);
-    if (last - next < 3 || next[0] != '"' || next[2] != '"') {
+    if (next == last || *next != '"') {
       return next;
     }
-    const char between = next[1];
+    const char* const separator = endOfBlanks(next + 1, last);
+    if (separator == last) {
+      return next;
+    }
+    const char* const behind = endOfBlanks(separator + 1, last);
+    if (behind == last) {
+      return next;
+    }
     Mode& mode = topMode();
-    if (mode == Mode::Key && between == ':') {
+    if (mode == Mode::Key && *separator == ':') {
       mode = Mode::Object;
-    } else if (mode == Mode::Object && between == ',') {
+    } else if (mode == Mode::Object && *separator == ',' && *behind == '"') {
       mode = Mode::Key;
-    } else if (mode != Mode::Array || between != ',') {
+    } else if (mode != Mode::Array || *separator != ',') {
       return next;
     }
-    next += 3;
+    if (*behind != '"') {
+      state_ = State::Value;
+      return behind;
+    }
+    next = behind + 1;
   }
 }
 
