@@ -67,8 +67,6 @@ SCENARIO = Stage("windows", "kx_scenario_tests", shards=6, loads=(*LIBRARY, "kxs
 FAULT = Stage("windows", "kx_fault_tests", shards=6, loads=(*LIBRARY, "kxsim"))
 
 
-
-
 def unit_suites(file, root=ROOT):
     """The suites of the unit test files that are named after the source: options_test.cpp, options_engine_test.cpp."""
     folder = root / "tests/unit" / component_of(file)
@@ -89,7 +87,7 @@ def portable_stages(file):
     patterns = [pattern for suite in unit_suites(file) for pattern in (f"{suite}.*", f"*/{suite}.*")]
     unit = Stage("native", UNIT)
     # Reading or writing out of bounds is often noticed by nothing else.
-    sanitized = Stage("sanitize", UNIT, filter=":".join(patterns))
+    sanitized = Stage("sanitize", UNIT)
     corpora = tuple(Stage("native", f"fuzz_{name}", arguments=(f"fuzz/corpus/{name}",))
                     for name in CORPORA.get(component_of(file), ()))
     return (*(likely_and_rest(unit, patterns) if patterns else (unit,)), *corpora, sanitized)
