@@ -9,6 +9,7 @@ import { within } from './within.mjs';
 
 const kDefaultSeconds = 10;
 const kNavigationSeconds = 60;
+const kNavigationAttempts = 5;
 // A page that the macro has left in the middle of its loading does not answer.
 const kLastErrorsMilliseconds = 2000;
 const kFile = 'macro';
@@ -254,16 +255,18 @@ export class Macro {
     return texts;
   }
 
-  // Firefox sometimes tells a navigation of the end of the one before, which a macro that was given up has left behind.
+  // Firefox sometimes tells a navigation of the end of the one before, which a macro that was given up has left behind;
+  // on a busy machine more than once.
   async #goTo(address, timeout) {
-    const { page } = this.#tab;
-    try {
-      await page.goto(address, { timeout });
-    } catch (error) {
-      if (!/interrupted an unfinished navigation/.test(error?.message)) {
-        throw error;
+    for (let attempt = 1; ; ++attempt) {
+      try {
+        await this.#tab.page.goto(address, { timeout });
+        return;
+      } catch (error) {
+        if (attempt === kNavigationAttempts || !/interrupted an unfinished navigation/.test(error?.message)) {
+          throw error;
+        }
       }
-      await page.goto(address, { timeout });
     }
   }
 

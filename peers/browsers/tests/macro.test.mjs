@@ -94,6 +94,32 @@ test('an address that cannot be reached is a failed navigation, told in one line
   assert.deepEqual([played.errorCode, played.status], [failures.kNavigationFailed, 'refused']);
 });
 
+// The page's navigation is interrupted so many times, then succeeds.
+function interruptedTab(times) {
+  const tab = fakeTab({
+    goto: async () => {
+      tab.navigations += 1;
+      if (tab.navigations <= times) {
+        throw new Error('unknown error: A new navigation interrupted an unfinished navigation');
+      }
+    },
+  });
+  tab.navigations = 0;
+  return tab;
+}
+
+test('a navigation that the one before interrupts is tried again', async () => {
+  const tab = interruptedTab(4);
+  const played = await play('await open("http://x/")', { tab });
+  assert.deepEqual([played.errorCode, tab.navigations], [failures.kSuccess, 5]);
+});
+
+test('a navigation that is interrupted each time fails in the end', async () => {
+  const tab = interruptedTab(5);
+  const played = await play('await open("http://x/")', { tab });
+  assert.deepEqual([played.errorCode, tab.navigations], [failures.kNavigationFailed, 5]);
+});
+
 test('a page that does not come in time is a time-out', async () => {
   const tab = fakeTab({ goto: async () => { throw timeout(); } });
   assert.equal((await play('await open("http://x/", 2)', { tab })).errorCode, failures.kTimedOut);
