@@ -1,6 +1,7 @@
 #include "browser/response_checker.h"
 
 #include "browser/string_run.h"
+#include "json/blanks.h"
 #include "json/numbers.h"
 
 #include <algorithm>
@@ -290,15 +291,6 @@ constexpr bool isMove(std::uint8_t step) {
   return step < ResponseChecker::kStateCount;
 }
 
-// The first byte that is no blank, or last.
-const char* endOfBlanks(const char* first, const char* last) {
-  constexpr std::uint64_t kBlanks = (1ULL << ' ') | (1ULL << '\n') | (1ULL << '\r') | (1ULL << '\t');
-  while (first != last && static_cast<unsigned char>(*first) <= ' ' && ((kBlanks >> *first) & 1U) != 0) {
-    ++first;
-  }
-  return first;
-}
-
 }  // namespace
 
 ResponseChecker::ResponseChecker(int depthLimit) : depthLimit_(std::min(depthLimit, kDepthLimit)) {
@@ -368,11 +360,11 @@ const char* ResponseChecker::skipStrings(const char* next, const char* last) {
     if (next == last || *next != '"') {
       return next;
     }
-    const char* const separator = endOfBlanks(next + 1, last);
+    const char* const separator = json::endOfBlanks(next + 1, last);
     if (separator == last) {
       return next;
     }
-    const char* const behind = endOfBlanks(separator + 1, last);
+    const char* const behind = json::endOfBlanks(separator + 1, last);
     if (behind == last) {
       return next;
     }

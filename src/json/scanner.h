@@ -3,6 +3,7 @@
 // all of them. The text must outlive both.
 #pragma once
 
+#include "json/blanks.h"
 #include "json/plain_text.h"
 #include "json/reader.h"
 
@@ -37,9 +38,7 @@ class Scanner {
 
   // Goes to the next token, which begins with the next byte that is no blank. False when there is none.
   bool skipBlanks() {
-    while (next_ != last_ && (*next_ == ' ' || *next_ == '\t' || *next_ == '\n' || *next_ == '\r')) {
-      ++next_;
-    }
+    next_ = endOfBlanks(next_, last_);
     return next_ != last_;
   }
   // The same; gives the byte, or 0, which begins no token, when there is none.
