@@ -1,5 +1,6 @@
 #include "win32/well_known_pipe.h"
 
+#include "support/win32/pipe_name.h"
 #include "win32/pipe_end.h"
 
 #include <gtest/gtest.h>
@@ -15,11 +16,8 @@ constexpr DWORD kPatienceMilliseconds = 30000;
 // How long an end is watched that must not be disconnected.
 constexpr DWORD kWatchMilliseconds = 300;
 
-std::string uniquePipe(const std::string& what) {
-  static int count = 0;
-  return R"(\\.\pipe\kxbrowser-)" + what + "-" + std::to_string(GetCurrentProcessId()) + "-" +
-         std::to_string(++count);
-}
+constexpr char kFirstLine[] = "\\\\.\\pipe\\first\n";
+constexpr char kSecondLine[] = "\\\\.\\pipe\\second\n";
 
 class WellKnownPipe : public ::testing::Test {
  protected:
@@ -48,23 +46,23 @@ class WellKnownPipe : public ::testing::Test {
   }
 
  private:
-  std::string name_ = uniquePipe("hosts");
-  std::string bridgePipe_ = uniquePipe("bridge");
+  std::string name_ = uniquePipeName();
+  std::string bridgePipe_ = uniquePipeName();
   PipeEnd bridge_;
 };
 
 TEST_F(WellKnownPipe, TheLineOfAHostThatHasLeftReachesTheBridge) {
   PipeEnd host = openAsHost();
-  ASSERT_TRUE(host.write("\\\\.\\pipe\\first\n"));
+  ASSERT_TRUE(host.write(kFirstLine));
   host.close();
 
-  EXPECT_EQ(lineAtTheBridge(), "\\\\.\\pipe\\first\n");
+  EXPECT_EQ(lineAtTheBridge(), kFirstLine);
 }
 
 TEST_F(WellKnownPipe, AHostIsNotDisconnectedBeforeItHasClosedItsEnd) {
   PipeEnd host = openAsHost();
-  ASSERT_TRUE(host.write("\\\\.\\pipe\\first\n"));
-  ASSERT_EQ(lineAtTheBridge(), "\\\\.\\pipe\\first\n");
+  ASSERT_TRUE(host.write(kFirstLine));
+  ASSERT_EQ(lineAtTheBridge(), kFirstLine);
 
   std::string bytes;
   EXPECT_EQ(host.read(bytes, 1, kWatchMilliseconds), PipeEnd::Outcome::kTimeout);
@@ -72,13 +70,13 @@ TEST_F(WellKnownPipe, AHostIsNotDisconnectedBeforeItHasClosedItsEnd) {
 
 TEST_F(WellKnownPipe, TheNextHostNeedNotWaitForTheLastOneToClose) {
   PipeEnd first = openAsHost();
-  ASSERT_TRUE(first.write("\\\\.\\pipe\\first\n"));
-  ASSERT_EQ(lineAtTheBridge(), "\\\\.\\pipe\\first\n");
+  ASSERT_TRUE(first.write(kFirstLine));
+  ASSERT_EQ(lineAtTheBridge(), kFirstLine);
 
   PipeEnd second = openAsHost();
-  ASSERT_TRUE(second.write("\\\\.\\pipe\\second\n"));
+  ASSERT_TRUE(second.write(kSecondLine));
 
-  EXPECT_EQ(lineAtTheBridge(), "\\\\.\\pipe\\second\n");
+  EXPECT_EQ(lineAtTheBridge(), kSecondLine);
 }
 
 }  // namespace
