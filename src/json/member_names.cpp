@@ -41,6 +41,13 @@ bool MemberNames::isNewAmongFew(std::string_view name) const {
   return std::find(begin, openNames_.end(), name) == openNames_.end();
 }
 
+bool MemberNames::addToMany(std::string_view name) {
+  if (ordered_ == nullptr && meetings_ > kMeetingsPerName * (openNames_.size() - begin_)) {
+    putInOrder();
+  }
+  return ordered_ != nullptr ? ordered_->insert(name).second : addToTable(name);
+}
+
 bool MemberNames::addToTable(std::string_view name) {
   const std::size_t count = openNames_.size() - begin_;
   if (table_.empty()) {
@@ -57,6 +64,7 @@ bool MemberNames::addToTable(std::string_view name) {
     if (table_[i].hash == hash && openNames_[begin_ + table_[i].position - 1] == name) {
       return false;
     }
+    ++meetings_;
     i = (i + 1) & (table_.size() - 1);
   }
   table_[i] = {hash, static_cast<std::uint32_t>(count + 1)};
@@ -70,6 +78,12 @@ void MemberNames::growTable() {
       place(slot);
     }
   }
+}
+
+void MemberNames::putInOrder() {
+  const auto begin = openNames_.begin() + static_cast<std::ptrdiff_t>(begin_);
+  ordered_ = std::make_unique<std::set<std::string_view>>(begin, openNames_.end());
+  table_ = {};
 }
 
 void MemberNames::place(const Slot& slot) {

@@ -1,10 +1,13 @@
 // Finds a second member of one name in an object. The names of all objects that are open lie in one stack,
 // since objects close in the reverse order of their opening. A few are compared one after another; more get a
-// table, so that the time for each stays the same however many there are.
+// table, so that the time for each stays the same however many there are. Names that were made to meet in the
+// table are put in order instead.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <set>
 #include <string_view>
 #include <vector>
 
@@ -22,13 +25,20 @@ class MemberNames {
   // False when the object has a member of that name already. The name must outlive the object.
   bool add(std::string_view name) {
     const std::size_t count = openNames_.size() - begin_;
-    const bool isNew = count < kFew ? isNewAmongFew(name) : addToTable(name);
+    const bool isNew = count < kFew ? isNewAmongFew(name) : addToMany(name);
     openNames_.push_back(name);
     return isNew;
   }
 
+  // How many names were met in the table on the way to a free place, all ways taken together. When that is
+  // many for each name, the table is given up and the names are in order.
+  std::size_t meetings() const { return meetings_; }
+  bool areOrdered() const { return ordered_ != nullptr; }
+
  private:
   static constexpr std::size_t kFew = 16;
+  // Of names that were not made to meet, each meets one or two.
+  static constexpr std::size_t kMeetingsPerName = 16;
 
   // Where a name stands, counted from 1, and the beginning of its hash, which tells most names apart.
   struct Slot {
@@ -37,14 +47,18 @@ class MemberNames {
   };
 
   bool isNewAmongFew(std::string_view name) const;
+  bool addToMany(std::string_view name);
   bool addToTable(std::string_view name);
   void growTable();
   void place(const Slot& slot);
+  void putInOrder();
 
   std::vector<std::string_view>& openNames_;
   std::size_t begin_;
   // Open addressing, at most half full; its size is a power of two.
   std::vector<Slot> table_;
+  std::size_t meetings_ = 0;
+  std::unique_ptr<std::set<std::string_view>> ordered_;
 };
 
 }  // namespace json

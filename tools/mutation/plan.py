@@ -65,6 +65,8 @@ LIBRARY = ("KXTCP64",)
 HOST = Stage("windows", "kx_host_tests", shards=4, loads=(*LIBRARY, "kx_host_partner"))
 SCENARIO = Stage("windows", "kx_scenario_tests", shards=6, loads=(*LIBRARY, "kxsim"))
 FAULT = Stage("windows", "kx_fault_tests", shards=6, loads=(*LIBRARY, "kxsim"))
+# What keeps memory too long is noticed by nothing shorter.
+SOAK = Stage("windows", "kx_soak_tests", filter="ManyConversations.*", loads=(*LIBRARY, "kxsim"))
 
 
 def unit_suites(file, root=ROOT):
@@ -90,7 +92,8 @@ def portable_stages(file):
     sanitized = Stage("sanitize", UNIT)
     corpora = tuple(Stage("native", f"fuzz_{name}", arguments=(f"fuzz/corpus/{name}",))
                     for name in CORPORA.get(component_of(file), ()))
-    return (*(likely_and_rest(unit, patterns) if patterns else (unit,)), *corpora, sanitized)
+    soak = (SOAK,) if component_of(file) == "browser" else ()
+    return (*(likely_and_rest(unit, patterns) if patterns else (unit,)), *corpora, sanitized, *soak)
 
 
 def windows_stages(file):

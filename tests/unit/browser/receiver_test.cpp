@@ -552,6 +552,36 @@ TEST(KeptText, APlayReusesTheBufferOfTheOneBeforeWhateverTheSizes) {
   }
 }
 
+// Where the profiler data of a play lies whose answer holds that much of it.
+const char* placeOfPlayed(FakeBrowser& browser, std::size_t size) {
+  browser.answer(R"({"errorCode":1,"profilerData":")" + std::string(size, 'd') + "\"}");
+  EXPECT_TRUE(browser.play("m", 5));
+  EXPECT_EQ(browser.profilerData().size(), size);
+  return browser.profilerData().data();
+}
+
+TEST(KeptText, AResponseAboutAsLargeAsTheOneBeforeLiesInItsMemory) {
+  FakeBrowser browser;
+  const char* const place = placeOfPlayed(browser, 1000000);
+
+  EXPECT_EQ(placeOfPlayed(browser, 1000000), place);
+  EXPECT_EQ(placeOfPlayed(browser, 500000), place);
+}
+
+TEST(KeptText, AMuchSmallerResponseLetsGoOfTheMemoryOfALargeOne) {
+  FakeBrowser browser;
+  const char* const place = placeOfPlayed(browser, 1000000);
+
+  EXPECT_NE(placeOfPlayed(browser, 50000), place);
+}
+
+TEST(KeptText, MemoryOfLessThan64KIsNeverTooLarge) {
+  FakeBrowser browser;
+  const char* const place = placeOfPlayed(browser, 30000);
+
+  EXPECT_EQ(placeOfPlayed(browser, 10), place);
+}
+
 TEST(KeptText, ARefusedResponseLeavesWhatWasThere) {
   EarlierResponse browser;
 
