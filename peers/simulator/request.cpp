@@ -157,27 +157,32 @@ Request fromLooseText(std::string_view bytes) {
     return request;
   }
   const std::size_t from = args.at();
-  request.openNewBrowser = looseTrue(bytes, from, "openNewBrowser");
-  request.launched = looseTrue(bytes, from, "launched");
-  request.source = looseText(bytes, from, "source");
-  request.message = looseText(bytes, from, "message");
-  request.path = looseText(bytes, from, "path");
-  request.captureType = looseText(bytes, from, "type");
 
+  // A variable may be named like any member, so members are looked for before the variables and behind them.
+  std::string_view before = bytes;
+  std::string_view behind = bytes.substr(from);
   Walker vars(bytes, from);
-  std::size_t behindVariables = from;
-  if (vars.seekMember("vars") && vars.take('{')) {
-    while (auto name = vars.takeName()) {
-      auto value = vars.takeString();
-      if (!value) {
-        break;
+  if (vars.seekMember("vars")) {
+    before = bytes.substr(0, vars.at());
+    if (vars.take('{')) {
+      while (auto name = vars.takeName()) {
+        auto value = vars.takeString();
+        if (!value) {
+          break;
+        }
+        request.variables.emplace_back(std::move(*name), std::move(*value));
+        vars.take(',');
       }
-      request.variables.emplace_back(std::move(*name), std::move(*value));
-      vars.take(',');
     }
-    behindVariables = vars.at();
+    behind = bytes.substr(vars.at());
   }
-  request.useProfiler = looseTrue(bytes, behindVariables, "use_profiler");
+  request.openNewBrowser = looseTrue(before, from, "openNewBrowser");
+  request.launched = looseTrue(before, from, "launched");
+  request.source = looseText(before, from, "source");
+  request.message = looseText(before, from, "message");
+  request.path = looseText(before, from, "path");
+  request.captureType = looseText(before, from, "type");
+  request.useProfiler = looseTrue(behind, 0, "use_profiler");
   return request;
 }
 

@@ -395,8 +395,18 @@ class Finder:
             return self._text_at(last - 1) == ")"
         return self._text_at(index) in ASSIGNMENTS or self._text_at(index) in ("++", "--")
 
+    def _is_run_by_the_compiler(self, opening):
+        index = opening
+        while index > 0 and self._text_at(index - 1) not in (";", "{", "}"):
+            index -= 1
+            if self._text_at(index) == "consteval":
+                return True
+        return False
+
     def _change_steps(self, opening):
         previous = None
+        # Such functions fill tables, whose rows hardly ever have an order.
+        has_order = not self._is_run_by_the_compiler(opening)
         for statement in self._statements(opening):
             if statement is None or statement[0] in self.skipped or not self._is_step(*statement):
                 previous = None
@@ -406,7 +416,7 @@ class Finder:
             self._add("dropped step", start, end, ";")
             is_call = self._text_at(statement[1] - 1) == ")" and " = " not in step
             # The order of two assignments hardly ever matters.
-            if previous is not None and previous[2] != step and (is_call or previous[3]):
+            if has_order and previous is not None and previous[2] != step and (is_call or previous[3]):
                 between = self.text[previous[1] : start]
                 self._add("swapped steps", previous[0], end, step + between + previous[2])
             previous = (start, end, step, is_call)

@@ -96,6 +96,11 @@ class Steps(unittest.TestCase):
     def test_two_assignments_are_not_swapped(self):
         self.assertEqual(changed("void f() { a = 1; b = 2; }", "swapped steps"), [])
 
+    def test_what_fills_a_table_while_compiling_is_not_swapped(self):
+        source = "consteval T f() { g(); h(); } T i() { j(); k(); }"
+        self.assertEqual(changed(source, "swapped steps"), ["consteval T f() { g(); h(); } T i() { k(); j(); }"])
+        self.assertEqual(len(changed(source, "dropped step")), 4)
+
     def test_steps_of_different_blocks_are_not_swapped(self):
         self.assertEqual(changed("void f() { g(); if (a) { h(); } i(); }", "swapped steps"), [])
 

@@ -115,7 +115,7 @@ class Copies(unittest.TestCase):
                           "sys.exit(0 if text == 'int a = 1;\\n' else 7)")
             change = changes_in("src/a/a.cpp", "int a = 1;\n")[0]
             outcome = space.try_change(change)
-            self.assertEqual(outcome, Outcome("noticed", "kx_unit_tests: ended with 7"))
+            self.assertEqual(outcome, Outcome("noticed", "kx_unit_tests: ended with 7", False))
             self.assertEqual((space.tree / "src/a/a.cpp").read_text(), "int a = 1;\n")
             self.assertEqual((Path(root) / "src/a/a.cpp").read_text(), "int a = 1;\n")
 
@@ -150,6 +150,23 @@ class Copies(unittest.TestCase):
             space.code = "raise SystemExit(1)"
             with self.assertRaises(BaseFailure):
                 space.try_change(changes_in("src/a/a.cpp", "int a = 1;\n")[0])
+
+    def test_a_windows_program_that_names_no_test_must_succeed_without_the_change(self):
+        file = "src/process/win32/start_lock.cpp"
+        with Tree({file: "int a = 1;\n"}) as root:
+            space = self.workspace(root)
+            space.uses_wine = True
+            space.start_wine = space.stop_wine = lambda: None
+            (space.folder / "windows").mkdir()
+            space.limits = dict.fromkeys([stage.whole for stage in stages_for(file)], 30)
+            change = changes_in(file, "int a = 1;\n")[0]
+            space.code = "raise SystemExit(3)"
+            with self.assertRaises(BaseFailure):
+                space.try_change(change)
+            space.code = ("import pathlib, sys\n"
+                          f"text = pathlib.Path({str(space.tree / file)!r}).read_text()\n"
+                          "sys.exit(0 if text == 'int a = 1;\\n' else 3)")
+            self.assertEqual(space.try_change(change).word, "noticed")
 
     def test_a_changed_file_is_compiled_without_a_cache(self):
         with Tree({"src/a/a.cpp": "int a = 1;\n"}) as root:

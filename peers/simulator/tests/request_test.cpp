@@ -59,6 +59,20 @@ TEST(Request, UnescapedQuotesAndLineFeedsInNamesAreRead) {
   EXPECT_TRUE(request.useProfiler);
 }
 
+TEST(Request, AVariableNamedLikeAMemberOfAMalformedRequestIsAVariable) {
+  const Request request = readRequest(
+      "{\n \"type\" : \"play\",\n \"args\" : {\n  \"source\" : \"\xC6\",\n  \"vars\" : {\n   \"launched\" : "
+      "\"true\",\n   \"path\" : \"p\",\n   \"type\" : \"t\",\n   \"use_profiler\" : \"u\"\n  }\n }\n}");
+
+  EXPECT_FALSE(request.wellFormed);
+  EXPECT_EQ((Variables{{"launched", "true"}, {"path", "p"}, {"type", "t"}, {"use_profiler", "u"}}),
+            request.variables);
+  EXPECT_EQ("", request.path);
+  EXPECT_EQ("", request.captureType);
+  EXPECT_FALSE(request.launched);
+  EXPECT_FALSE(request.useProfiler);
+}
+
 TEST(Request, AMalformedRequestWithoutProfilerAsksForNone) {
   const Request request = readRequest(
       "{\n \"type\" : \"play\",\n \"args\" : {\n  \"source\" : \"\x01 \\\"use_profiler\\\" : true\",\n  "

@@ -68,18 +68,20 @@ class ContextRegistry {
   // contexts.
   ContextRecord* lookup(int context) const;
 
- private:
   // Slots lie in segments of growing size that never move, so that a reader without the lock may look at one
-  // at any time.
+  // at any time. The first has 256, each other twice as many as the one before.
+  struct Place {
+    std::size_t segment;
+    std::size_t offset;
+    bool operator==(const Place&) const = default;
+  };
+  static Place placeOf(int context);
+
+ private:
   using Slot = std::atomic<ContextRecord*>;
   static constexpr int kFirstSegmentSlots = 256;
   static constexpr int kSegments = 24;  // together more slots than there are numbers
 
-  struct Place {
-    std::size_t segment;
-    std::size_t offset;
-  };
-  static Place placeOf(int context);
   Slot* findSlot(int context) const;
   Slot& slotFor(int context);
 

@@ -16,11 +16,14 @@ class TempFolder {
  public:
   explicit TempFolder(const std::string& name = "folder") {
     static std::atomic<int> count{0};
-    path_ = EnvironmentVariable::valueOf("TEMP").value_or(".") + "\\kx-" + name + "-" +
-            std::to_string(::GetCurrentProcessId()) + "-" + std::to_string(++count);
-    // Process ids come back, and a run that was broken off has left its folders.
-    std::filesystem::remove_all(wide(path_));
-    std::filesystem::create_directories(wide(path_));
+    const std::string parent = EnvironmentVariable::valueOf("TEMP").value_or(".");
+    std::filesystem::create_directories(wide(parent));
+    // Process ids come back, and a run that was broken off has left its folders. Some have paths that are too
+    // long to be removed.
+    do {
+      path_ = parent + "\\kx-" + name + "-" + std::to_string(::GetCurrentProcessId()) + "-" +
+              std::to_string(++count);
+    } while (!std::filesystem::create_directory(wide(path_)));
   }
   TempFolder(const TempFolder&) = delete;
   TempFolder& operator=(const TempFolder&) = delete;

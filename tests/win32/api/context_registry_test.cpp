@@ -149,6 +149,16 @@ TEST(ContextRegistry, GrowsToTenThousandsAndMovesNoRecord) {
   EXPECT_THAT(registry.lookup(kCount), IsNull());
 }
 
+TEST(ContextRegistry, LooksForNoSlotBehindTheLastOfASegment) {
+  using Place = ContextRegistry::Place;
+  EXPECT_EQ(ContextRegistry::placeOf(0), (Place{0, 0}));
+  EXPECT_EQ(ContextRegistry::placeOf(255), (Place{0, 255}));
+  EXPECT_EQ(ContextRegistry::placeOf(256), (Place{1, 0}));
+  EXPECT_EQ(ContextRegistry::placeOf(256 + 511), (Place{1, 511}));
+  EXPECT_EQ(ContextRegistry::placeOf(256 + 512), (Place{2, 0}));
+  EXPECT_EQ(ContextRegistry::placeOf(std::numeric_limits<int>::max()).segment, 23U);
+}
+
 TEST(ContextRegistry, GivesEveryNumberOnceToThreadsThatCreateAtTheSameTime) {
   constexpr int kThreads = 8;
   constexpr int kEach = 1000;
