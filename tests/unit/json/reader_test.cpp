@@ -86,6 +86,8 @@ TEST(JsonReaderParse, ATokenInAWrongPlaceIsNamed) {
   EXPECT_EQ(readError("[1}"), "parse: Unexpected token: } @ 0/2/2 to 0/3/3");
   EXPECT_EQ(readError("[1:2]"), "parse: Unexpected token: : @ 0/2/2 to 0/3/3");
   EXPECT_EQ(readError("{1:2}"), "parse: Unexpected token: 1 @ 0/1/1 to 0/2/2");
+  EXPECT_EQ(readError("{true:2}"), "parse: Unexpected token: true @ 0/1/1 to 0/5/5");
+  EXPECT_EQ(readError("{false:2}"), "parse: Unexpected token: false @ 0/1/1 to 0/6/6");
   EXPECT_EQ(readError("{null:2}"), "parse: Unexpected token: null @ 0/1/1 to 0/5/5");
   EXPECT_EQ(readError("{,}"), "parse: Unexpected token: , @ 0/1/1 to 0/2/2");
   EXPECT_EQ(readError(R"({"a" 1})"), "parse: Unexpected token: 1 @ 0/5/5 to 0/6/6");
