@@ -1,13 +1,13 @@
 #include "api/copy_out.h"
 
 #include <cstdint>
-#include <cstring>
 #include <limits>
 
 namespace {
 
+// An empty text may have no address, which std::memcpy() must not be given.
 void copyTo(char* buffer, std::string_view text) {
-  std::memcpy(buffer, text.data(), text.size());
+  text.copy(buffer, text.size());
 }
 void copyTo(char* buffer, const JoinedText& text) {
   text.copyTo(buffer);

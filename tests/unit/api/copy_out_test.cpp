@@ -101,6 +101,17 @@ TEST(CopyOut, AnEmptyTextNeedsOneByte) {
   EXPECT_EQ(buffer.text(), copied(""));
 }
 
+TEST(CopyOut, AnEmptyTextMayHaveNoAddress) {
+  const std::string_view nowhere;
+  Buffer buffer;
+  Buffer line;
+
+  EXPECT_EQ(copyOut(nowhere, buffer.bytes.data(), 1), CopyOut::Copied);
+  EXPECT_EQ(buffer.text(), copied(""));
+  EXPECT_EQ(copyCommandLineOut(nowhere, line.bytes.data(), 1), CopyOut::Copied);
+  EXPECT_EQ(line.text(), copied(""));
+}
+
 TEST(CopyOut, ZeroBytesInATextAreCopiedToo) {
   Buffer buffer;
 
