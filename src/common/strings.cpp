@@ -53,7 +53,3 @@ std::string inDoubleQuotes(std::string_view text) {
   quoted += '"';
   return quoted;
 }
-
-std::string textOrEmpty(const char* text) {
-  return text != nullptr ? std::string(text) : std::string();
-}

@@ -21,6 +21,3 @@ std::string joinWithBlanks(const std::vector<std::string>& texts);
 
 // The text between double quotes. Quotes inside it are left as they are.
 std::string inDoubleQuotes(std::string_view text);
-
-// The text of a C string, with null counting as empty.
-std::string textOrEmpty(const char* text);

@@ -70,9 +70,4 @@ TEST(Strings, QuotesEncloseATextAsItIs) {
   EXPECT_EQ(inDoubleQuotes("a \"b\""), "\"a \"b\"\"");
 }
 
-TEST(Strings, ANullTextIsEmpty) {
-  EXPECT_EQ(textOrEmpty(nullptr), "");
-  EXPECT_EQ(textOrEmpty("text"), "text");
-}
-
 }  // namespace
