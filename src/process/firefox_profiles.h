@@ -1,5 +1,5 @@
-// Reads Firefox's profiles.ini the way the extension's installer always has: byte by byte, with blanks kept
-// and no comments. The parser is portable and works on bytes; process/win32/profile_store.h opens the file.
+// Reads Firefox's profiles.ini by rules of its own: byte by byte, with blanks kept and no comments. The
+// parser is portable and works on bytes; process/win32/profile_store.h opens the file.
 #pragma once
 
 #include <map>

@@ -1,6 +1,6 @@
 // The frame around every export: it checks the context, its instance and the texts, in this order, runs the
-// body and catches everything. Nothing else in this component has a catch, and no exception leaves the
-// library.
+// body and catches everything. Nothing else in this component has a catch, but for the library's entry point,
+// and no exception leaves the library.
 #pragma once
 
 #include "api/win32/context_registry.h"
