@@ -61,9 +61,8 @@
  * time-out.
  *
  * Threads.  Contexts may be created and destroyed, and different contexts used, by several threads at once.
- * One context must be used by one thread at a time, and must not be destroyed while another thread uses it.
- * Start and end a context's browser from the same thread: a start that fails on the way keeps a lock that
- * belongs to the thread.
+ * One context must be used by one thread at a time, and must not be destroyed while another thread uses it;
+ * which thread that is may change from call to call.
  *
  * Buffers.  Texts are copied into the host's buffers; nothing is allocated for the host, nothing has to be
  * freed. A null buffer asks for the size. Sizes are in bytes and count the terminating zero. A negative
@@ -354,8 +353,8 @@ KX_API int kx_GetBrowserProcessId(int context);
  * @return KX_OK, whatever became of the browser; KX_FAILED if the context has no browser; KX_NO_CONTEXT
  *
  * The error of the exit itself is gone with the browser's connection; the log has it. Threads: one at a
- * time per context, and the thread that started it. Blocks: for the request as kx_Play(), then for the
- * process up to the time-out, then until the browser has read or closed its connection.
+ * time per context. Blocks: for the request as kx_Play(), then for the process up to the time-out, then until
+ * the browser has read or closed its connection.
  */
 KX_API int kx_Exit(int context, int timeout);
 
@@ -415,8 +414,8 @@ KX_API int kxr_Init(int context, const char* browser, const char* options, int o
  *         context then keeps its browser, and its error number and text tell; KX_FAILED if the context has
  *         no browser; KX_NO_CONTEXT
  *
- * Threads: one at a time per context, and the thread that started it. Blocks: as kx_Play(), then until the
- * browser has read or closed its connection.
+ * Threads: one at a time per context. Blocks: as kx_Play(), then until the browser has read or closed its
+ * connection.
  */
 KX_API int kxr_Exit(int context, int timeout);
 

@@ -32,6 +32,17 @@ TEST_F(Exit, LeavesTheContextToBeStartedAgain) {
   EXPECT_EQ(dll.kx_Play(context, "macro", 10), KX_OK);
 }
 
+TEST_F(Exit, MayComeFromAnotherThreadThanTheStart) {
+  int result = KX_FAILED;
+
+  std::thread([&] { result = dll.kx_Exit(context, 5); }).join();
+
+  EXPECT_EQ(result, KX_OK);
+  EXPECT_TRUE(extension.awaitGoodbye());
+  FakeExtension again(defaultPipe());
+  EXPECT_EQ(dll.kx_Init(context, "fx", nullptr, nullptr, 0, 0, 30), KX_OK);
+}
+
 TEST_F(Exit, IsRefusedTheSecondTime) {
   ASSERT_EQ(dll.kx_Exit(context, 5), KX_OK);
   log.clear();
