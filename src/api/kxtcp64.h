@@ -24,8 +24,8 @@
  * folder or profile name should not end in a backslash, nor hold a double quote.
  *
  * Results.  int, named by the KX_ constants below. Unless a function says otherwise, KX_NO_CONTEXT means
- * that the context number is negative, was never given or was destroyed; KX_FAILED is every other failure,
- * among them a context without a browser, a null text where none is allowed, and lack of memory. Such a
+ * that the context number is negative, was never given or was destroyed; KX_FAILED is every other failure.
+ * Among these are a context without a browser, a null text where none is allowed, and lack of memory: such a
  * call leaves one error entry in the log and changes nothing; only one that runs out of memory while it
  * talks to the browser leaves the connection as a time-out does (see "After a time-out"). No exception
  * leaves the library.
@@ -190,20 +190,21 @@ KX_API int kx_GetLastErrorText(int context, char* buffer, int size);
  *                        -profiler           plays report profiler data, see kx_GetPerformance()
  *                        With one of the first two, a small start page is written to the folder that TEMP
  *                        names
- * @param browserPath     the browser's program; NULL for "c:\Program Files\Mozilla Firefox\firefox.exe", or
- *                        Chrome in the user's local application data. An empty text is no path, and the
- *                        launch fails
+ * @param browserPath     the browser's program, as a whole path with backslashes: it is started in the folder
+ *                        before the last of them, and without any the launch fails (267). NULL for
+ *                        "c:\Program Files\Mozilla Firefox\firefox.exe", or Chrome in the user's local
+ *                        application data. An empty text is no path, and the launch fails
  * @param port            0; every other value is refused
  * @param openNewBrowser  not 0 asks the extension for a new browser window
  * @param timeout         seconds; 0 waits for ever, a negative value counts as 600. It also sets the number
  *                        of attempts
  * @return KX_OK when the extension answered the first request, whatever it said; KX_TIMEOUT when the
- *         extension was told of the connection and did not connect back in time; the error number of a
- *         launch that failed: a positive Windows error number (2: no such program), or KX_FAILED when the
- *         start page could not be written; KX_FAILED when browser is NULL, port is not 0, the attempts are
- *         used up or the first request failed; KX_NO_CONTEXT. When a start fails, its error number and text
- *         are kept in the context, which can be used again at once; a browser that this call launched is
- *         ended.
+ *         extension was there, and did not take the connection's name or connect back in time; the error
+ *         number of a launch that failed: a positive Windows error number (2: no such program), or
+ *         KX_FAILED when the start page could not be written; KX_FAILED when browser is NULL, port is not 0,
+ *         the attempts are used up or the first request failed; KX_NO_CONTEXT. When a start fails, its error
+ *         number and text are kept in the context, which can be used again at once; a browser that this
+ *         call launched is ended.
  *
  * Threads: one at a time per context; several contexts may be started in parallel. Starts with the same
  * browser, profile and user wait for one another, in all processes, for up to ten minutes each, until the
@@ -332,8 +333,8 @@ KX_API int kx_GetLastPerformance(int context, int index, char* name, int* nameSi
  * Gives the id of the browser process that kx_Init() launched.
  *
  * @param context  the context's number
- * @return the process id; 0 if the context attached to a browser that was running, and on every failure: no
- *         such context, no browser. The log tells these apart.
+ * @return the process id; 0 if the context attached to a browser that was running or that its host had
+ *         started, and on every failure: no such context, no browser. The log tells these apart.
  *
  * Threads: one at a time per context. Blocks: never.
  */

@@ -82,6 +82,17 @@ TEST_F(LaunchFailure, WithoutATempFolderNothingIsLaunchedOrWritten) {
   EXPECT_FALSE(fileExists("\\" + md5Digest(profile) + ".html"));
 }
 
+TEST_F(LaunchFailure, APathWithoutABackslashHasNoFolderToStartIn) {
+  const SimulatedBrowser browser;
+  std::string program = browser.program();
+  std::replace(program.begin(), program.end(), '\\', '/');
+
+  EXPECT_EQ(init({.program = program}), ERROR_DIRECTORY);
+
+  expectFailedStart(-ERROR_DIRECTORY, "Couldn't start browser binary " + program);
+  EXPECT_FALSE(browser.hasRecorded("command-line.txt"));
+}
+
 TEST_F(LaunchFailure, AContextCanBeStartedAgain) {
   ASSERT_NE(init({.program = user_.local() + "\\missing.exe"}), KX_OK);
   SimulatedBrowser browser;
