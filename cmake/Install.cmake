@@ -1,13 +1,14 @@
 # What is installed, by component:
 #   runtime      the DLL alone
-#   development  header, import library, .def file, packages for CMake and pkg-config, examples, the simulator
+#   development  header, import library, .def file, packages for CMake and pkg-config, examples, the simulator, the pages
+#                for hosts' authors
 #   notices      the licence, and those of the run-time that is linked into the DLL
 
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 set(kx_package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/KXTCP64")
-set(kx_notices_dir "${CMAKE_INSTALL_DATADIR}/doc/kxtcp64")
+set(kx_documents_dir "${CMAKE_INSTALL_DATADIR}/doc/kxtcp64")
 
 install(
   TARGETS KXTCP64
@@ -40,10 +41,21 @@ install(
   PATTERN "*.txt"
   PATTERN "CMakeLists.txt" EXCLUDE)
 
+# The header and the pages refer to each other by these places.
+install(
+  DIRECTORY "${PROJECT_SOURCE_DIR}/docs"
+  DESTINATION "${kx_documents_dir}"
+  COMPONENT development
+  PATTERN "testing.md" EXCLUDE)
+install(FILES "${PROJECT_SOURCE_DIR}/SECURITY.md" "${PROJECT_SOURCE_DIR}/CHANGELOG.md" DESTINATION "${kx_documents_dir}"
+        COMPONENT development)
+install(FILES "${PROJECT_SOURCE_DIR}/peers/simulator/README.md" DESTINATION "${kx_documents_dir}" RENAME "simulator.md"
+        COMPONENT development)
+
 install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" "${PROJECT_SOURCE_DIR}/packaging/NOTICES.md"
-        DESTINATION "${kx_notices_dir}" COMPONENT notices)
+        DESTINATION "${kx_documents_dir}" COMPONENT notices)
 # The run-time's own texts come from the packages whose code was linked.
 foreach(package IN ITEMS mingw-w64-common gcc-mingw-w64-base)
-  install(FILES "/usr/share/doc/${package}/copyright" DESTINATION "${kx_notices_dir}" RENAME "${package}.txt"
+  install(FILES "/usr/share/doc/${package}/copyright" DESTINATION "${kx_documents_dir}" RENAME "${package}.txt"
           COMPONENT notices OPTIONAL)
 endforeach()

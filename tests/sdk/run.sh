@@ -58,6 +58,22 @@ for example in "$prefix"/share/kxtcp64/examples/*.c; do
   x86_64-w64-mingw32-gcc-posix -std=c89 "$example" -o "$scratch/plain/$(basename "$example" .c).exe" "${flags[@]}"
 done
 
+echo "== the pages that the header names are there, and what they link to"
+documents=$prefix/share/doc/kxtcp64
+pages=$(grep -o 'docs/[a-z-]*\.md' "$prefix/include/kxtcp64/kxtcp64.h" | sort -u)
+[[ -n $pages ]]
+for page in $pages; do
+  [[ -e $documents/$page ]]
+done
+find "$documents" -name '*.md' | while read -r page; do
+  { grep -oE '\]\([^):#]+' "$page" || true; } | cut -c 3- | while read -r link; do
+    [[ -e $(dirname "$page")/$link ]] || {
+      echo "$page links to $link, which is not in the package" >&2
+      exit 1
+    }
+  done
+done
+
 echo "== the project as a part of another build gives the library and nothing else"
 mkdir "$scratch/parent"
 cat >"$scratch/parent/CMakeLists.txt" <<EOF
