@@ -1,5 +1,6 @@
-// One host: connects back to the pipe that it has named, and answers the requests that come over that. A host sends its next request only when it has the reply to the last one, or has given up
-// waiting for it: a reply would then be taken for the next one's, so it is not sent.
+// One host: connects back to the pipe that it has named, and answers the requests that come over that. A host sends its
+// next request only when it has the reply to the last one, or has given up waiting for it: a reply would then be taken
+// for the next one's, so it is not sent.
 import net from 'node:net';
 import * as failures from './failures.mjs';
 import { RequestFramer, readRequest } from './request_framer.mjs';

@@ -2,7 +2,7 @@
 // Linux, whose programs a Windows program can start but neither wait for nor end. One argument: the file in which the
 // bridge says what to run. Their TCP connection is the sign of life, and lines of JSON go over it:
 //   to the bridge    {"token":t}   {"endpoint":url}   {"ended":text}
-//   from the bridge  {"end":true}
+//   from the bridge  {"end":true,"graceMilliseconds":n}
 // The watcher is the last to go: it removes the folder of the run.
 import fs from 'node:fs';
 import net from 'node:net';
