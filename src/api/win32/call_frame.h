@@ -3,6 +3,7 @@
 // and no exception leaves the library.
 #pragma once
 
+#include "api/kxtcp64.h"
 #include "api/win32/context_registry.h"
 #include "common/memory_reserve.h"
 
@@ -11,9 +12,9 @@
 
 // What an export gives when its call cannot be carried out.
 struct FrameResults {
-  int noContext = -5;
-  int failed = -1;
-  int exception = -1;
+  int noContext = KX_NO_CONTEXT;
+  int failed = KX_FAILED;
+  int exception = KX_FAILED;
 };
 
 // The texts and results of one export. The messages are complete, so that a log line can be found in the
