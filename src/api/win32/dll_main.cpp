@@ -8,11 +8,12 @@
 // Windows calls it by this name.
 extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID reserved);
 
-BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID reserved) {
+// The run-time that is linked in frees what it keeps for a thread when it hears of the thread's end, so those
+// calls stay switched on.
+BOOL WINAPI DllMain(HINSTANCE /*module*/, DWORD reason, LPVOID reserved) {
   try {
     switch (reason) {
       case DLL_PROCESS_ATTACH:
-        ::DisableThreadLibraryCalls(module);
         keepMemoryReserve();
         openContextRegistry();
         break;

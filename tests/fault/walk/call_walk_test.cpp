@@ -312,7 +312,6 @@ const std::set<std::string> kCannotFail = {
     "Sleep",
     "OutputDebugStringA",
     "DeleteCriticalSection",
-    "DisableThreadLibraryCalls",
 };
 
 // Imports of the run-time that is part of the file: its threads, exceptions, locales and formatting. The
