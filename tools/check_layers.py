@@ -5,8 +5,8 @@ The components form one arrow; a component includes itself and what stands to it
 
     api -> pipe -> process -> browser -> {json, log} -> common
 
-Windows headers appear under win32/ folders only, the public header in api/ only, and the simulator and the examples
-include nothing of the library's inside.
+Windows headers appear under win32/ folders only, the public header in api/ only, and the peers and the examples include
+nothing of the library's inside.
 """
 
 import argparse
@@ -76,9 +76,9 @@ def check_library_include(name, quote, target):
 
 
 def check_outside_include(name, target, root):
-    """The simulator and the examples know nothing of the library but its public header."""
+    """The peers know nothing of the library, the examples nothing but its public header."""
     if target.split("/")[-1] == PUBLIC_HEADER:
-        return "the simulator shares nothing with the library" if name.startswith("peers/") else None
+        return "a peer shares nothing with the library" if name.startswith("peers/") else None
     if target.split("/")[0] in MAY_INCLUDE and (Path(root) / "src" / target).exists():
         return f'"{target}" belongs to the library'
     return None
@@ -92,7 +92,7 @@ def tests_for_system(name, line):
 def check_tree(root):
     problems = []
     checked = 0
-    for name in project_files(root, SOURCE_SUFFIXES, ("src/", "peers/simulator/", "examples/")):
+    for name in project_files(root, SOURCE_SUFFIXES, ("src/", "peers/", "examples/")):
         checked += 1
         library = name.startswith("src/")
         if library and component_of(name) not in MAY_INCLUDE:

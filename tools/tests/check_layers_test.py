@@ -51,10 +51,11 @@ class CheckLayers(unittest.TestCase):
     def test_refuses_an_unknown_component(self):
         self.assertEqual(len(problems({"src/misc/misc.cpp": "\n"})), 1)
 
-    def test_refuses_the_library_in_the_simulator(self):
-        files = {"src/json/reader.h": "\n", "peers/simulator/main.cpp": '#include "json/reader.h"\n'}
-        self.assertEqual(len(problems(files)), 1)
-        self.assertEqual(len(problems({"peers/simulator/main.cpp": '#include "kxtcp64.h"\n'})), 1)
+    def test_refuses_the_library_in_the_peers(self):
+        for main in ("peers/simulator/main.cpp", "peers/browsers/win32/main.cpp"):
+            files = {"src/json/reader.h": "\n", main: '#include "json/reader.h"\n'}
+            self.assertEqual(len(problems(files)), 1, main)
+            self.assertEqual(len(problems({main: '#include "kxtcp64.h"\n'})), 1, main)
 
     def test_lets_examples_use_the_public_header_only(self):
         files = {"src/common/md5.h": "\n", "examples/a.c": '#include "kxtcp64.h"\n#include <windows.h>\n'}
