@@ -18,6 +18,15 @@ function startProgram(settings, runFile) {
   return spawn(program, args, { stdio: 'ignore', windowsHide: true });
 }
 
+// Any program of the machine can find the port: what is no message says nothing.
+function messageOf(line) {
+  try {
+    return JSON.parse(line) ?? {};
+  } catch {
+    return {};
+  }
+}
+
 export class WatcherLink {
   #settings;
   #log;
@@ -98,7 +107,7 @@ export class WatcherLink {
       const lines = received.split('\n');
       received = lines.pop();
       for (const line of lines) {
-        this.#hear(JSON.parse(line), socket, server);
+        this.#hear(messageOf(line), socket, server);
       }
     });
     socket.on('close', () => {
