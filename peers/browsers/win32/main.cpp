@@ -181,11 +181,13 @@ int run() {
   tellBridge(line, choice, folder, runFolder, home);
   kxbrowser::BridgeProcess bridge;
   const unsigned long error = bridge.start(node, home + "\\bridge\\main.mjs", bridgeLog(runFolder));
-  if (error != 0) {
+  int result = kExitNotSetUp;
+  if (error == 0) {
+    kxbrowser::serveWellKnownPipe(choice.pipe, bridgePipe());
+    result = static_cast<int>(bridge.wait());
+  } else {
     std::fprintf(stderr, "kxbrowser: cannot start %s, error %lu\n", node.c_str(), error);
   }
-  kxbrowser::serveWellKnownPipe(choice.pipe, bridgePipe());
-  const int result = error != 0 ? kExitNotSetUp : static_cast<int>(bridge.wait());
   if (!environmentVariable("KX_BROWSER_KEEP")) {
     removeFolder(runFolder);
   }
