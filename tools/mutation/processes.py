@@ -26,10 +26,11 @@ class Ended:
     timed_out: bool
     stopped: bool
     seconds: float
+    came_to_its_end: bool = True
 
     @property
     def succeeded(self):
-        return self.status == 0 and not self.timed_out and not self.stopped
+        return self.status == 0 and not self.timed_out and not self.stopped and self.came_to_its_end
 
 
 def members(session):

@@ -11,7 +11,7 @@ from support import Tree
 from mutation import processes, results
 from mutation.changes import changes_in
 from mutation.plan import stages_for
-from mutation.workspace import BaseFailure, Outcome, Workspace
+from mutation.workspace import PASSED, BaseFailure, Outcome, Workspace
 
 
 def python(code):
@@ -88,6 +88,7 @@ class FakeWorkspace(Workspace):
     """Builds nothing and tests with a program of this test's."""
 
     code = "pass"
+    last_words = PASSED
     builds = True
 
     def build(self, tree, targets, jobs, cached=True):
@@ -95,7 +96,7 @@ class FakeWorkspace(Workspace):
         return self.builds
 
     def command(self, stage):
-        return python(self.code)
+        return python(f"print({self.last_words!r}, flush=True)\n{self.code}")
 
 
 class Copies(unittest.TestCase):
@@ -123,6 +124,13 @@ class Copies(unittest.TestCase):
         with Tree({"src/a/a.cpp": "int a = 1;\n"}) as root:
             change = changes_in("src/a/a.cpp", "int a = 1;\n")[0]
             self.assertEqual(self.workspace(root).try_change(change), Outcome("survived"))
+
+    def test_a_program_that_does_not_come_to_its_end_notices_the_change(self):
+        with Tree({"src/a/a.cpp": "int a = 1;\n"}) as root:
+            space = self.workspace(root)
+            space.last_words = "Unhandled page fault"
+            outcome = space.try_change(changes_in("src/a/a.cpp", "int a = 1;\n")[0])
+            self.assertEqual(outcome, Outcome("noticed", "kx_unit_tests: did not come to its end", False))
 
     def test_a_program_without_a_limit_is_first_run_without_the_change(self):
         with Tree({"src/a/a.cpp": "int a = 1;\n"}) as root:
