@@ -1,5 +1,6 @@
 #include "fault/walk/walked_conversation.h"
 
+#include "support/debug_mode.h"
 #include "support/win32/md5_digest.h"
 #include "support/win32/next_handle.h"
 
@@ -7,6 +8,7 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <utility>
 
 namespace {
@@ -350,4 +352,22 @@ const std::vector<WalkedConversation>& walkedConversations() {
 Holdings holdings(const Surroundings& around) {
   return {nextHandleValue(), around.memory.liveBlocks(), around.calls.openFiles(),
           around.calls.localBlocks()};
+}
+
+std::string difference(const Holdings& before, const Holdings& after) {
+  std::ostringstream text;
+  if (after.nextHandle != before.nextHandle) {
+    text << "value of a new handle: " << before.nextHandle << " before, " << after.nextHandle << " after\n";
+  }
+  if (after.memoryBlocks < before.memoryBlocks ||
+      after.memoryBlocks > before.memoryBlocks + kBlocksOfSharedLocks) {
+    text << "blocks of memory: " << before.memoryBlocks << " before, " << after.memoryBlocks << " after\n";
+  }
+  if (after.openFiles != before.openFiles) {
+    text << "open files: " << before.openFiles << " before, " << after.openFiles << " after\n";
+  }
+  if (after.localBlocks != before.localBlocks) {
+    text << "local blocks: " << before.localBlocks << " before, " << after.localBlocks << " after\n";
+  }
+  return text.str();
 }

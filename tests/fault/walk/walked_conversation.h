@@ -121,7 +121,7 @@ struct Holdings {
   std::size_t memoryBlocks;
   int openFiles;
   int localBlocks;
-
-  bool operator==(const Holdings&) const = default;
 };
 Holdings holdings(const Surroundings& around);
+// What is held since that was not, or no longer; empty when all is as before.
+std::string difference(const Holdings& before, const Holdings& after);
