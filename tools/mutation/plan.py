@@ -65,6 +65,7 @@ LIBRARY = ("KXTCP64",)
 HOST = Stage("windows", "kx_host_tests", shards=4, loads=(*LIBRARY, "kx_host_partner"))
 SCENARIO = Stage("windows", "kx_scenario_tests", shards=6, loads=(*LIBRARY, "kxsim"))
 FAULT = Stage("windows", "kx_fault_tests", shards=6, loads=(*LIBRARY, "kxsim"))
+WALKS = Stage("windows", "kx_failing_call_tests", shards=4, loads=LIBRARY)
 # What keeps memory too long is noticed by nothing shorter.
 SOAK = Stage("windows", "kx_soak_tests", filter="ManyConversations.*", loads=(*LIBRARY, "kxsim"))
 
@@ -99,9 +100,9 @@ def portable_stages(file):
 def windows_stages(file):
     stem = file.removeprefix("src/").rsplit(".", 1)[0]
     if stem in ("api/win32/exports", "api/win32/runner_exports", "api/win32/dll_main"):
-        return (HOST, SCENARIO, FAULT)  # only the DLL holds these
+        return (HOST, SCENARIO, FAULT, WALKS)  # only the DLL holds these
     patterns = LIKELY_FIRST.get(stem) or LIKELY_FIRST.get(component_of(file)) or ()
-    return (*(likely_and_rest(WIN32, patterns) if patterns else (WIN32,)), HOST, SCENARIO, FAULT)
+    return (*(likely_and_rest(WIN32, patterns) if patterns else (WIN32,)), HOST, SCENARIO, FAULT, WALKS)
 
 
 def stages_for(file):
