@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cstddef>
 #include <optional>
 
@@ -92,7 +93,7 @@ class Walker {
       value += text_[at_] == '\\' && at_ + 1 < text_.size() ? unescaped(text_[++at_]) : text_[at_];
       ++at_;
     }
-    ++at_;
+    at_ = std::min(at_ + 1, text_.size());
     return value;
   }
 

@@ -73,6 +73,16 @@ TEST(Request, AVariableNamedLikeAMemberOfAMalformedRequestIsAVariable) {
   EXPECT_FALSE(request.useProfiler);
 }
 
+TEST(Request, AVariableThatNeverEndsIsTheLastOfAMalformedRequest) {
+  const Request request = readRequest(
+      "{\n \"type\" : \"play\",\n \"args\" : {\n  \"vars\" : {\n   \"a\" : \"1\",\n   \"b\" : \"2, "
+      "\"use_profiler\" : true");
+
+  EXPECT_EQ("play", request.type);
+  EXPECT_EQ((Variables{{"a", "1"}, {"b", "2, "}}), request.variables);
+  EXPECT_EQ((Variables{{"a", ""}}), readRequest("{\"args\" : {\"vars\" : {\"a\" : \"").variables);
+}
+
 TEST(Request, AMalformedRequestWithoutProfilerAsksForNone) {
   const Request request = readRequest(
       "{\n \"type\" : \"play\",\n \"args\" : {\n  \"source\" : \"\x01 \\\"use_profiler\\\" : true\",\n  "
