@@ -66,8 +66,10 @@ HOST = Stage("windows", "kx_host_tests", shards=4, loads=(*LIBRARY, "kx_host_par
 SCENARIO = Stage("windows", "kx_scenario_tests", shards=6, loads=(*LIBRARY, "kxsim"))
 FAULT = Stage("windows", "kx_fault_tests", shards=6, loads=(*LIBRARY, "kxsim"))
 WALKS = Stage("windows", "kx_failing_call_tests", shards=4, loads=LIBRARY)
-# What keeps memory too long is noticed by nothing shorter.
 SOAK = Stage("windows", "kx_soak_tests", filter="ManyConversations.*", loads=(*LIBRARY, "kxsim"))
+
+# Portable parts of which the unit tests do not see all: what is kept too long, and what helps when there is no memory.
+THROUGH_THE_LIBRARY = {"browser": (SOAK,), "src/common/memory_reserve.cpp": (WALKS,)}
 
 
 def unit_suites(file, root=ROOT):
@@ -93,8 +95,8 @@ def portable_stages(file):
     sanitized = Stage("sanitize", UNIT)
     corpora = tuple(Stage("native", f"fuzz_{name}", arguments=(f"fuzz/corpus/{name}",))
                     for name in CORPORA.get(component_of(file), ()))
-    soak = (SOAK,) if component_of(file) == "browser" else ()
-    return (*(likely_and_rest(unit, patterns) if patterns else (unit,)), *corpora, sanitized, *soak)
+    through_the_library = THROUGH_THE_LIBRARY.get(component_of(file), THROUGH_THE_LIBRARY.get(file, ()))
+    return (*(likely_and_rest(unit, patterns) if patterns else (unit,)), *corpora, sanitized, *through_the_library)
 
 
 def windows_stages(file):

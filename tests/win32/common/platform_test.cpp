@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <windows.h>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
@@ -58,6 +59,22 @@ TEST_F(PlatformVariable, IsReadAtTheTimeOfTheCall) {
   EXPECT_EQ(value(), "two");
   variable.remove();
   EXPECT_EQ(value(), std::nullopt);
+}
+
+TEST_F(PlatformVariable, IsLookedForWithoutALookBehindItsName) {
+  SYSTEM_INFO system{};
+  ::GetSystemInfo(&system);
+  const std::size_t page = system.dwPageSize;
+  auto* const pages = static_cast<char*>(::VirtualAlloc(nullptr, 2 * page, MEM_RESERVE, PAGE_NOACCESS));
+  ASSERT_NE(::VirtualAlloc(pages, page, MEM_COMMIT, PAGE_READWRITE), nullptr);
+  const std::string name = "KX_TEST_VARIABLE";
+  char* const atTheEnd = pages + page - name.size() - 1;
+  std::copy_n(name.c_str(), name.size() + 1, atTheEnd);
+  variable.set("found");
+
+  EXPECT_EQ(platform::environmentVariable(atTheEnd), "found");
+
+  ::VirtualFree(pages, 0, MEM_RELEASE);
 }
 
 TEST_F(PlatformVariable, ThatWasSetThroughTheRunTimeLibraryIsSeen) {
