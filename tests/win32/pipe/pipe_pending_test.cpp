@@ -261,57 +261,47 @@ TEST_F(PendingWrite, IsFollowedByAReadOnceThePeerHasReadIt) {
   EXPECT_EQ(readText(end()), "answer");
 }
 
-// The first wait is for the write that is in the way, the second one for the new write: both share one
-// time-out.
-TEST_F(PendingWrite, UsesUpTheTimeOfTheNextOne) {
-  std::vector<DWORD> waits;
-  const NamedEvent never;
-  SubstitutedCall<&WindowsCalls::waitForMultipleObjects> wait(
-      [&](DWORD, const HANDLE*, BOOL, DWORD milliseconds) {
-        waits.push_back(milliseconds);
-        if (wait.count() == 1) {
-          never.wait(100);
-          EXPECT_EQ(pipe.peer.readExactly(text.size()), text);
-          return DWORD{WAIT_OBJECT_0};
-        }
-        return DWORD{WAIT_TIMEOUT};
-      });
-  EXPECT_EQ(writeText(end(), text, 60), -3);
-  ASSERT_EQ(waits.size(), 2U);
-  EXPECT_EQ(waits[0], 60000U);
-  EXPECT_LT(waits[1], 60000U - 50U);
+// The first wait is for the write that is in the way and takes this many milliseconds, the second one is for
+// the new write: both share one time-out. Gives how long each may last.
+class PendingWriteInTheWay : public PendingWrite {
+ protected:
+  std::vector<DWORD> waitsOfAWrite(int timeoutSeconds, ULONGLONG taken) {
+    ULONGLONG clock = 5000000000;
+    const SubstitutedCall<&WindowsCalls::getTickCount> tickCount([&] { return clock; });
+    std::vector<DWORD> waits;
+    SubstitutedCall<&WindowsCalls::waitForMultipleObjects> wait(
+        [&](DWORD, const HANDLE*, BOOL, DWORD milliseconds) {
+          waits.push_back(milliseconds);
+          if (wait.count() == 1) {
+            clock += taken;
+            EXPECT_EQ(pipe.peer.readExactly(text.size()), text);
+            return DWORD{WAIT_OBJECT_0};
+          }
+          return DWORD{WAIT_TIMEOUT};
+        });
+    EXPECT_EQ(writeText(end(), text, timeoutSeconds), -3);
+    return waits;
+  }
+};
+
+TEST_F(PendingWriteInTheWay, UsesUpTheTimeOfTheNextOne) {
+  EXPECT_THAT(waitsOfAWrite(60, 100), ElementsAre(60000U, 59900U));
 }
 
-TEST_F(PendingWrite, ThatUsesUpAllOfTheTimeLeavesNoneForTheNextOne) {
-  std::vector<DWORD> waits;
-  const NamedEvent never;
-  SubstitutedCall<&WindowsCalls::waitForMultipleObjects> wait(
-      [&](DWORD, const HANDLE*, BOOL, DWORD milliseconds) {
-        waits.push_back(milliseconds);
-        if (wait.count() == 1) {
-          never.wait(1200);
-          EXPECT_EQ(pipe.peer.readExactly(text.size()), text);
-          return DWORD{WAIT_OBJECT_0};
-        }
-        return DWORD{WAIT_TIMEOUT};
-      });
-  EXPECT_EQ(writeText(end(), text, 1), -3);
-  EXPECT_THAT(waits, ElementsAre(1000U, 0U));
+TEST_F(PendingWriteInTheWay, LeavesTheNextOneTheLastMillisecond) {
+  EXPECT_THAT(waitsOfAWrite(1, 999), ElementsAre(1000U, 1U));
 }
 
-TEST_F(PendingWrite, LeavesATimeForEverAsItIs) {
-  std::vector<DWORD> waits;
-  SubstitutedCall<&WindowsCalls::waitForMultipleObjects> wait(
-      [&](DWORD, const HANDLE*, BOOL, DWORD milliseconds) {
-        waits.push_back(milliseconds);
-        if (wait.count() == 1) {
-          EXPECT_EQ(pipe.peer.readExactly(text.size()), text);
-          return DWORD{WAIT_OBJECT_0};
-        }
-        return DWORD{WAIT_TIMEOUT};
-      });
-  EXPECT_EQ(writeText(end(), text, 0), -3);
-  EXPECT_THAT(waits, ElementsAre(INFINITE, INFINITE));
+TEST_F(PendingWriteInTheWay, ThatUsesUpAllOfTheTimeLeavesNoneForTheNextOne) {
+  EXPECT_THAT(waitsOfAWrite(1, 1000), ElementsAre(1000U, 0U));
+}
+
+TEST_F(PendingWriteInTheWay, ThatTakesLongerLeavesNoneEither) {
+  EXPECT_THAT(waitsOfAWrite(1, 8000), ElementsAre(1000U, 0U));
+}
+
+TEST_F(PendingWriteInTheWay, LeavesATimeForEverAsItIs) {
+  EXPECT_THAT(waitsOfAWrite(0, 8000), ElementsAre(INFINITE, INFINITE));
 }
 
 TEST_F(PendingAccept, IsContinuedByTheNextAccept) {
