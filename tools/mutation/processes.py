@@ -16,7 +16,8 @@ FILE_SIZE = 256 << 20
 SANITIZED = {"ASAN_OPTIONS": f"hard_rss_limit_mb={MEMORY >> 20}"}
 
 _running = set()
-_lock = threading.Lock()
+# A second signal may come while the first one is being dealt with, in the same thread.
+_lock = threading.RLock()
 _stopped = False
 
 

@@ -12,6 +12,7 @@ from mutation import processes, results
 from mutation.changes import changes_in
 from mutation.plan import stages_for
 from mutation.workspace import PASSED, BaseFailure, Outcome, Workspace
+from project_files import ROOT
 
 
 def python(code):
@@ -69,6 +70,22 @@ class Processes(unittest.TestCase):
             log = Path(folder) / "log"
             self.assertFalse(processes.run(python(code), log, folder, 60).succeeded)
             self.assertTrue(processes.run(python(code), log, folder, 60, os.environ | processes.SANITIZED).succeeded)
+
+    def test_a_second_signal_while_everything_is_ended_is_no_deadlock(self):
+        code = (f"import signal, sys\nsys.path.insert(0, {str(ROOT / 'tools')!r})\n"
+                "from mutation import processes\n"
+                "ended = []\n"
+                "def end(process):\n"
+                "    ended.append(process)\n"
+                "    if len(ended) == 1:\n"
+                "        signal.raise_signal(signal.SIGTERM)\n"
+                "processes.kill_session = end\n"
+                "processes._running.add('a program')\n"
+                "signal.signal(signal.SIGTERM, lambda *_: processes.stop_everything())\n"
+                "signal.raise_signal(signal.SIGTERM)\n"
+                "assert ended == ['a program'] * 2")
+        with Tree({}) as folder:
+            self.assertTrue(self.run_in(folder, code, 60).succeeded)
 
     def test_the_first_failure_stops_the_others(self):
         with Tree({}) as folder:
