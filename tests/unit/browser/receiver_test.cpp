@@ -530,6 +530,15 @@ TEST(KeptText, ProfilerDataIsKeptWithoutAnythingElse) {
   EXPECT_EQ(browser.profilerData(), std::string(1000, 'p'));
 }
 
+TEST(KeptText, ProfilerDataOutlivesBytesThatAreRefused) {
+  FakeBrowser browser;
+  browser.receive(R"({"profilerData":")" + std::string(1000, 'p') + "\"}");
+
+  EXPECT_FALSE(feed(browser, "{\"" + std::string(900, 'q') + "\" !"));
+
+  EXPECT_EQ(browser.profilerData(), std::string(1000, 'p'));
+}
+
 TEST(KeptText, ProfilerDataGoesWithTheResponseBehindIt) {
   FakeBrowser browser;
   browser.receive(R"({"profilerData":"one"})");

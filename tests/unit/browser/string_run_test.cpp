@@ -49,6 +49,10 @@ TEST(StringRun, EndsBeforeAnEscapeThatIsCutShort) {
 TEST(StringRun, GoesToTheEndOfABeginningString) {
   EXPECT_EQ(runLength(""), 0U);
   EXPECT_EQ(runLength(R"(\"\\\/\b\f\n\r\t\u0041\uFfFf plain)"), 34U);
+  for (const char* escape : {R"(\u0189)", R"(\uabef)", R"(\uABEF)"}) {
+    EXPECT_EQ(runLength(escape), 6U) << escape;
+    EXPECT_EQ(runLengthBytewise(escape), 6U) << escape;
+  }
 }
 
 TEST(StringRun, EveryPatternOfBackslashesInABlockIsReadAsTheSingleBytesAre) {
