@@ -41,7 +41,7 @@ class BaseFailure(Exception):
 class Outcome:
     word: str  # noticed, survived, broken (did not compile)
     by: str = ""
-    names_test: bool = True  # or the program was ended, or ended itself, without a word about a test
+    names_test: bool = True  # false when the program was ended, or ended itself, before it could say what failed
 
 
 class Workspace:
@@ -128,9 +128,9 @@ class Workspace:
         shard, ended = processes.run_together([self.command(stage)] * stage.shards, logs, self.folder / stage.tree,
                                               limit, environments)
         outputs = [log.read_bytes().decode("utf-8", "replace") for log in logs]
-        if ended.succeeded and not stage.arguments and not all(PASSED in output for output in outputs):
-            shard = next(number for number, output in enumerate(outputs) if PASSED not in output)
-            ended = replace(ended, came_to_its_end=False)
+        cut_short = next((number for number, output in enumerate(outputs) if PASSED not in output), None)
+        if ended.succeeded and not stage.arguments and cut_short is not None:
+            shard, ended = cut_short, replace(ended, came_to_its_end=False)
         output = outputs[shard]
         if not ended.succeeded and stage.tree == "windows":
             self.stop_wine()
