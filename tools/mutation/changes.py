@@ -214,12 +214,18 @@ class Finder:
             self._change_return(index)
         elif token.text == "continue":
             self._add("jump", token.start, token.end, "break")
-        elif token.text == "break":
+        elif token.text == "break" and not self._is_last_of_a_switch(index):
             self._add("jump", token.start, token.end, "")
         elif token.text == "if":
             self._negate_condition(index)
         elif token.text in self.enumerations and self._text_at(index + 1) == "::":
             self._change_enumerator(token.text, index + 2)
+
+    def _is_last_of_a_switch(self, index):
+        """Nothing stands behind it that it could jump over."""
+        opening = self.partners.get(index + 2, 0)
+        condition = self.partners.get(opening - 1, 0)
+        return self._text_at(index + 2) == "}" and self._text_at(condition - 1) == "switch"
 
     def _text_at(self, index):
         return self.tokens[index].text if 0 <= index < len(self.tokens) else ""

@@ -113,6 +113,10 @@ class Steps(unittest.TestCase):
         self.assertEqual(changed("class A { A(); void f(); };"), [])
         self.assertEqual(changed("namespace a { class A { public: A(); }; }"), [])
 
+    def test_a_jump_at_the_end_of_a_switch_stays(self):
+        source = "void f() { switch (a) { case 1: g(); break; case 2: break; } while (b) { if (c) { break; } h(); } }"
+        self.assertEqual(len(changed(source, "jump")), 2)
+
     def test_a_return_without_a_value_is_dropped(self):
         self.assertEqual(changed("void f() { return; }"), ["void f() { ; }"])
 
