@@ -1,5 +1,8 @@
 # The headers that nearly every test includes are compiled once. A test includes what it uses all the same.
-set(kx_test_definitions "KX_GOLDEN_DIR=\"${PROJECT_SOURCE_DIR}/tests/golden\""
+# The approved texts are named from the build tree's root, where every test runs: a compiler cache then serves all
+# checkouts.
+file(RELATIVE_PATH kx_golden_dir "${PROJECT_BINARY_DIR}" "${PROJECT_SOURCE_DIR}/tests/golden")
+set(kx_test_definitions "KX_GOLDEN_DIR=\"${kx_golden_dir}\""
                         "$<$<BOOL:${WIN32}>:_WIN32_WINNT=0x0601;WIN32_LEAN_AND_MEAN;NOMINMAX>")
 # The tests themselves need no speed, and are compiled a third faster so. What they test keeps its flags.
 set(kx_test_options -O0)
