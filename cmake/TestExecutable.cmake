@@ -22,7 +22,7 @@ function(kx_compile_as_test target)
 endfunction()
 
 # kx_add_test_executable(NAME
-#   SOURCES   file...     nothing is built while the list is empty
+#   SOURCES   file...
 #   LIBRARIES target...   what is tested; GoogleTest and the warnings are always linked
 #   [SHARDS n]            number of CTest entries the tests are dealt out to, 1 unless given
 #   [TIMEOUT seconds]     for each entry, 400 unless given
@@ -39,8 +39,7 @@ function(kx_add_test_executable name)
     message(FATAL_ERROR "kx_add_test_executable(${name}): what is ${arg_UNPARSED_ARGUMENTS}?")
   endif()
   if(NOT arg_SOURCES)
-    message(STATUS "${name}: no sources, not built")
-    return()
+    message(FATAL_ERROR "kx_add_test_executable(${name}): there are no SOURCES")
   endif()
   if(NOT arg_SHARDS)
     set(arg_SHARDS 1)

@@ -3,7 +3,8 @@
 
 CTest's entries are either whole compiler runs and the like, counted as one test each, or shares of a GoogleTest
 program, whose XML results are counted test by test. A share that crashed, hung or left no results counts as one
-failed test more than its results say.
+failed test more than its results say. So does a program that is missing. An entry that is disabled, because this machine
+lacks what it needs, is skipped; with --complete it is a failure.
 """
 
 import argparse
@@ -25,17 +26,24 @@ def account_of_early_end(case):
     how = (failure.get("message") or "").strip() if failure is not None else ""
     output = case.findtext("system-out") or ""
     begun = list(TEST_BEGINS.finditer(output))
-    account = "ended early, by a crash, a time-out or a missing program"
+    account = "ended early, by a crash or a time-out"
     account += f" ({how or case.get('status')} after {float(case.get('time') or 0):.0f} s"
     account += f", in {begun[-1].group(1)})" if begun else ", before any test)"
     shown = output[begun[-1].start() :] if begun else output
     return account + "".join(f"\n    | {line.rstrip()}" for line in shown.splitlines()[-LINES_SHOWN:])
 
 
+def reason_not_run(case):
+    skipped = case.find("skipped")
+    return (skipped.get("message") if skipped is not None else case.findtext("system-out")) or "no reason is known"
+
+
 class Sum:
-    def __init__(self):
+    def __init__(self, complete=False):
+        self.complete = complete
         self.passed = 0
         self.skipped = 0
+        self.left_out = []
         self.failed = []
 
     def add_googletest(self, root, entry):
@@ -59,6 +67,14 @@ class Sum:
 
     def add_tree(self, tree):
         tree = Path(tree)
+        failures = len(self.failed)
+        self.add_report(tree)
+        # What ran the entries may have failed without any of them.
+        status = tree / "ctest.status"
+        if status.exists() and int(status.read_text(encoding="ascii")) != 0 and len(self.failed) == failures:
+            self.failed.append(f"{tree}: the run ended with status {status.read_text().strip()}, and no entry says why")
+
+    def add_report(self, tree):
         report = tree / "ctest.xml"
         if not report.exists():
             self.failed.append(f"{tree}: CTest left no report")
@@ -70,11 +86,16 @@ class Sum:
             entry = f"{tree.name}/{case.get('name')}"
             status = case.get("status")
             succeeded = status == "run" and case.find("failure") is None
+            if status == "disabled" and not self.complete:
+                self.skipped += 1
+                self.left_out.append(f"{entry}: {reason_not_run(case)}")
+                continue
+            if status in ("notrun", "disabled"):
+                self.failed.append(f"{entry}: did not run: {reason_not_run(case)}")
+                continue
             if not GOOGLETEST_ENTRY.search(case.get("name")):
                 if succeeded:
                     self.passed += 1
-                elif status in ("notrun", "disabled") and case.find("failure") is None and case.find("error") is None:
-                    self.skipped += 1
                 else:
                     self.failed.append(entry)
                 continue
@@ -95,12 +116,15 @@ class Sum:
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--summary", help="file that receives the numbers of passed, failed and skipped tests")
+    parser.add_argument("--complete", action="store_true", help="an entry that is disabled is a failure")
     parser.add_argument("trees", nargs="+", help="build trees")
     arguments = parser.parse_args()
 
-    total = Sum()
+    total = Sum(arguments.complete)
     for tree in arguments.trees:
         total.add_tree(tree)
+    for name in total.left_out:
+        print(f"LEFT OUT {name}")
     for name in total.failed:
         print(f"FAILED {name}")
     if arguments.summary:

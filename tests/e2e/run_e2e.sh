@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# Runs the tests with real browsers: run_e2e.sh BUILD_DIR [--repeat N] [--browser firefox|chromium] [FILTER]
+# Runs the tests with real browsers: run_e2e.sh BUILD_DIR [--repeat N] [--browser firefox|chromium] [--in-suite] [FILTER]
 #   BUILD_DIR   a build tree for Windows with the targets kx_e2e_tests, KXTCP64 and kxbrowser
 #   --repeat N  the long run instead of the tests: N plays and exits in each browser, one browser after the other, and
 #               what they leave behind
 #   --browser   only this browser; otherwise every one that is installed
+#   --in-suite  that there is nothing to run is no failure: who adds up the results decides
 #   FILTER      part of a test's name, or a pattern of GoogleTest's without the browser in front
 # Both browsers are tested at the same time: a start spends most of its time waiting.
 # KX_FIREFOX and KX_CHROME name other programs than firefox-esr and chromium, WINEPREFIX another prefix than the build
@@ -18,7 +19,7 @@ fail() {
 
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 root=$(cd "$here/../.." && pwd)
-build='' repeat='' browsers=(firefox chromium) filter=''
+build='' repeat='' browsers=(firefox chromium) in_suite='' filter=''
 while (($# > 0)); do
   case $1 in
     --repeat)
@@ -31,12 +32,13 @@ while (($# > 0)); do
       browsers=("$2")
       shift
       ;;
+    --in-suite) in_suite=yes ;;
     -*) fail "there is no option $1" ;;
     *) if [[ -z $build ]]; then build=$1; else filter=$1; fi ;;
   esac
   shift
 done
-[[ -n $build ]] || fail "usage: run_e2e.sh BUILD_DIR [--repeat N] [--browser firefox|chromium] [FILTER]"
+[[ -n $build ]] || fail "usage: run_e2e.sh BUILD_DIR [--repeat N] [--browser firefox|chromium] [--in-suite] [FILTER]"
 [[ -d $build ]] || fail "there is no folder $build"
 build=$(cd "$build" && pwd)
 tests=$build/bin/kx_e2e_tests.exe
@@ -124,8 +126,10 @@ pattern_for() {
 
 # Whether any test of the browser matches the filter.
 has_tests() {
+  local list=$results/tests-of-$1.txt
   "$root/cmake/toolchains/run_with_wine" "$WINEPREFIX" "$tests" --gtest_list_tests \
-    --gtest_filter="$(pattern_for "$1")" </dev/null 2>/dev/null 7>&- | grep -q '^  '
+    --gtest_filter="$(pattern_for "$1")" </dev/null >"$list" 2>&1 7>&- || fail "$tests does not list its tests: $(tail -n 3 "$list")"
+  grep -q '^  ' "$list"
 }
 
 # run_browser BROWSER: its tests, from the first to what they have left behind.
@@ -180,13 +184,18 @@ if ((${#chosen[@]} > 0)); then
   done
   if ((${#chosen[@]} == 0)); then
     printf 'no end-to-end test matches %s\n' "$filter"
+    [[ -n $in_suite ]] || exit 1
     exit 0
   fi
   start_site
+elif [[ -z $in_suite ]]; then
+  fail "nothing to run: no browser can be driven here"
 fi
 
 printf '<testsuite>\n' >"$results/ctest.xml"
-for browser in "${left_out[@]}"; do report "e2e_$browser" notrun ''; done
+for browser in "${left_out[@]}"; do
+  report "e2e_$browser" disabled '<system-out>the browser cannot be driven here: ./dev setup --browsers</system-out>'
+done
 for browser in "${chosen[@]}"; do
   run_browser "$browser" &
   lanes+=("$!")

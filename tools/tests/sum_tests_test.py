@@ -63,6 +63,10 @@ class SumTests(unittest.TestCase):
     def test_counts_a_failed_entry_that_is_no_googletest_program(self):
         self.assertEqual(total([entry("header", failed=True)], {}), (0, 1, 0))
 
+    def test_counts_a_missing_program(self):
+        missing = '<testcase name="{}" status="notrun"><skipped message="Unable to find executable"/></testcase>'
+        self.assertEqual(total([missing.format("kx_a.0"), missing.format("header")], {}), (0, 2, 0))
+
     def test_counts_a_tree_without_a_report_or_without_tests_as_failed(self):
         self.assertEqual(total([], {}), (0, 1, 0))
         result = sum_tests.Sum()
