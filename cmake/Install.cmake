@@ -1,7 +1,7 @@
 # What is installed, by component:
 #   runtime      the DLL alone
-#   development  header, import library, .def file, packages for CMake and pkg-config, examples, the simulator, the pages
-#                for hosts' authors
+#   development  header, import library, .def file, packages for CMake and pkg-config, examples, one of them as a program,
+#                the simulator, the pages for hosts' authors
 #   notices      the licence, and those of the run-time that is linked into the DLL
 
 include(GNUInstallDirs)

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Adds to an installed package what is made of it: the bill of materials, the NuGet layout, the list of checksums.
+"""Adds to an installed package what the zip has more: README.txt, the bill of materials, the NuGet layout, the checksums.
 
     packaging/finish_package.py BUILD-TREE PREFIX
 
-The bill of materials (SPDX 2.3) names what is inside the two programs of the package. The linker's maps tell which
+The bill of materials (SPDX 2.3) names what is inside the DLL and the programs of the package. The linker's maps tell which
 archives were linked in, and dpkg tells which package and version each archive is of.
 """
 
@@ -19,6 +19,7 @@ from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
 DOCUMENTS = Path("share/doc/kxtcp64")
+PROGRAMS = ("KXTCP64.dll", "kxsim.exe", "first_host.exe")
 
 # The licences as NOTICES.md explains them.
 LICENCES = {
@@ -142,6 +143,11 @@ def write_nuget_layout(prefix, version, description):
     (folder / "KXTCP64.nuspec").write_text(text, encoding="utf-8")
 
 
+def write_readme(prefix, version):
+    text = (HERE / "README.txt").read_text(encoding="utf-8").replace("@VERSION@", version)
+    (prefix / "README.txt").write_text(text, encoding="utf-8", newline="\r\n")
+
+
 def write_checksums(prefix):
     target = prefix / "SHA256SUMS"
     files = sorted(path for path in prefix.rglob("*") if path.is_file() and path != target)
@@ -163,13 +169,14 @@ def main():
     tree, prefix = arguments.tree.resolve(), arguments.prefix.resolve()
 
     version = cache_value(tree, "CMAKE_PROJECT_VERSION")
-    programs = {name: (sha256(prefix / "bin" / name), parts_of(tree, name)) for name in ("KXTCP64.dll", "kxsim.exe")}
+    programs = {name: (sha256(prefix / "bin" / name), parts_of(tree, name)) for name in PROGRAMS}
     compiler = query(Path(cache_value(tree, "CMAKE_CXX_COMPILER")).name or "x86_64-w64-mingw32-g++-posix",
                      "--version").splitlines()[0]
     # The same package gets the same bill: its date is that of the last change.
     created = query("git", "-C", str(HERE), "log", "-1", "--date=format-local:%Y-%m-%dT%H:%M:%SZ", "--format=%cd")
     bill = bill_of_materials(version, compiler, programs, created)
     (prefix / DOCUMENTS / "sbom.spdx.json").write_text(json.dumps(bill, indent=2) + "\n", encoding="utf-8")
+    write_readme(prefix, version)
     write_nuget_layout(prefix, version, cache_value(tree, "CMAKE_PROJECT_DESCRIPTION"))
     count = write_checksums(prefix)
     print(f"finish_package: {len(bill['packages']) - 1} packages linked in, {count} files listed")

@@ -1,7 +1,7 @@
 #!/bin/sh
-# Compiles the host in the README as it stands: readme_host.sh README COMPILER ARGUMENT...
-# A README without one gives the compiler an empty text, of which it complains.
+# Compiles the host in the README as it stands, which is the example FILE:  readme_host.sh README FILE COMPILER ARGUMENT...
 set -eu
-readme=$1
-shift
-sed -n '/^```c$/,/^```$/{/^```/!p}' "$readme" | "$@" -
+readme=$1 file=$2
+shift 2
+sed -n '/^```c$/,/^```$/{/^```/!p}' "$readme" | diff "$file" -
+"$@" "$file"

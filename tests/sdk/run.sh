@@ -5,7 +5,7 @@
 #     tests/sdk/run.sh BUILD-TREE SCRATCH-FOLDER
 #
 # The Wine prefix is the one that WINEPREFIX names, or the build tree's.
-set -euo pipefail
+set -Eeuo pipefail
 
 if (($# != 2)); then
   sed -n '2,8s/^# \{0,1\}//p' "${BASH_SOURCE[0]}" >&2
@@ -19,19 +19,60 @@ toolchain=$source_root/cmake/toolchains/mingw-w64-x86_64.cmake
 
 run() { "$source_root/cmake/toolchains/run_with_wine" "$tree/wineprefix" "$@" </dev/null; }
 
+# Files that a Windows user reads may have Windows' line ends.
+unix_lines() { tr -d '\r'; }
+windows_path() { tr / '\\' <<<"Z:$1"; }
+
+# transcript FILE: runs what a text shows as "> COMMAND", in the package's folder, and compares what the commands print
+# with the lines that the text shows behind them.
+transcript() {
+  local shown command
+  shown=$(unix_lines <"$1" | awk '/^ *> / { shown = 1 } /^ *$|^```/ { shown = 0 } shown { sub(/^ +/, ""); print }')
+  printf '@echo off\r\n' >"$scratch/transcript.cmd"
+  while read -r command; do
+    case $command in
+      gcc\ *) # runs here and not under Wine, before the others
+        # shellcheck disable=SC2086
+        (cd "$prefix" && x86_64-w64-mingw32-gcc-posix $(tr '\\' / <<<"${command#gcc }")) ;;
+      *) printf '%s\r\n' "$command" >>"$scratch/transcript.cmd" ;;
+    esac
+  done < <(sed -n 's/^> //p' <<<"$shown")
+  printf 'exit /b 0\r\n' >>"$scratch/transcript.cmd"
+  (cd "$prefix" && run cmd /c "$(windows_path "$scratch/transcript.cmd")") | unix_lines >"$scratch/printed.txt"
+  sed '/^> /d' <<<"$shown" | diff - "$scratch/printed.txt"
+  [[ -s $scratch/printed.txt ]]
+}
+
 trap 'tail -n 30 "$scratch"/*.log >&2; echo "sdk: failed in line $LINENO: $BASH_COMMAND" >&2' ERR
 
 rm -rf "$scratch"
 mkdir -p "$scratch"
 cmake --install "$tree" --prefix "$prefix" >"$scratch/install.log"
+"$source_root/packaging/finish_package.py" "$tree" "$prefix" >>"$scratch/install.log"
+(cd "$prefix" && sha256sum --quiet -c SHA256SUMS)
 
 echo "== the runtime component is the DLL alone"
 cmake --install "$tree" --prefix "$scratch/runtime" --component runtime >>"$scratch/install.log"
 [[ $(cd "$scratch/runtime" && find . -type f) == ./bin/KXTCP64.dll ]]
 
 # An installed package works wherever it is moved to.
-mv "$prefix" "$scratch/moved"
-prefix=$scratch/moved
+mv "$prefix" "$scratch/moved to here"
+prefix="$scratch/moved to here"
+
+echo "== what the package's README.txt and the project's README.md show is what happens"
+transcript "$prefix/README.txt"
+transcript "$source_root/README.md"
+
+echo "== what README.txt names is there"
+names=$(unix_lines <"$prefix/README.txt" | grep -oE '\b(bin|include|lib|nuget|share)\\[^ ,;:)"]*[^ ,;:)."]' | sort -u)
+[[ $(wc -l <<<"$names") -gt 10 ]]
+while read -r name; do
+  case $name in
+    # What the reader makes with the commands that it shows; the last one only with Microsoft's.
+    'bin\my_host.exe' | 'lib\KXTCP64.lib') ;;
+    *) [[ -e $prefix/${name//\\//} ]] || { echo "README.txt names $name, which is not in the package" >&2; exit 1; } ;;
+  esac
+done <<<"$names"
 
 echo "== find_package"
 cmake -G Ninja -S "$source_root/tests/sdk" -B "$scratch/build" -DCMAKE_TOOLCHAIN_FILE="$toolchain" \
@@ -43,7 +84,8 @@ run "$scratch/build/consumer_cpp.exe"
 echo "== pkg-config"
 mkdir "$scratch/plain"
 cp "$prefix/bin/KXTCP64.dll" "$scratch/plain"
-read -r -a flags <<<"$(PKG_CONFIG_LIBDIR=$prefix/lib/pkgconfig pkg-config --cflags --libs kxtcp64)"
+# pkg-config writes blanks in paths for a shell.
+eval "flags=($(PKG_CONFIG_LIBDIR=$prefix/lib/pkgconfig pkg-config --cflags --libs kxtcp64))"
 x86_64-w64-mingw32-gcc-posix "$source_root/tests/sdk/consumer.c" -o "$scratch/plain/consumer.exe" "${flags[@]}"
 run "$scratch/plain/consumer.exe"
 
