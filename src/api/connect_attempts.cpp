@@ -25,8 +25,8 @@ ConnectOutcome connectOrLaunch(BrowserInstance& instance, int timeoutSeconds, co
       return outcome;
     }
     if (instance.errorNumber() == kErrorProfileInUse) {
-      // A running browser holds the profile and will serve its pipe soon; another one could not start beside
-      // it.
+      // A running browser holds the profile and may serve its pipe soon; another one could not start beside
+      // it. An instance with a full pipe path never says so.
       __loginf("Client: connect failed but lock present");
     } else if (instance.errorNumber() == kErrorTimeout) {
       outcome.failureResult = instance.errorNumber();

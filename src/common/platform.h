@@ -19,7 +19,8 @@ std::uint32_t currentThreadId();
 std::uint32_t lastErrorNumber();
 void setLastErrorNumber(std::uint32_t number);
 
-// Sends one line, without a line end, to whatever debugger watches the process.
+// Sends one line in UTF-8, without a line end, to whatever debugger watches the process. Windows takes its
+// bytes for the system's code page.
 void writeDebuggerLine(const char* line);
 
 // The value of an environment variable of the process at this moment, as UTF-8; nothing when it is absent. An

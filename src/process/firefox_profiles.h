@@ -39,8 +39,9 @@ FirefoxProfileList parseFirefoxProfiles(std::string_view text);
 // The value of a key, empty when the section has none.
 std::string valueOf(const FirefoxSection& section, const std::string& key);
 
-// The "Name" of the profile that Firefox starts with, or nothing when it asks or no profile is the default.
-// Sections are looked at in the order of their names.
+// The "Name" of the profile that is marked with Default=1, or nothing when Firefox is to ask or none is
+// marked. Firefox 67 and later may start with another, which their own sections name and nobody here looks
+// at. Sections are looked at in the order of their names.
 std::optional<std::string> startProfileName(const FirefoxProfileList& profiles);
 
 // The path of parent.lock in the folder of the first profile of that name, or nothing when no section has the

@@ -18,7 +18,7 @@ struct ServerPipe {
 ServerPipe explicitServerPipe(const std::string& browserType, const std::string& givenName,
                               const std::string& userName);
 
-// The pipe of a browser that was started without a name: for Firefox that of the profile it starts with.
+// The pipe of a browser that was started without a name: for Firefox that of the profile marked as default.
 // Empty for an unknown browser type. The profiles are looked at for Firefox only.
 ServerPipe defaultServerPipe(const std::string& browserType, const std::string& userName,
                              const FirefoxProfileList& profiles);

@@ -26,9 +26,9 @@ struct pipe_handle;
 // The server end of a new pipe that every account may open. Null on failure, which is logged as an error.
 pipe_handle* pipe_create(const char* name);
 
-// The client end of an existing pipe. Waits while the pipe is busy, five seconds at a time, for as long as it
-// stays so. Null on failure, which is logged as information: nobody serving the pipe yet is an everyday
-// answer.
+// The client end of an existing pipe. A busy pipe is waited for, up to five seconds each time, as often as it
+// becomes free and somebody else takes it first. Null on failure, which is logged as information: nobody
+// serving the pipe yet is an everyday answer, and a pipe that stays busy for five seconds counts as that.
 pipe_handle* pipe_open(const char* name);
 
 // Waits until a client has connected to a server end. 0 on success.

@@ -18,7 +18,8 @@ class PipeBrowserInstance final : public BrowserInstance {
   PipeBrowserInstance(std::string browserType, const std::string& givenPipeName);
 
   // The time-out bounds the write of the connection data and the wait for the extension, each. Not the waits
-  // for the start lock (ten minutes) and for a busy server pipe (as long as it stays busy).
+  // for the start lock (ten minutes) and for a busy server pipe (five seconds, as often as somebody else
+  // takes it first).
   bool connect(int timeoutSeconds) override;
 
   // The time-out bounds every single write and read.

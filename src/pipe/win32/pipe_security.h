@@ -1,6 +1,6 @@
 // The security attributes of the pipes that the library serves: a descriptor with a present but null access
-// list, so every account may open such a pipe and use it. A browser may run under another account than its
-// host, or with fewer rights.
+// list, by which every account may open such a pipe and use it: a browser may run under another account than
+// its host. It does not let in processes of low integrity or in app containers.
 #pragma once
 
 #include <windows.h>

@@ -1,6 +1,6 @@
-// The lock that keeps starts of one browser, profile and user apart, across the processes of a logged-on
-// user: a named mutex. Windows ties its ownership to the thread that took it, so an instance must be released
-// by the thread that connected it.
+// The lock that keeps starts of one browser, profile and user apart, across the processes of one Windows
+// session: a named mutex. Windows ties its ownership to the thread that took it. An instance whose last
+// attempt has failed must therefore be destroyed by the thread that made the attempt.
 #pragma once
 
 #include "common/win32/unique_handle.h"
