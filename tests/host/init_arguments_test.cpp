@@ -141,10 +141,14 @@ TEST_F(InitArguments, WithTheOtherBrowsersOptionLeadToTheDefaultPipe) {
   EXPECT_NE(log.text().find("using pipe " + defaultPipe("cr") + "\n"), std::string::npos);
 }
 
-TEST_F(InitArguments, NameOptionsInTheirExactLetters) {
-  dll.kx_Init(context, "fx", ("-fxprofile " + firefoxProfile).c_str(), kMissing, 0, 0, 1);
+TEST_F(InitArguments, ThatMisspellAnOptionLeadToTheDefaultPipe) {
+  for (const char* misspelt : {"-fxprofile ", "--fxProfile ", "fxProfile=", "/fxProfile "}) {
+    log.clear();
 
-  EXPECT_NE(log.text().find("using pipe " + defaultPipe("fx") + "\n"), std::string::npos);
+    dll.kx_Init(context, "fx", (misspelt + firefoxProfile).c_str(), kMissing, 0, 0, 1);
+
+    EXPECT_NE(log.text().find("using pipe " + defaultPipe("fx") + "\n"), std::string::npos) << misspelt;
+  }
 }
 
 TEST_F(InitArguments, TakeTheLastOfAnOptionThatIsGivenTwice) {
@@ -194,11 +198,11 @@ TEST_P(UnfindableProgram, FailsTheStartWithTheSystemsError) {
                             .text());
 }
 
-INSTANTIATE_TEST_SUITE_P(Path, UnfindableProgram,
-                         ::testing::Values(NoProgram{"ThatIsEmpty", "", 3},
-                                           NoProgram{"InAFolderThatIsNone", "C:\\no_such_folder\\browser.exe",
-                                                     3}),
-                         [](const auto& test) { return test.param.name; });
+INSTANTIATE_TEST_SUITE_P(
+    Path, UnfindableProgram,
+    ::testing::Values(NoProgram{"ThatIsEmpty", "", 3}, NoProgram{"InQuotes", "\"C:\\browser.exe\"", 123},
+                      NoProgram{"InAFolderThatIsNone", "C:\\no_such_folder\\browser.exe", 3}),
+    [](const auto& test) { return test.param.name; });
 
 TEST_F(InitArguments, WithoutAPathLookForChromeInTheUsersOwnFolder) {
   const TempFolder folder("local");
