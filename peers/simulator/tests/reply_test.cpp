@@ -23,7 +23,7 @@ TEST(Reply, TextsAreEscapedSoThatJsonReadsThemBack) {
   Reply reply;
   reply.addExtract(text);
 
-  EXPECT_EQ(text, Json::parse(reply.text())["extractData"][0]);
+  EXPECT_EQ(text, Json::parse(reply.text())["extractData"][0].get<std::string>());
 }
 
 TEST(Reply, BytesThatAreNoUtf8PassUnchanged) {
