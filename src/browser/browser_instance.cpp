@@ -3,6 +3,7 @@
 #include "json/reader.h"
 #include "log/log.h"
 
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -80,16 +81,21 @@ void BrowserInstance::fail(int number, std::string text) {
 }
 
 bool BrowserInstance::processResponseBytes(const char* bytes, std::size_t length) {
+  const std::size_t before = receiveBuffer_.size();
+  keep([&] { receiveBuffer_.insert(receiveBuffer_.end(), bytes, bytes + length); });
   const std::size_t accepted = checker_.feedUntilComplete({bytes, length});
-  receiveBuffer_.insert(receiveBuffer_.end(), bytes, bytes + accepted);
+  if (!isDropped_) {
+    receiveBuffer_.resize(before + accepted);
+  }
   if (accepted < length && !checker_.isComplete()) {
+    // The bytes before the rejected one stay in the buffer, and a later response is appended to them.
+    checker_ = ResponseChecker();
+    isDropped_ = false;
     const auto rejected = static_cast<signed char>(bytes[accepted]);
     __logerr(
         "BrowserInstance::processResponseBytes() Can not parse char %c(%d) at position %d, responce chunk "
         "'%s'",
         rejected, rejected, static_cast<int>(accepted), std::string(bytes, length).c_str());
-    // The bytes before the rejected one stay in the buffer, and a later response is appended to them.
-    checker_ = ResponseChecker();
     return false;
   }
 
@@ -97,10 +103,26 @@ bool BrowserInstance::processResponseBytes(const char* bytes, std::size_t length
   if (!isResponseIncomplete_) {
     checker_ = ResponseChecker();
     if (accepted < length) {
-      pendingBytes_.assign(bytes + accepted, bytes + length);
+      keep([&] { pendingBytes_.assign(bytes + accepted, bytes + length); });
+    }
+    if (std::exchange(isDropped_, false)) {
+      throw std::bad_alloc();
     }
   }
   return true;
+}
+
+template <typename Step>
+void BrowserInstance::keep(Step step) {
+  if (isDropped_) {
+    return;
+  }
+  try {
+    step();
+  } catch (const std::bad_alloc&) {
+    receiveBuffer_ = {};
+    isDropped_ = true;
+  }
 }
 
 void BrowserInstance::handleResponse() {

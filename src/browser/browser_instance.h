@@ -68,8 +68,9 @@ class BrowserInstance {
   void clearWaitForProcessId() { response_.waitForProcessId = 0; }
   void setUseProfiler(bool useProfiler) { useProfiler_ = useProfiler; }
 
-  // Takes one piece of the byte stream. False when a byte was rejected; the bytes before it stay in the
-  // receive buffer.
+  // Receives one piece of the byte stream. False when a byte was rejected; the bytes before it stay in the
+  // receive buffer. A response for which there is no memory is still received to its end, so that the next
+  // one is read from its beginning; then std::bad_alloc is thrown.
   bool processResponseBytes(const char* bytes, std::size_t length);
   bool isResponseIncomplete() const { return isResponseIncomplete_; }
   // Parses the response that has been received and takes over what it says.
@@ -80,6 +81,10 @@ class BrowserInstance {
   void takeOver(Response& received, std::span<const ResponseField> fields);
 
  private:
+  // Runs a step that keeps bytes of the response, unless the response was dropped. Drops it when there is no
+  // memory.
+  template <typename Step>
+  void keep(Step step);
   void forgetPlay();
   void dropUnusedTexts();
   // Lets the next response use the memory of one that nobody looks at any more.
@@ -97,6 +102,8 @@ class BrowserInstance {
   // Bytes behind the end of a complete response. They go to the receive buffer when that response is handled.
   std::vector<char> pendingBytes_;
   bool isResponseIncomplete_ = true;
+  // There was no memory for the response that is being received: its bytes are checked and not kept.
+  bool isDropped_ = false;
 
   std::uint32_t browserProcessId_ = 0;
 };

@@ -83,7 +83,7 @@ TEST_F(Unloading, ComesWithTheLastOfSeveralUsers) {
 
 class EndOfTheHost : public ::testing::Test {
  protected:
-  // Runs the other program, which ends while threads of its own are inside the library.
+  // Runs the other program, which is a host that ends.
   static DWORD exitCodeOf(const char* verb) {
     std::wstring line = L"\"" + wide(partnerProgram()) + L"\" " + wide(verb);
     STARTUPINFOW startup{};
@@ -111,6 +111,16 @@ TEST_F(EndOfTheHost, ByExitProcessDoesNotHangOnThreadsInsideTheLibrary) {
 
 TEST_F(EndOfTheHost, ByReturningFromMainDoesNotHangOnThreadsInsideTheLibrary) {
   EXPECT_EQ(exitCodeOf(kReturnWhileOthersCall), DWORD{kPartnerSucceeded});
+}
+
+TEST_F(EndOfTheHost, AnswersAPlugInThatIsDetachedLater) {
+  const TempFolder folder("plug_in");
+  const EnvironmentVariable record(narrow(kPlugInRecord).c_str(), folder.path("record.txt"));
+
+  EXPECT_EQ(exitCodeOf(kEndWithAPlugIn), DWORD{kPartnerSucceeded});
+
+  // No such context, twice; no process; and no new context.
+  EXPECT_EQ(fileBytes(folder.path("record.txt")), "-5 -5 0 -1");
 }
 
 // The run-time that the library uses is shared with the host, and so is its locale.

@@ -17,6 +17,8 @@ inline constexpr char kPartnerEnd[] = "KX_PARTNER_END";
 
 inline constexpr char kReturnWhileOthersCall[] = "--return-while-others-call";
 inline constexpr char kExitWhileOthersCall[] = "--exit-while-others-call";
+inline constexpr char kEndWithAPlugIn[] = "--end-with-a-plug-in";
+inline constexpr wchar_t kPlugInRecord[] = L"KX_PLUG_IN_RECORD";
 inline constexpr int kPartnerSucceeded = 42;
 
 inline std::string partnerProgram() {

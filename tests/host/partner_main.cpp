@@ -66,6 +66,19 @@ int endWhileOthersCall(bool byReturning) {
   ::ExitProcess(kPartnerSucceeded);
 }
 
+// Loads a plug-in before the library, so that the plug-in is detached after it.
+int endWithAPlugIn() {
+  const HMODULE plugIn = ::LoadLibraryW(L"kx_host_plug_in.dll");
+  if (plugIn == nullptr) {
+    return 1;
+  }
+  static KxLibrary& dll = *new KxLibrary();
+  dll.kx_ContextCreate();
+  using UseLibrary = void (*)(const KxExports*);
+  reinterpret_cast<UseLibrary>(reinterpret_cast<void*>(::GetProcAddress(plugIn, "useLibrary")))(&dll);
+  return kPartnerSucceeded;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -73,5 +86,5 @@ int main(int argc, char** argv) {
   if (verb == kReturnWhileOthersCall || verb == kExitWhileOthersCall) {
     return endWhileOthersCall(verb == kReturnWhileOthersCall);
   }
-  return playBrowser();
+  return verb == kEndWithAPlugIn ? endWithAPlugIn() : playBrowser();
 }

@@ -3,7 +3,7 @@
 #include "log/log.h"
 
 ContextRecord* findContext(const ExportFrame& frame, int context) {
-  ContextRecord* record = contextRegistry().lookup(context);
+  ContextRecord* record = lookupContext(context);
   if (record == nullptr) {
     __logerr(frame.noContextMessage, context);
   }

@@ -5,6 +5,7 @@
 
 namespace {
 
+// Null before it is opened and after it is closed.
 std::unique_ptr<ContextRegistry> registry;
 
 }  // namespace
@@ -22,9 +23,13 @@ const std::string& errorText(const ContextRecord& record) {
   return record.instance ? record.instance->errorText() : record.lastErrorText;
 }
 
+void keepError(ContextRecord& record, int number, std::string text) {
+  record.lastErrorNumber = number;
+  record.lastErrorText = std::move(text);
+}
+
 void keepInstanceError(ContextRecord& record) {
-  record.lastErrorNumber = record.instance->errorNumber();
-  record.lastErrorText = record.instance->errorText();
+  keepError(record, record.instance->errorNumber(), record.instance->errorText());
 }
 
 InstanceStart::InstanceStart(ContextRecord& record, std::unique_ptr<BrowserInstance> instance)
@@ -107,8 +112,18 @@ ContextRegistry::Slot& ContextRegistry::slotFor(int context) {
   return *findSlot(context);
 }
 
-ContextRegistry& contextRegistry() {
-  return *registry;
+ContextRecord* lookupContext(int context) {
+  return registry ? registry->lookup(context) : nullptr;
+}
+
+std::optional<int> createContext() {
+  return registry ? std::optional(registry->create()) : std::nullopt;
+}
+
+void destroyContext(int context) {
+  if (registry) {
+    registry->destroy(context);
+  }
 }
 
 void openContextRegistry() {

@@ -1,6 +1,6 @@
 // The process-wide table of contexts. A context is a number that hosts use and a record that holds the
 // browser instance, or none, and the last error of a time without one. The registry owns the records; it is
-// made when the library is loaded and freed when it is unloaded.
+// made when the library is loaded and closed when it is unloaded.
 #pragma once
 
 #include "browser/browser_instance.h"
@@ -10,6 +10,7 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <queue>
 #include <string>
 #include <vector>
@@ -29,7 +30,10 @@ struct ContextRecord {
 int errorNumber(const ContextRecord& record);
 const std::string& errorText(const ContextRecord& record);
 
-// Copies the instance's error into the record, so that it stays readable once the instance is gone.
+// Keeps an error in the record: both parts, or neither when there is no memory.
+void keepError(ContextRecord& record, int number, std::string text);
+
+// Keeps the instance's error, so that it stays readable once the instance is gone.
 void keepInstanceError(ContextRecord& record);
 
 // A start under way: puts a new instance into the record and takes it out again, destroyed, unless the start
@@ -92,9 +96,12 @@ class ContextRegistry {
   int nextNumber_ = 0;
 };
 
-// The registry of this process. It is there between the two calls below, which the library's entry point
-// makes.
-ContextRegistry& contextRegistry();
+// The contexts of this process. The library's entry point opens and closes their registry. Code of the
+// library can still be called after that, by a library that is detached later: there are no contexts then.
+ContextRecord* lookupContext(int context);
+std::optional<int> createContext();  // nothing while the registry is closed
+void destroyContext(int context);
+
 void openContextRegistry();
 // When the process ends, its other threads have been stopped wherever they were, perhaps with the lock held:
 // nothing is freed.

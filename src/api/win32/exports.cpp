@@ -158,12 +158,12 @@ int startBrowser(ContextRecord& record, const StartRequest& request, const Optio
 }  // namespace
 
 int kx_ContextCreate(void) {
-  return guarded("kx_ContextCreate", KX_FAILED, [] { return contextRegistry().create(); });
+  return guarded("kx_ContextCreate", KX_FAILED, [] { return createContext().value_or(KX_FAILED); });
 }
 
 void kx_ContextDestroy(int context) {
   guarded("kx_ContextDestroy", KX_FAILED, [&] {
-    contextRegistry().destroy(context);
+    destroyContext(context);
     return KX_OK;
   });
 }

@@ -79,8 +79,7 @@ bool startRunner(ContextRecord& record, bool openNewBrowser, int timeoutSeconds)
     case RunnerConnect::Failed:
       break;
     case RunnerConnect::TimedOut:
-      record.lastErrorNumber = kErrorTimeout;
-      record.lastErrorText = "Connection timed out";
+      keepError(record, kErrorTimeout, "Connection timed out");
       return false;
   }
   keepInstanceError(record);

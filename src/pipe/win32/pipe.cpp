@@ -19,6 +19,10 @@ namespace {
 
 constexpr DWORD kPipeBufferBytes = 512;
 
+// An end has room for so many bytes from the beginning: what answers a request that has gone out can be read,
+// whatever memory is left then.
+constexpr std::size_t kFirstBytes = 4096;
+
 // Bytes beyond this size are given back once their operation has ended, so that one huge request does not
 // stay in memory.
 constexpr std::size_t kKeptBytes = 65536;
@@ -79,6 +83,7 @@ UniqueHandle makeCancelEvent() {
 pipe_handle* makeEnd(UniqueHandle handle, UniqueHandle ioEvent, UniqueHandle cancelEvent,
                      PipeSecurity security) {
   auto pipe = std::make_unique<pipe_handle>();
+  pipe->bytes.resize(kFirstBytes);
   pipe->handle = handle.release();
   pipe->io_event = ioEvent.release();
   pipe->cancel_event = cancelEvent.release();
@@ -115,7 +120,8 @@ void holdBytes(pipe_handle& pipe, std::size_t size) {
 void endPending(pipe_handle& pipe) {
   pipe.pending = Operation::None;
   if (pipe.bytes.size() > kKeptBytes) {
-    pipe.bytes = {};
+    pipe.bytes.resize(kKeptBytes);
+    pipe.bytes.shrink_to_fit();  // keeps all when there is no memory for less
   }
 }
 

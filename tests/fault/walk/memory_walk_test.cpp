@@ -83,12 +83,20 @@ class MemoryWalk : public ::testing::TestWithParam<WalkedConversation> {
   }
 
   // Up to the first step that gives something else, all is as usual; that one says that it failed, and why.
+  // An exchange that succeeds later has its own answer, not one that was meant for another.
   void expectDocumented(const Recording& usual, const WalkedRun& run) {
+    bool hasFailed = false;
     for (std::size_t i = 0; i < run.outcomes().size(); ++i) {
       const StepOutcome& outcome = run.outcomes()[i];
       if (outcome == usual.outcomes[i]) {
         continue;
       }
+      if (hasFailed) {
+        EXPECT_FALSE(GetParam().hasOwnAnswers && isAnsweredExchange(outcome))
+            << outcome.step << " has the answer " << outcome.errorText;
+        continue;
+      }
+      hasFailed = true;
       const std::string name = outcome.step;
       EXPECT_EQ(outcome.result, name == "kxr_Exit"                 ? KX_TIMEOUT
                                 : name == "kx_GetBrowserProcessId" ? 0
@@ -96,8 +104,14 @@ class MemoryWalk : public ::testing::TestWithParam<WalkedConversation> {
           << name;
       const std::string message = name + "() error: caught exception: std::bad_alloc";
       EXPECT_EQ(linesWith(message), 1) << message;
-      return;
     }
+  }
+
+  static bool isAnsweredExchange(const StepOutcome& outcome) {
+    const std::string& name = outcome.step;
+    const bool isExchange = name == "kx_Init" || name == "kxr_Init" || name == "kx_Play" ||
+                            name == "kx_Display" || name == "kx_TakeBrowserScreenshot";
+    return isExchange && outcome.result == KX_OK;
   }
 
   int linesWith(const std::string& text) const {

@@ -28,6 +28,8 @@ class StagedExtension {
   // exit has an answer of its own.
   std::string exitAnswer = kSuccess;
   void answers(std::optional<std::string> text) { answers_.push_back(std::move(text)); }
+  // The answer to the next request, whatever was meant for requests that never came.
+  void answersNext(std::string text) { answers_.assign(1, std::move(text)); }
 
   // What it does wrong, once, and where. Requests count from 1.
   enum class Moment { NameLine, ConnectBack, Connected, Request, Answer, AfterAnswer };

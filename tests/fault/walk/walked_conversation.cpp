@@ -36,18 +36,17 @@ std::string largeMacro() {
 void attach(WalkedRun& run, Surroundings&) {
   run.create();
   run.extension().serve(run.defaultPipe());
-  run.extension().answers(StagedExtension::kSuccess);
-  run.extension().answers(fullAnswer());
-  run.extension().answers(StagedExtension::kSuccess);
-  run.extension().answers(StagedExtension::kSuccess);
   run.extension().exitAnswer = exitAnswer();
   if (!run.init("fx", "-profiler", kNoProgram, 1)) {
     return;
   }
   run.step("kx_SetVar", [&](const KxExports& dll) { return dll.kx_SetVar(run.context(), "city", "Oslo"); });
+  run.extension().answersNext(fullAnswer());
   run.play(largeMacro());
   run.readBack();
+  run.extension().answersNext(R"({"status":"shown","errorCode":1})");
   run.step("kx_Display", [&](const KxExports& dll) { return dll.kx_Display(run.context(), "hello", 1); });
+  run.extension().answersNext(R"({"status":"captured","errorCode":1})");
   run.step("kx_TakeBrowserScreenshot", [&](const KxExports& dll) {
     return dll.kx_TakeBrowserScreenshot(run.context(), "C:\\picture.png", KX_SCREENSHOT_PAGE, 1);
   });
@@ -335,7 +334,7 @@ const std::vector<WalkedConversation>& walkedConversations() {
     std::filesystem::create_directories(wide(around.user.roaming() + "\\Mozilla\\Firefox\\held"));
   };
   static const std::vector<WalkedConversation> conversations = {
-      {"Attach", asIs, attach},
+      {"Attach", asIs, attach, true},
       {"AttachToAPromptBrowser", asIs, attachToAPromptBrowser},
       {"Launch", withProgram, launch},
       {"LaunchInVain", withProgram, launchInVain},

@@ -104,6 +104,8 @@ struct WalkedConversation {
   const char* name;
   std::function<void(Surroundings&)> prepare;
   std::function<void(WalkedRun&, Surroundings&)> go;
+  // Each answer says in its status what it answers.
+  bool hasOwnAnswers = false;
 };
 
 // For GoogleTest.

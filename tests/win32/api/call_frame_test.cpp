@@ -22,15 +22,15 @@ class CallFrame : public testing::Test {
  protected:
   CallFrame() { openContextRegistry(); }
   ~CallFrame() override {
-    if (ContextRecord* record = contextRegistry().lookup(0)) {
+    if (ContextRecord* record = lookupContext(0)) {
       record->instance.reset();
     }
     closeContextRegistry(false);
   }
 
   int createWithBrowser() {
-    const int context = contextRegistry().create();
-    contextRegistry().lookup(context)->instance = std::make_unique<FakeBrowser>();
+    const int context = *createContext();
+    lookupContext(context)->instance = std::make_unique<FakeBrowser>();
     return context;
   }
 
@@ -43,9 +43,9 @@ int unexpected(const ContextRecord&) {
 }
 
 TEST_F(CallFrame, RunsItsBodyOnTheRecord) {
-  const int context = contextRegistry().create();
+  const int context = *createContext();
   const int result = withContext(kFrame, context, {}, [&](ContextRecord& record) {
-    EXPECT_EQ(&record, contextRegistry().lookup(context));
+    EXPECT_EQ(&record, lookupContext(context));
     return 42;
   });
   EXPECT_EQ(result, 42);
@@ -56,7 +56,7 @@ TEST_F(CallFrame, RunsItsBodyOnARecordWithABrowser) {
   const int context = createWithBrowser();
   const int result =
       withBrowser(kFrame, context, {{"macro", "text"}, {"other", ""}}, [&](ContextRecord& record) {
-        EXPECT_EQ(&record, contextRegistry().lookup(context));
+        EXPECT_EQ(&record, lookupContext(context));
         return 42;
       });
   EXPECT_EQ(result, 42);
@@ -73,7 +73,7 @@ TEST_F(CallFrame, AContextThatDoesNotExistIsLoggedAndGivesMinusFive) {
 }
 
 TEST_F(CallFrame, AMissingBrowserIsLoggedAndGivesMinusOne) {
-  const int context = contextRegistry().create();
+  const int context = *createContext();
   EXPECT_EQ(withBrowser(kFrame, context, {}, unexpected), -1);
   EXPECT_EQ(log.text(), ExpectedLog().error("kx_Test() error: not initialized").text());
 }
@@ -96,7 +96,7 @@ TEST_F(CallFrame, OnlyTheFirstNullTextIsLogged) {
 
 TEST_F(CallFrame, ChecksTheContextBeforeTheBrowserBeforeTheTexts) {
   EXPECT_EQ(withBrowser(kFrame, 0, {{"macro", nullptr}}, unexpected), -5);
-  contextRegistry().create();
+  createContext();
   EXPECT_EQ(withBrowser(kFrame, 0, {{"macro", nullptr}}, unexpected), -1);
   EXPECT_EQ(log.text(), ExpectedLog()
                             .error("kx_Test(): context 0 does not exist")
@@ -111,7 +111,7 @@ TEST_F(CallFrame, ChecksTheContextBeforeTheTextsOfAnExportWithoutBrowser) {
 
 TEST_F(CallFrame, EveryExportMayHaveResultsOfItsOwn) {
   EXPECT_EQ(withBrowser(kOddFrame, 0, {}, unexpected), 10);
-  contextRegistry().create();
+  createContext();
   EXPECT_EQ(withBrowser(kOddFrame, 0, {}, unexpected), 20);
   EXPECT_EQ(withContext(kOddFrame, 0, {{"text", nullptr}}, unexpected), 20);
   EXPECT_EQ(withContext(kOddFrame, 0, {}, [](ContextRecord&) -> int { throw std::bad_alloc(); }), 30);
@@ -126,7 +126,7 @@ TEST_F(CallFrame, AnExceptionBecomesAFailureAndIsLogged) {
 }
 
 TEST_F(CallFrame, AnExceptionOfAnUnknownKindBecomesAFailureToo) {
-  contextRegistry().create();
+  createContext();
   EXPECT_EQ(withContext(kFrame, 0, {}, [](ContextRecord&) -> int { throw 7; }), -1);
   EXPECT_EQ(log.text(), ExpectedLog().error("kx_Test() error: caught exception: unknown exception").text());
 }

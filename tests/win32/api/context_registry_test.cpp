@@ -10,6 +10,7 @@
 #include <atomic>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <thread>
@@ -228,12 +229,19 @@ TEST(ContextRegistry, DestroyingTheRegistryLeavesBrowsersAlone) {
   const std::unique_ptr<BrowserInstance> owner(browser);
 }
 
-TEST(ContextRegistry, OfTheProcessIsThereBetweenOpeningAndClosing) {
+TEST(ContextRegistry, OfTheProcessHasContextsBetweenOpeningAndClosing) {
   for (const bool processEnds : {false, true, false}) {
     openContextRegistry();
-    EXPECT_EQ(contextRegistry().create(), 0);
-    EXPECT_EQ(contextRegistry().create(), 1);
+    EXPECT_EQ(createContext(), 0);
+    EXPECT_EQ(createContext(), 1);
+    EXPECT_THAT(lookupContext(0), NotNull());
+    destroyContext(0);
+    EXPECT_THAT(lookupContext(0), IsNull());
     closeContextRegistry(processEnds);
+
+    EXPECT_THAT(lookupContext(1), IsNull());
+    EXPECT_EQ(createContext(), std::nullopt);
+    destroyContext(1);
   }
 }
 
