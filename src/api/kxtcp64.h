@@ -36,8 +36,8 @@
  * Lack of memory.  The call fails (KX_FAILED; KX_TIMEOUT from kxr_Exit()), with one error entry in the log.
  * What it had done by then stays: a play has forgotten what the play before left; a start has let go of a
  * browser that its context had, has ended one that it launched, and may leave number and text of an earlier
- * start; a call that was talking to the browser leaves the connection as a time-out does (see "After a
- * time-out"). The context stays usable: exit it if it has a browser, or start it.
+ * start. A request that was sent has been carried out; its answer was received and dropped, and the next
+ * request gets its own. The context stays usable.
  *
  * Errors of a context.  The number and text of a context's last error are read with kx_GetLastErrorNumber()
  * and kx_GetLastErrorText(). While the context has a browser they are what the browser's last answer said
@@ -133,7 +133,7 @@ extern "C" {
  * Creates a context. It has no browser yet, error number 0 and an empty error text.
  *
  * @return the context's number, 0 or more: the lowest that is free, so numbers of destroyed contexts come
- *         back. KX_FAILED only when there is no memory.
+ *         back. KX_FAILED only when there is no memory, or the library has been detached from the process.
  *
  * Threads: any, at any time. Blocks: never.
  */
