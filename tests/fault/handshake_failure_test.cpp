@@ -185,10 +185,32 @@ TEST_F(HandshakeFailure, AFirstAnswerThatReportsAnErrorIsAnAnswer) {
   EXPECT_EQ(errorText(), "Not now");
 }
 
-// An object of another kind has taken the lock's name.
+// A mutex whose access list lets nobody in, as that of a host with more rights keeps out one with fewer.
+class ForbiddenMutex {
+ public:
+  explicit ForbiddenMutex(const std::string& name) : name_(name) {
+    ACL nobody{};
+    SECURITY_DESCRIPTOR descriptor{};
+    ::InitializeAcl(&nobody, sizeof(nobody), ACL_REVISION);
+    ::InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION);
+    ::SetSecurityDescriptorDacl(&descriptor, TRUE, &nobody, FALSE);
+    SECURITY_ATTRIBUTES security{sizeof(SECURITY_ATTRIBUTES), &descriptor, FALSE};
+    handle_ = ::CreateMutexW(&security, FALSE, wide(name).c_str());
+  }
+  ForbiddenMutex(const ForbiddenMutex&) = delete;
+  ForbiddenMutex& operator=(const ForbiddenMutex&) = delete;
+  ~ForbiddenMutex() { ::CloseHandle(handle_); }
+
+  const std::string& name() const { return name_; }
+
+ private:
+  std::string name_;
+  HANDLE handle_ = nullptr;
+};
+
 class NoStartLock : public StartFailure {
  protected:
-  const NamedEvent taken_{"kx-fx-default." + user_.name() + ".lock"};
+  const ForbiddenMutex forbidden_{"kx-fx-default." + user_.name() + ".lock"};
 };
 
 TEST_F(NoStartLock, NothingIsConnectedWithoutIt) {
@@ -199,18 +221,19 @@ TEST_F(NoStartLock, NothingIsConnectedWithoutIt) {
       << "the launch is tried";
 
   const std::string log = log_.text();
-  EXPECT_EQ(occurrences(log, "Error: Could not create binary start lock " + taken_.name() + ", error 6\n"),
+  EXPECT_EQ(occurrences(log, "Error: Could not create binary start lock " + forbidden_.name() + ", error 5\n"),
             1);
   EXPECT_EQ(occurrences(log, "Client: connecting to server"), 0);
   EXPECT_EQ(browser.events("conn=").size(), 0U);
 }
 
-TEST_F(NoStartLock, AttemptsThatCannotTakeItAreUsedUp) {
+TEST_F(NoStartLock, ABrowserIsLaunchedAllTheSameAndEndedWhenTheAttemptsAreUsedUp) {
   SimulatedBrowser browser;
 
   EXPECT_EQ(init({.program = browser.program(), .timeout = 1}), KX_FAILED);
 
   expectFailedStart(KX_ERROR_GENERAL, "Could not acquire connection lock");
+  EXPECT_EQ(occurrences(log_.text(), "Starting binary "), 1);
   EXPECT_FALSE(browser.isRunning());
 }
 

@@ -99,6 +99,9 @@ TEST_F(Log, OfAPlay) {
 TEST_F(Log, OfAnExit) {
   SimulatedBrowser browser;
   launch(browser);
+  // Held, so that its id stays known however soon it ends. Otherwise a browser that ends before it is waited
+  // for leaves an entry with error 87.
+  const ObservedProcess process = browser.process();
   log_.clear();
 
   ASSERT_EQ(exit(), KX_OK);

@@ -94,9 +94,12 @@ std::vector<std::string> newLines(const Lines& lines, Lines known) {
     const auto found = std::find(known.begin(), known.end(), line);
     if (found != known.end()) {
       known.erase(found);
-    } else if (isToldOf(line.text)) {
+      continue;
+    }
+    const std::string message = line.text.substr(line.text.find("): ") + 3);
+    if (isToldOf(line.text) && !isErrorOfOneSystem(message)) {
       const bool isError = line.text.starts_with("__logerr");
-      result.push_back((isError ? "error: " : "info: ") + line.text.substr(line.text.find("): ") + 3));
+      result.push_back((isError ? "error: " : "info: ") + message);
     }
   }
   return result;

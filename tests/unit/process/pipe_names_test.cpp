@@ -57,6 +57,14 @@ TEST(DefaultPipe, FirefoxIsMetOnThePipeOfItsStartProfile) {
              {R"(\\.\pipe\kx-fx-dev.alice)", "dev"});
 }
 
+// Firefox 67 and later start with the profile of their own section instead.
+TEST(DefaultPipe, ASectionOfAnInstallationDoesNotDecide) {
+  expectPipe(defaultFirefoxPipe("[Install308046B0AF4A39CB]\nDefault=Profiles/new.default-release\nLocked=1\n"
+                                "[Profile1]\nName=default\nPath=Profiles/old.default\nDefault=1\n"
+                                "[Profile0]\nName=default-release\nPath=Profiles/new.default-release\n"),
+             {R"(\\.\pipe\kx-fx-default.alice)", "default"});
+}
+
 TEST(DefaultPipe, AFirefoxThatAsksForTheProfileHasTheDefaultName) {
   expectPipe(defaultFirefoxPipe("[General]\nStartWithLastProfile=0\n[Profile0]\nName=dev\nDefault=1\n"),
              {R"(\\.\pipe\kx-fx-default.alice)", "default"});

@@ -92,7 +92,7 @@ TEST_F(PendingAccept, IsEndedByTheClose) {
   const EndedBeforeTheClose ended;
   pipe_close(pipe.release());
   EXPECT_THAT(ended.steps, ElementsAre("cancel", "wait", "close"));
-  EXPECT_EQ(log.text(), ExpectedLog().error("Could not disconnect pipe, error=536").text());
+  EXPECT_EQ(withoutErrorsOfOneSystem(log.text()), "");
   EXPECT_FALSE(RawPipe::client(name));
 }
 
