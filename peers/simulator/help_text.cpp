@@ -95,6 +95,8 @@ SCRIPT
     idle-limit SECONDS     ends the process after so long without an event (600)
     watch-parent PID       ends the process when that one has ended
     lenient-macros         macro lines that are no commands, and unknown variables, are passed over
+    launcher-process       the process starts itself once more and ends. The second one is the browser: it goes on when
+                           the first has ended, and notes its id in the event log ("launcher pid=N")
     serve-never            the well-known pipe is not served
     connections N          the well-known pipe is gone after N connections
     server-buffer BYTES    buffer of the well-known pipe (4096). With 1, a host's write of the name line lasts until

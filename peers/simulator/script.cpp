@@ -247,6 +247,8 @@ void parseLine(std::string_view line, Script& script) {
     script.lenientMacros = true;
   } else if (name == "serve-never") {
     script.serve = false;
+  } else if (name == "launcher-process") {
+    script.launcherProcess = true;
   } else if (name == "early-connect") {
     script.earlyConnect = true;
   } else if (name == "server-buffer") {

@@ -87,6 +87,7 @@ struct Script {
   bool lenientMacros = false;
   bool serve = true;
   bool earlyConnect = false;
+  bool launcherProcess = false;
   std::optional<long long> serverBuffer;
   unsigned connections = 0;  // how many are served; 0: no end
   std::vector<Rule> rules;

@@ -92,6 +92,22 @@ TEST_P(Launches, WithoutOptionsTheUsualProfileIsUsed) {
   EXPECT_EQ(host.exit(), KX_OK);
 }
 
+TEST_P(Launches, TheLaunchedProcessMayStartTheBrowserAndEnd) {
+  const EnvironmentVariable launcher("KX_BROWSER_LAUNCHER", "1");
+  const Profile profile = user_.makeProfile(kind());
+  Host host(library_, kind());
+  ASSERT_EQ(host.init(startOf(profile)), KX_OK) << host.errorText();
+  const std::string waitForTheLaunched =
+      "Waiting for browser process (" + std::to_string(host.processId()) + ")";
+
+  EXPECT_EQ(host.play("extractText(await page.url());"), KX_OK);
+  EXPECT_EQ(host.exit(), KX_OK);
+
+  EXPECT_EQ(described(mainBrowserProcesses()), "");
+  EXPECT_THAT(log_.text(), HasSubstr("Waiting for browser process ("));
+  EXPECT_THAT(log_.text(), Not(HasSubstr(waitForTheLaunched)));
+}
+
 TEST_P(Launches, TheLogOfALaunchAPlayAndAnExitHoldsNoError) {
   const Profile profile = user_.makeProfile(kind());
   Host host(library_, kind());

@@ -221,8 +221,8 @@ TEST_F(NoStartLock, NothingIsConnectedWithoutIt) {
       << "the launch is tried";
 
   const std::string log = log_.text();
-  EXPECT_EQ(occurrences(log, "Error: Could not create binary start lock " + forbidden_.name() + ", error 5\n"),
-            1);
+  EXPECT_EQ(
+      occurrences(log, "Error: Could not create binary start lock " + forbidden_.name() + ", error 5\n"), 1);
   EXPECT_EQ(occurrences(log, "Client: connecting to server"), 0);
   EXPECT_EQ(browser.events("conn=").size(), 0U);
 }

@@ -7,6 +7,7 @@
 #include "win32/bridge_process.h"
 #include "win32/other_system.h"
 #include "win32/profile_hold.h"
+#include "win32/second_process.h"
 #include "win32/well_known_pipe.h"
 #include "win32/windows_text.h"
 
@@ -159,6 +160,9 @@ int run() {
   const std::string program = programPath();
   const CommandLine line = kxsim::readCommandLine(kxsim::toUtf8(GetCommandLineW()));
   applySettingsFile(folderOf(program));
+  if (environmentVariable("KX_BROWSER_LAUNCHER") && !kxsim::handOverToSecondProcess(program)) {
+    return 0;
+  }
   const kxsim::Surroundings surroundings = readSurroundings();
   const PipeChoice choice = choose(line, surroundings, program);
   const std::string folder = profileFolder(line, choice, surroundings);

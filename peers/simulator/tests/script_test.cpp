@@ -40,14 +40,14 @@ TEST(Script, SettingsAreRead) {
   const Script script = parseScript(
       "type cr\npipe my pipe\nrecord C:\\a b\nidle-limit 5\nwatch-parent "
       "77\nverbose\nlenient-macros\nserve-never\n"
-      "early-connect\nserver-buffer 1\nconnections 2");
+      "launcher-process\nearly-connect\nserver-buffer 1\nconnections 2");
 
   EXPECT_EQ("cr", script.type);
   EXPECT_EQ("my pipe", script.pipe);
   EXPECT_EQ("C:\\a b", script.record);
   EXPECT_EQ(5, script.idleLimitSeconds);
   EXPECT_EQ(77, script.watchedParent);
-  EXPECT_TRUE(script.verbose && script.lenientMacros && script.earlyConnect);
+  EXPECT_TRUE(script.verbose && script.lenientMacros && script.launcherProcess && script.earlyConnect);
   EXPECT_FALSE(script.serve);
   EXPECT_EQ(1, script.serverBuffer);
   EXPECT_EQ(2U, script.connections);

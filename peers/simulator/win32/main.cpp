@@ -5,6 +5,7 @@
 #include "pipe_choice.h"
 #include "script.h"
 #include "win32/action_runner.h"
+#include "win32/second_process.h"
 #include "win32/server.h"
 #include "win32/simulator.h"
 #include "win32/watchdog.h"
@@ -14,6 +15,7 @@
 #include <windows.h>
 #include <cstdio>
 #include <exception>
+#include <optional>
 #include <string>
 
 namespace {
@@ -139,9 +141,20 @@ int run() {
     return 0;
   }
 
+  std::optional<unsigned long> launcher;
+  if (simulator.script.launcherProcess) {
+    launcher = kxsim::handOverToSecondProcess(programPath());
+    if (!launcher) {
+      return 0;
+    }
+  }
+
   simulator.recorder.setVerbose(line.verbose || simulator.script.verbose ||
                                 kxsim::environmentVariable("KXSIM_VERBOSE").has_value());
   startRecording(simulator, folder, commandLine, scriptPath);
+  if (launcher) {
+    simulator.recorder.event("launcher pid=" + std::to_string(*launcher));
+  }
   kxsim::startWatchdog(simulator, watchedParent(simulator.script));
   kxsim::ActionRunner(simulator).run({simulator.happened("start", 0)}, {});
   if (simulator.script.serve) {

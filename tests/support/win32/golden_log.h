@@ -1,5 +1,6 @@
 // Compares a log with an approved one, byte for byte, after everything that differs from run to run has been
-// replaced by a name in angle brackets, and what only one system writes was left out. KX_GOLDEN_UPDATE=1 rewrites the approved text.
+// replaced by a name in angle brackets, and what only one system writes was left out. KX_GOLDEN_UPDATE=1
+// rewrites the approved text.
 #pragma once
 
 #include "support/environment.h"

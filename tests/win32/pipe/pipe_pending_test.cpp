@@ -166,6 +166,24 @@ TEST_F(PendingRead, IsCancelledAndWaitedForBeforeTheWriteBegins) {
   EXPECT_THAT(steps, ElementsAre("cancel", "wait", "write"));
 }
 
+// Windows cancels what a thread has under way when the thread ends.
+TEST_F(PendingRead, ThatTheSystemHasCancelledLosesNothing) {
+  HANDLE cancelled = nullptr;
+  SubstitutedCall<&WindowsCalls::readFile> read(
+      [&](HANDLE handle, void* buffer, DWORD length, DWORD* count, OVERLAPPED* overlapped) {
+        cancelled = handle;
+        return read.real(handle, buffer, length, count, overlapped);
+      });
+  std::string buffer(16, '.');
+  ASSERT_EQ(readThatTimesOut(end(), buffer), -3);
+  ASSERT_TRUE(::CancelIoEx(cancelled, nullptr));
+  ASSERT_TRUE(pipe.peer.write("late answer"));
+  const LogFile log;
+  EXPECT_EQ(writeText(end(), "question"), 8);
+  EXPECT_EQ(readText(end()), "late answer");
+  EXPECT_EQ(log.text(), "");
+}
+
 TEST_F(PendingRead, ThatCannotBeCancelledFailsTheWrite) {
   std::string buffer(16, '.');
   ASSERT_EQ(readThatTimesOut(end(), buffer), -3);
