@@ -37,6 +37,7 @@ install(
   COMPONENT development
   FILES_MATCHING
   PATTERN "*.c"
+  PATTERN "*.h"
   PATTERN "*.js"
   PATTERN "*.txt"
   PATTERN "CMakeLists.txt" EXCLUDE)

@@ -9,6 +9,7 @@
  *     OPTIONS    what kx_Init() takes, such as -fxProfile work
  *     VARIABLES  a file with lines NAME=VALUE, in UTF-8 like the macro
  */
+#include "count_extracts.h"
 #include "kxtcp64.h"
 
 #include <windows.h>
@@ -99,9 +100,14 @@ static void setVariables(const wchar_t* path) {
 
 /* A row of a table comes as one extract, its cells parted by tabs. */
 static void printExtracts(void) {
-  int index = 1, size, shownTable = 0;
+  const int count = countExtracts(context);
+  int index, size, shownTable = 0;
   char *c, *extract;
-  while ((size = kx_GetLastExtract(context, NULL, 0, index)) > 1) {
+  for (index = 1; index <= count; ++index) {
+    size = kx_GetLastExtract(context, NULL, 0, index);
+    if (size == 0) {
+      size = 1; /* an empty extract; the zero at its end needs a byte all the same */
+    }
     extract = malloc((size_t)size);
     if (extract == NULL) {
       exit(2);
@@ -123,7 +129,6 @@ static void printExtracts(void) {
     }
     putchar('\n');
     free(extract);
-    ++index;
   }
 }
 

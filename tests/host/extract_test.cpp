@@ -3,8 +3,15 @@
 
 #include <climits>
 #include <string>
+#include <vector>
 
 namespace {
+
+// What the examples count with, calling the library that a test has loaded.
+const KxExports* loaded;
+#define kx_GetLastExtract loaded->kx_GetLastExtract
+#include "../../examples/count_extracts.h"
+#undef kx_GetLastExtract
 
 class Extracts : public AttachedHostTest {
  protected:
@@ -63,6 +70,29 @@ TEST_F(Extracts, ThatAreNumbersInTheAnswerAreEmptyInTheirPlace) {
   playReturns("\"one\",2,\"three\"");
 
   EXPECT_EQ(dll.extract(context, 0), "one[EXTRACT][EXTRACT]three");
+}
+
+TEST_F(Extracts, AreCountedByTheirSizesAndThatOfAll) {
+  struct Case {
+    std::string items;
+    int count;
+  };
+  loaded = &dll;
+  EXPECT_EQ(countExtracts(context), 0);
+
+  for (const Case& it : std::vector<Case>{{R"("one")", 1},
+                                          {R"("one","two","three")", 3},
+                                          {R"("","")", 2},
+                                          {R"("one","","")", 3},
+                                          {R"("","one")", 2},
+                                          {R"("[EXTRACT]")", 1},
+                                          {R"("a[EXTRACT]b","c","")", 3},
+                                          {R"("a\u0000b","c")", 2},
+                                          {R"("")", 0}}) {
+    playReturns(it.items);
+
+    EXPECT_EQ(countExtracts(context), it.count) << it.items;
+  }
 }
 
 TEST_F(Extracts, OfThePlayBeforeAreForgottenWithTheNext) {

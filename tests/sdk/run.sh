@@ -81,6 +81,15 @@ cmake --build "$scratch/build" >"$scratch/build.log"
 run "$scratch/build/consumer_c.exe"
 run "$scratch/build/consumer_cpp.exe"
 
+echo "== the CMakeLists.txt of README.txt puts the DLL beside the host"
+mkdir "$scratch/shown"
+unix_lines <"$prefix/README.txt" | sed -n '/^    cmake_minimum_required/,/^$/p' >"$scratch/shown/CMakeLists.txt"
+cp "$prefix/share/kxtcp64/examples/first_host.c" "$scratch/shown"
+cmake -G Ninja -S "$scratch/shown" -B "$scratch/shown/build" -DCMAKE_TOOLCHAIN_FILE="$toolchain" \
+  -DCMAKE_FIND_ROOT_PATH="$prefix" -DCMAKE_PREFIX_PATH="$prefix" >"$scratch/shown.log"
+cmake --build "$scratch/shown/build" >>"$scratch/shown.log"
+(run "$scratch/shown/build/my_host.exe" || true) | unix_lines | grep -x 'usage: first_host BROWSER MACRO-TEXT'
+
 echo "== pkg-config"
 mkdir "$scratch/plain"
 cp "$prefix/bin/KXTCP64.dll" "$scratch/plain"
