@@ -41,8 +41,8 @@
  *
  * Errors of a context.  The number and text of a context's last error are read with kx_GetLastErrorNumber()
  * and kx_GetLastErrorText(). While the context has a browser they are what the browser's last answer said
- * (number 1 is success), or why there was no answer. Without one they tell why the last start that failed
- * did. These kept errors are not cleared: a start that succeeds only covers them, until its browser has
+ * (number 1 is success), or why there was no answer. Without one they are those of the last start that
+ * failed. Such kept errors are not cleared: a start that succeeds only covers them, until its browser has
  * exited. Mistakes in the host's arguments (KX_NO_CONTEXT, no browser, null texts, a port, a missing option,
  * small buffers) do not touch number and text. The log tells of them, except for buffers that are too small,
  * null sizes and performance entries that are not there: only the result tells of these.

@@ -1,8 +1,11 @@
 // The number and text of a context's last error.
 #include "host/host_test.h"
+#include "support/win32/import_table.h"
 
 #include <climits>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -97,6 +100,32 @@ TEST_F(LastError, OfAFailedStartIsKeptWithTheSameSignRule) {
 
   EXPECT_EQ(dll.kx_GetLastErrorNumber(other), -2);
   EXPECT_EQ(dll.lastErrorText(other), "Browser binary C:\\windows\\no_such_browser.exe doesn't exists");
+}
+
+DWORD systemError = ERROR_SUCCESS;
+
+HANDLE WINAPI findNothing(LPCWSTR, LPWIN32_FIND_DATAW) {
+  ::SetLastError(systemError);
+  return INVALID_HANDLE_VALUE;
+}
+
+TEST_F(LastError, OfAFailedStartMayLookLikeSuccessOrLikeAnotherFailure) {
+  ImportTable imports(dll.module());
+  imports.replace("FindFirstFileW", &findNothing);
+  const int other = dll.kx_ContextCreate();
+  const std::vector<std::pair<DWORD, int>> numbers = {{ERROR_INVALID_FUNCTION, KX_ERROR_SUCCESS},
+                                                      {ERROR_PATH_NOT_FOUND, KX_ERROR_TIMEOUT},
+                                                      {ERROR_TOO_MANY_OPEN_FILES, KX_ERROR_PROFILE_IN_USE},
+                                                      {ERROR_ACCESS_DENIED, KX_NO_CONTEXT}};
+  for (const auto& [error, number] : numbers) {
+    systemError = error;
+    // Nobody serves Chrome's pipe: the launch is tried.
+    EXPECT_EQ(dll.kx_Init(other, "cr", nullptr, "C:\\windows\\browser.exe", 0, 0, 1),
+              static_cast<int>(error));
+
+    EXPECT_EQ(dll.kx_GetLastErrorNumber(other), number);
+    EXPECT_EQ(dll.lastErrorText(other), "Error finding browser binary");
+  }
 }
 
 TEST_F(LastError, OfAFailedStartGivesWayToTheBrowsersOwnAndComesBackAfterTheExit) {

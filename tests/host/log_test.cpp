@@ -120,6 +120,20 @@ TEST_F(Log, MayLieInAFolderOutsideAscii) {
   EXPECT_EQ(fileBytes(folder.path("kx \xC3\xBC.log")), both());
 }
 
+// A host that hands a path over in UTF-8 gets this file, unless UTF-8 is the code page of its calls.
+TEST_F(Log, LiesWhereTheHostsCodePagePutsAPathThatIsSetInBytes) {
+  const std::string path = temp.path("kx \xC3\xBC.log");
+  std::wstring read(path.size() + 1, L'\0');
+  read.resize(static_cast<std::size_t>(::MultiByteToWideChar(CP_ACP, 0, path.c_str(), -1, read.data(),
+                                                             static_cast<int>(read.size()))) -
+              1);
+  ASSERT_TRUE(::SetEnvironmentVariableA("KORVEX_LOGPATH", path.c_str()));
+
+  callThatLogs();
+
+  EXPECT_EQ(fileBytes(narrow(read)), both());
+}
+
 TEST_F(Log, LiesInTheHomeFolderWithoutAPathOfItsOwn) {
   drive.set(temp.path().substr(0, 2));
   home.set(temp.path().substr(2));

@@ -1,6 +1,6 @@
 // The Windows calls whose results decide what the library does, in one table, so that a test can put its own
 // in place of one that cannot be made to fail, or to fall short, on a real pipe or process. Every call that
-// waits, and the clock, are in it: a test can so let ten minutes pass in no time. Outside tests the table is
+// waits, and the clock, are in it: a test can let ten minutes pass in no time. Outside tests the table is
 // never written.
 #pragma once
 

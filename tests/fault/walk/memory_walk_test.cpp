@@ -148,6 +148,53 @@ TEST_P(MemoryWalk, FailsCleanlyWhenMemoryRunsOut) {
 INSTANTIATE_TEST_SUITE_P(Conversations, MemoryWalk, ::testing::ValuesIn(walkedConversations()),
                          [](const auto& tested) { return tested.param.name; });
 
+// What a call had done before its first allocation was refused stays done.
+class LackOfMemory : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    around_.calls.start();
+    run_.create();
+    run_.extension().serve(run_.defaultPipe());
+    run_.extension().answers(StagedExtension::kSuccess);
+    run_.extension().answers("{\"errorCode\":1,\"extractData\":[\"extract\"]}");
+    ASSERT_TRUE(run_.init("fx", "", nullptr, 1));
+    ASSERT_TRUE(run_.play("macro"));
+    ASSERT_EQ(dll_.extract(run_.context(), 0), "extract");
+  }
+  void TearDown() override {
+    around_.calls.pause();
+    EXPECT_EQ(run_.recover(), "");
+    run_.destroyContext();
+  }
+
+  template <typename Call>
+  int withoutMemory(Call call) {
+    around_.memory.start(0);
+    const int result = call();
+    around_.memory.pause();
+    return result;
+  }
+
+  Surroundings around_;
+  Watchdog watchdog_;
+  WalkedRun run_{around_};
+  const KxLibrary& dll_ = around_.dll;
+};
+
+TEST_F(LackOfMemory, InAPlayLeavesNothingOfThePlayBefore) {
+  EXPECT_EQ(withoutMemory([&] { return dll_.kx_Play(run_.context(), "macro", 1); }), KX_FAILED);
+
+  EXPECT_EQ(dll_.extract(run_.context(), 0), "");
+  EXPECT_EQ(dll_.kx_GetLastErrorNumber(run_.context()), KX_ERROR_SUCCESS) << "that of the answer before";
+}
+
+TEST_F(LackOfMemory, InAnExitLeavesTheContextItsBrowser) {
+  EXPECT_EQ(withoutMemory([&] { return dll_.kx_Exit(run_.context(), 1); }), KX_FAILED);
+
+  EXPECT_EQ(dll_.kx_Exit(run_.context(), 1), KX_OK);
+  EXPECT_TRUE(run_.extension().hasLeft());
+}
+
 // What the run-time needs for the first exception of a thread is allocated on that thread.
 TEST(MemoryOfANewThread, MayRunOutBeforeItsFirstException) {
   Surroundings around;
