@@ -15,8 +15,9 @@
  *
  * CONVENTIONS
  *
- * Hosts.  The library is for 64-bit Windows hosts only; a 32-bit process cannot load it. All functions are
- * plain C functions without name decoration and with the platform's default calling convention.
+ * Hosts.  The library is for 64-bit hosts on Windows 7 or later; a 32-bit process cannot load it. It was run
+ * under Wine, not on Windows yet: docs/windows.md tells what is known to differ. All functions are plain C
+ * functions without name decoration and with the platform's default calling convention.
  *
  * Text.  The host's texts and those it gets are zero-terminated and narrow (char), in UTF-8, whatever code
  * page the host uses: paths, profile names, macros, extracts. Blanks and letters of every script are all
@@ -232,7 +233,7 @@ KX_API int kx_GetLastErrorText(int context, char* buffer, int size);
  *
  * A start that fails ends the browser that it launched, as kx_Exit() with time-out 0 does. When there is no
  * connection, that means ending the launched process: a browser that has handed over to another process by
- * then, as Firefox and Chrome can on Windows, stays.
+ * then, as Firefox and Chrome can on Windows, stays (docs/windows.md).
  *
  * Threads: one at a time per context; several contexts may be started in parallel. Starts with the same
  * browser, profile and user wait for one another, in all processes of one Windows session, up to ten minutes
@@ -411,7 +412,7 @@ KX_API int kx_Exit(int context, int timeout);
  *         terminating zero included; KX_FAILED if an argument or option is missing, the browser is unknown
  *         or the page could not be written
  *
- * Threads: any. Blocks: never.
+ * Threads: any. Blocks: never, but for the writing of the page.
  */
 KX_API int kxr_GetCommandLine(const char* browser, const char* options, char* buffer, int size,
                               const char* pageText);
