@@ -25,6 +25,7 @@ TEST_F(HandshakeFailure, AnExtensionThatNeverConnectsBackEndsTheStartWithATimeou
 TEST_F(HandshakeFailure, ALaunchedBrowserThatNeverConnectsBackIsEnded) {
   SimulatedBrowser browser;
   browser.script("on handshake hold");
+  const LogSignal serving = untilItServes(browser);
 
   EXPECT_EQ(init({.program = browser.program(), .timeout = 4}), KX_TIMEOUT);
 
@@ -36,6 +37,7 @@ TEST_F(HandshakeFailure, ALaunchedBrowserThatNeverConnectsBackIsEnded) {
 TEST_F(HandshakeFailure, ATimeoutOfTheLastAttemptCountsAsAttemptsUsedUp) {
   SimulatedBrowser browser;
   browser.script("on handshake hold");
+  const LogSignal serving = untilItServes(browser);
 
   EXPECT_EQ(init({.program = browser.program(), .timeout = 1}), KX_FAILED);
 
@@ -122,6 +124,7 @@ TEST_F(HandshakeFailure, AnUnansweredFirstRequestFailsWithATimeout) {
   SimulatedBrowser browser;
   browser.script("on init no-reply");
   browser.start();
+  const LogSignal connected = untilItConnects(browser);
 
   EXPECT_EQ(init({.timeout = 1}), KX_FAILED);
 
@@ -132,6 +135,8 @@ TEST_F(HandshakeFailure, AnUnansweredFirstRequestFailsWithATimeout) {
 TEST_F(HandshakeFailure, AnUnansweredFirstRequestEndsTheLaunchedBrowser) {
   SimulatedBrowser browser;
   browser.script("on init no-reply");
+  const LogSignal serving = untilItServes(browser);
+  const LogSignal connected = untilItConnects(browser);
 
   EXPECT_EQ(init({.program = browser.program(), .timeout = 1}), KX_FAILED);
 
@@ -145,6 +150,8 @@ TEST_F(HandshakeFailure, TheExitOfAnAbandonedBrowserIsWaitedForWithoutTheStartsT
   SimulatedBrowser browser;
   browser.script("on init no-reply");
   browser.script("on exit delay 1500");
+  const LogSignal serving = untilItServes(browser);
+  const LogSignal connected = untilItConnects(browser);
 
   EXPECT_EQ(init({.program = browser.program(), .timeout = 1}), KX_FAILED);
 
@@ -241,6 +248,7 @@ TEST_F(NoStartLock, ABrowserIsLaunchedAllTheSameAndEndedWhenTheAttemptsAreUsedUp
 // thread on which no other test has left a connection.
 TEST_F(HandshakeFailure, WithoutAnOwnPipeTheErrorIsThatOfWindows) {
   SimulatedBrowser browser;
+  const LogSignal serving = untilItServes(browser);
 
   std::thread([&] {
     const std::string pipe = ownPipe("fx", "default");

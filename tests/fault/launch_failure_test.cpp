@@ -117,6 +117,7 @@ TEST_F(LaunchFailure, TheErrorOfAStartIsThereAgainWhenALaterBrowserIsGone) {
 TEST_F(LaunchFailure, ABrowserThatDiesAtItsStartUsesUpTheAttempts) {
   SimulatedBrowser browser;
   browser.script("on start die 3");
+  const LogSignal started = untilItHasStarted(browser);
 
   EXPECT_EQ(init({.program = browser.program(), .timeout = 1}), KX_FAILED);
 
@@ -127,6 +128,7 @@ TEST_F(LaunchFailure, ABrowserThatDiesAtItsStartUsesUpTheAttempts) {
 TEST_F(LaunchFailure, ABrowserThatNeverServesIsKilledWhenTheAttemptsAreUsedUp) {
   SimulatedBrowser browser;
   browser.script("serve-never");
+  const LogSignal started = untilItHasStarted(browser);
 
   EXPECT_EQ(init({.program = browser.program(), .timeout = 1}), KX_FAILED);
 
@@ -137,6 +139,7 @@ TEST_F(LaunchFailure, ABrowserThatNeverServesIsKilledWhenTheAttemptsAreUsedUp) {
 
 TEST_F(LaunchFailure, AnUnknownBrowserIsLaunchedWithoutAnythingAndEnded) {
   SimulatedBrowser browser;
+  const LogSignal started = untilItHasStarted(browser);
 
   EXPECT_EQ(init({.browser = "FX",
                   .options = "-fxProfile dev -crUserDataDir C:\\data",

@@ -2,6 +2,7 @@
 // happens with each; here each of its cells is tried, and the page is compared.
 #include "host/host_test.h"
 #include "host/partner.h"
+#include "support/win32/log_signal.h"
 #include "support/win32/md5_digest.h"
 
 #include <cctype>
@@ -238,8 +239,12 @@ class ForeignNames : public HostTest {
 
   // A launch costs a pause of two seconds, so three places are tried by one: the browser's own folder, TEMP
   // and Chrome's folder. What the launched process sees tells them apart.
-  std::string launched(const std::string& program, const std::string& tempFolder, const std::string& folder) {
+  std::string launched(IdleBrowser& browser, const std::string& program, const std::string& tempFolder,
+                       const std::string& folder) {
     tempVariable.set(tempFolder);
+    // A launched browser is ended after the second attempt, so that waits until it has told what it sees.
+    const LogSignal untilItHasStarted("Client: connecting to server", 2,
+                                      [&] { EXPECT_GT(browser.processId(), 0); });
     const int context = dll.kx_ContextCreate();
     const int result =
         dll.kx_Init(context, "cr", ("-crUserDataDir \"" + folder + "\"").c_str(), program.c_str(), 0, 0, 1);
@@ -258,7 +263,7 @@ class ForeignNames : public HostTest {
     const std::string trimmed = folder.ends_with('\\') ? folder.substr(0, folder.size() - 1) : folder;
     const std::string program = trimmed + "\\chrome.exe";
     std::filesystem::copy_file(wide(browser.program()), wide(program));
-    const std::string error = launched(program, folder, trimmed);
+    const std::string error = launched(browser, program, folder, trimmed);
     if (!browser.wasLaunched()) {
       EXPECT_NE(error, "");
       return kRefused;
@@ -273,7 +278,7 @@ class ForeignNames : public HostTest {
   std::string launchFolderCell(const ForeignText& foreign) {
     IdleBrowser browser;
     const std::string folder = "C:\\" + foreign.text;
-    launched(browser.program(), temp.path(), folder);
+    launched(browser, browser.program(), temp.path(), folder);
     if (!browser.wasLaunched()) {
       return kRefused;
     }

@@ -1,6 +1,7 @@
 // kx_Init: attaching to a browser, launching one, giving up.
 #include "host/host_test.h"
 #include "host/partner.h"
+#include "support/win32/log_signal.h"
 
 #include <climits>
 #include <string>
@@ -8,6 +9,7 @@
 
 namespace {
 
+constexpr char kConnecting[] = "Client: connecting to server";
 constexpr char kMissing[] = "C:\\windows\\no_such_browser.exe";
 
 class Init : public HostTest {
@@ -429,16 +431,20 @@ TEST_F(Launch, IsAskedToExitWhenTheFirstAnswerIsNone) {
 }
 
 TEST_F(Launch, IsEndedWhenTheExtensionDoesNotConnectBack) {
-  // Two attempts, so that a slow machine has the time to start the browser.
+  const NamedEvent serving;
+  const LogSignal untilItServes(kConnecting, 2, [&] { EXPECT_TRUE(serving.wait()); });
   launch("fx", "", 4);
   browser.processId();
   FakeExtension extension(defaultPipe(), FakeExtension::AfterName::StayAway);
+  serving.signal();
 
   EXPECT_EQ(await(), KX_TIMEOUT);
   EXPECT_TRUE(browser.hasEnded());
 }
 
 TEST_F(Launch, IsDoneOnceAndEndedWhenTheAttemptsAreUsedUp) {
+  const LogSignal untilItHasStarted(kConnecting, 2, [&] { EXPECT_GT(browser.processId(), 0); });
+
   EXPECT_EQ(dll.kx_Init(context, "FX", "-fxProfile work", browser.program().c_str(), 0, 1, 5), KX_FAILED);
 
   EXPECT_EQ(dll.kx_GetLastErrorNumber(context), -1);

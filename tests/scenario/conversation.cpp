@@ -4,6 +4,8 @@
 
 namespace {
 
+constexpr char kConnecting[] = "Client: connecting to server";
+
 std::string requestText(const std::string& type, const std::string& arguments) {
   return "{\n \"type\" : \"" + type + "\",\n \"args\" : " + arguments + "\n}";
 }
@@ -25,6 +27,19 @@ const char* jsonText(bool value) {
 }
 
 }  // namespace
+
+LogSignal untilItHasStarted(const SimulatedBrowser& browser) {
+  return LogSignal(kConnecting, 2, [&] { EXPECT_NO_THROW(browser.awaitStart()); });
+}
+
+LogSignal untilItServes(const SimulatedBrowser& browser) {
+  return LogSignal(kConnecting, 2, [&] { EXPECT_NO_THROW(browser.awaitServing()); });
+}
+
+LogSignal untilItConnects(const SimulatedBrowser& browser) {
+  return LogSignal("Client: waiting for server connection", 1,
+                   [&] { EXPECT_NO_THROW(browser.awaitConnection()); });
+}
 
 int occurrences(const std::string& log, const std::string& text) {
   int count = 0;

@@ -66,6 +66,15 @@ class Conversation : public ::testing::Test {
   int context_;
 };
 
+// Hold a start, inside its log call, before it waits for something with a limit: however slow the machine is,
+// the browser has then come so far. The log has to be switched on.
+//
+// At its second look for the pipe, after the launch:
+LogSignal untilItHasStarted(const SimulatedBrowser& browser);
+LogSignal untilItServes(const SimulatedBrowser& browser);
+// Before it waits for the extension:
+LogSignal untilItConnects(const SimulatedBrowser& browser);
+
 // How often a text stands in a log.
 int occurrences(const std::string& log, const std::string& text);
 

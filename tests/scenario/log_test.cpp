@@ -162,6 +162,7 @@ TEST_F(Log, OfAnUnwritableStartPage) {
 TEST_F(Log, OfABrowserThatNeverServes) {
   SimulatedBrowser browser;
   browser.script("serve-never");
+  const LogSignal started = untilItHasStarted(browser);
 
   ASSERT_EQ(init({.browser = "cr", .program = browser.program(), .timeout = 1}), KX_FAILED);
 
@@ -183,6 +184,8 @@ TEST_F(Log, OfAnExtensionThatNeverConnectsBack) {
 TEST_F(Log, OfAFirstRequestThatIsNotAnswered) {
   SimulatedBrowser browser;
   browser.script("on init no-reply");
+  const LogSignal serving = untilItServes(browser);
+  const LogSignal connected = untilItConnects(browser);
 
   ASSERT_EQ(init({.browser = "cr",
                   .options = "-crUserDataDir " + profile_,

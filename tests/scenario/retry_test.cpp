@@ -186,6 +186,7 @@ class RetryCount : public Retry, public ::testing::WithParamInterface<AttemptCou
 TEST_P(RetryCount, FollowsFromTheTimeout) {
   SimulatedBrowser browser;
   browser.script("serve-never");
+  const LogSignal started = untilItHasStarted(browser);
 
   EXPECT_EQ(init({.program = browser.program(), .timeout = GetParam().timeout}), KX_FAILED);
 

@@ -5,7 +5,7 @@
 
 namespace {
 
-constexpr DWORD kPatienceMilliseconds = 60'000;
+constexpr DWORD kPatienceMilliseconds = 300'000;
 
 }  // namespace
 

@@ -1,6 +1,6 @@
 // Waits for the library to say something: runs an action when a debugger line with a given text has come so
-// many times. The action runs on the thread that logs, inside the log call, so it stays short: it signals an
-// event.
+// many times. The action runs on the thread that logs, inside the log call: it signals an event, or holds the
+// library until an event has come.
 #pragma once
 
 #include <windows.h>

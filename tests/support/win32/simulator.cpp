@@ -113,7 +113,9 @@ SimulatedBrowser::SimulatedBrowser(const std::string& programName, const std::st
   }
   script("watch-parent " + std::to_string(::GetCurrentProcessId()));
   script("idle-limit 120");
+  script("on start set-event " + begun_.name());
   script("on serving set-event " + serving_.name());
+  script("on connected set-event " + connected_.name());
 }
 
 SimulatedBrowser::~SimulatedBrowser() {
@@ -151,9 +153,9 @@ void SimulatedBrowser::startOnly(const std::string& arguments) {
   ::CloseHandle(process.hProcess);
 }
 
-void SimulatedBrowser::awaitServing() const {
-  if (!serving_.wait(kPatienceMilliseconds)) {
-    throw std::runtime_error(program_ + " does not serve its pipe");
+void SimulatedBrowser::await(const NamedEvent& event, const std::string& failure) const {
+  if (!event.wait(kPatienceMilliseconds)) {
+    throw std::runtime_error(program_ + " " + failure);
   }
 }
 

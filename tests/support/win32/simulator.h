@@ -60,8 +60,11 @@ class SimulatedBrowser {
   void start(const std::string& arguments = "");
   // The same without the wait.
   void startOnly(const std::string& arguments = "");
-  // Waits until a process of this program serves its pipe; each process says so once.
-  void awaitServing() const;
+  // Wait until a process of this program has started and noted so, serves its pipe, has connected back to a
+  // host.
+  void awaitStart() const { await(begun_, "does not start"); }
+  void awaitServing() const { await(serving_, "does not serve its pipe"); }
+  void awaitConnection() const { await(connected_, "does not connect back"); }
 
   // Ends the process that the test started.
   void kill();
@@ -91,13 +94,16 @@ class SimulatedBrowser {
   std::string pipe() const;
 
  private:
+  void await(const NamedEvent& event, const std::string& failure) const;
   std::string recordPath(const std::string& fileName) const { return folder_ + "\\record\\" + fileName; }
 
   TempFolder root_{"sim"};
   std::string folder_;
   std::string program_;
   std::string scriptPath_;
-  NamedEvent serving_;
+  const NamedEvent begun_;
+  const NamedEvent serving_;
+  const NamedEvent connected_;
   std::optional<ObservedProcess> started_;
   bool mayStay_ = false;
 };
