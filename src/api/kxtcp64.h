@@ -81,7 +81,8 @@
  * size counts as unlimited, so pass the real one. A buffer that is too small stays untouched.
  *
  * Unloading.  Exit every context before the library is unloaded. What is still alive then is not closed:
- * the browsers stay, and the memory and handles of their connections are lost until the process ends.
+ * the browsers stay, and the memory and handles of their connections are lost until the process ends. Load
+ * the library once and keep it: docs/windows.md tells what unloading it again and again costs.
  *
  * Log.  Two environment variables, read afresh for every entry, so that they can be changed while the
  * library is loaded:
@@ -362,7 +363,7 @@ KX_API int kx_GetLastPerformance(int context, int index, char* name, int* nameSi
 
 /**
  * Gives the id of the browser process that kx_Init() launched. On Windows Firefox and Chrome can hand over
- * to another process and end: the id is then that of a process that is no more.
+ * to another process and end: the id is then that of a process that is no more, see docs/windows.md.
  *
  * @param context  the context's number
  * @return the process id; 0 if the context attached to a browser that was running or that its host had

@@ -112,6 +112,8 @@ TEST_P(Launches, TheLogOfALaunchAPlayAndAnExitHoldsNoError) {
   const Profile profile = user_.makeProfile(kind());
   Host host(library_, kind());
   ASSERT_EQ(host.init(startOf(profile)), KX_OK) << host.errorText();
+  // Held, so that its id stays known however soon it ends.
+  const ObservedProcess launched = host.process();
   // Until the browser serves its pipe, every attempt to connect leaves errors.
   log_.clear();
 

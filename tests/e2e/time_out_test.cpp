@@ -28,6 +28,8 @@ TEST_P(TimeOuts, AfterASlowPageTheBrowserEndsByItself) {
   const Profile profile = user_.makeProfile(kind());
   Host host(library_, kind());
   playTooLong(host, profile, "await open(variables.site + '/slow?seconds=100');");
+  // Held, so that its id stays known however soon it ends.
+  const ObservedProcess launched = host.process();
 
   EXPECT_EQ(host.exit(), KX_OK);
 
