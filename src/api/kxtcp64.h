@@ -78,7 +78,7 @@
  *
  * Buffers.  Texts are copied into the host's buffers; nothing is allocated for the host, nothing has to be
  * freed. A null buffer asks for the size. Sizes are in bytes and count the terminating zero. A negative
- * size counts as unlimited, so pass the real one. A buffer that is too small stays untouched.
+ * size counts as unlimited: pass the real one. A buffer that is too small stays untouched.
  *
  * Unloading.  Exit every context before the library is unloaded. What is still alive then is not closed:
  * the browsers stay, and the memory and handles of their connections are lost until the process ends. Load
@@ -122,7 +122,7 @@
 #define KX_ERROR_PROFILE_IN_USE (-4) /* nobody serves, and a Firefox has the profile; not with -fxProfile */
 
 /* The type of kx_TakeBrowserScreenshot(). */
-#define KX_SCREENSHOT_BROWSER 0 /* the whole browser; so is every value but 1 */
+#define KX_SCREENSHOT_BROWSER 0 /* the whole browser, like every value but 1 */
 #define KX_SCREENSHOT_PAGE 1    /* the web page */
 
 #ifdef __cplusplus
@@ -134,7 +134,7 @@ extern "C" {
 /**
  * Creates a context. It has no browser yet, error number 0 and an empty error text.
  *
- * @return the context's number, 0 or more: the lowest that is free, so numbers of destroyed contexts come
+ * @return the context's number, 0 or more: the lowest that is free; numbers of destroyed contexts come
  *         back. KX_FAILED only when there is no memory, or the library has been detached from the process.
  *
  * Threads: any, at any time. Blocks: never.
@@ -200,7 +200,7 @@ KX_API int kx_GetLastErrorText(int context, char* buffer, int size);
  *
  * @param context         the context's number. It should have no browser: one that it has is left alone,
  *                        open and beyond reach
- * @param browser         "fx" for Firefox, "cr" for Chrome, exactly so; not NULL. Any other text has
+ * @param browser         "fx" for Firefox, "cr" for Chrome, in these letters; not NULL. Any other text has
  *                        neither profile nor pipe: a program at browserPath is launched all the same, and
  *                        ended when the attempts are used up
  * @param options         the options, written like a command line; NULL for none. Names are compared in
@@ -336,7 +336,7 @@ KX_API int kx_GetLastExtract(int context, char* buffer, int size, int index);
  * @return bytes needed or copied, the terminating zero included (1 for an empty text); KX_FAILED if size is
  *         too small, with buffer untouched and nothing logged; KX_NO_CONTEXT
  *
- * Every answer replaces the data, so read them before the next request. Threads: one at a time per context.
+ * Every answer replaces the data: read them before the next request. Threads: one at a time per context.
  * Blocks: never.
  */
 KX_API int kx_GetPerformance(int context, char* buffer, int size);
@@ -377,9 +377,9 @@ KX_API int kx_GetBrowserProcessId(int context);
 
 /**
  * Closes the context's browser and frees the context for another start: asks the browser to exit, waits for
- * the process that its answer names, and terminates that process when it does not end in time. When the
- * browser does not answer, the process that kx_Init() launched is terminated; a browser that was attached
- * to, or that has handed over to another process, is left running.
+ * the process that its answer names, and terminates that process when it does not end in time, or cannot be
+ * waited for. When the browser does not answer, the process that kx_Init() launched is terminated; a browser
+ * that was attached to, or that has handed over to another process, is left running.
  *
  * @param context  a context with a browser
  * @param timeout  seconds. For the request: 0 waits for ever, a negative value counts as 600. For the wait
@@ -399,13 +399,13 @@ KX_API int kx_Exit(int context, int timeout);
  * Builds the command-line arguments with which the host starts a browser, so that its extension serves the
  * pipe that kxr_Init() will look for.
  *
- * @param browser   "fx" or "cr", exactly so; not NULL
- * @param options   as for kx_Init(); not NULL. -runner is required; so is -fxProfile for "fx" (it may be
+ * @param browser   "fx" or "cr", in these letters; not NULL
+ * @param options   as for kx_Init(); not NULL. -runner is required, as is -fxProfile for "fx" (it may be
  *                  empty), and -crUserDataDir, not empty, for "cr". -profiler switches the profiler on for
  *                  "fx", and is not looked at for "cr"
  * @param buffer    receives the arguments, without the program, and a terminating zero; NULL only asks for
  *                  the size
- * @param size      bytes available at buffer; 0 and negative sizes count as unlimited, so pass the real one
+ * @param size      bytes available at buffer; 0 and negative sizes count as unlimited: pass the real one
  * @param pageText  for "cr" the path of a start page of the host's own; NULL or empty for a generated one in
  *                  the folder that TEMP names, which is written on every call, also on those that only ask
  *                  for the size. Not looked at for "fx"
