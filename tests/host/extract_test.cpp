@@ -1,4 +1,5 @@
 // Which of the extracts a host gets for which index.
+#include "host/count_extracts.h"
 #include "host/host_test.h"
 
 #include <climits>
@@ -6,12 +7,6 @@
 #include <vector>
 
 namespace {
-
-// What the examples count with, calling the library that a test has loaded.
-const KxExports* loaded;
-#define kx_GetLastExtract loaded->kx_GetLastExtract
-#include "../../examples/count_extracts.h"
-#undef kx_GetLastExtract
 
 class Extracts : public AttachedHostTest {
  protected:
@@ -77,8 +72,8 @@ TEST_F(Extracts, AreCountedByTheirSizesAndThatOfAll) {
     std::string items;
     int count;
   };
-  loaded = &dll;
-  EXPECT_EQ(countExtracts(context), 0);
+  countedGetLastExtract = dll.kx_GetLastExtract;
+  EXPECT_EQ(countExtractsAsExamplesDo(context), 0);
 
   for (const Case& it : std::vector<Case>{{R"("one")", 1},
                                           {R"("one","two","three")", 3},
@@ -91,7 +86,7 @@ TEST_F(Extracts, AreCountedByTheirSizesAndThatOfAll) {
                                           {R"("")", 0}}) {
     playReturns(it.items);
 
-    EXPECT_EQ(countExtracts(context), it.count) << it.items;
+    EXPECT_EQ(countExtractsAsExamplesDo(context), it.count) << it.items;
   }
 }
 
