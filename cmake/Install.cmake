@@ -38,9 +38,15 @@ install(
   FILES_MATCHING
   PATTERN "*.c"
   PATTERN "*.h"
+  PATTERN "*.cs"
+  PATTERN "*.csproj"
   PATTERN "*.js"
+  PATTERN "*.json"
+  PATTERN "*.mjs"
+  PATTERN "*.py"
   PATTERN "*.txt"
-  PATTERN "CMakeLists.txt" EXCLUDE)
+  PATTERN "CMakeLists.txt" EXCLUDE
+  PATTERN "node_modules" EXCLUDE)
 
 # The header and the pages refer to each other by these places.
 install(

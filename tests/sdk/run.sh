@@ -17,31 +17,8 @@ scratch=$(realpath -m "$2")
 prefix=$scratch/prefix
 toolchain=$source_root/cmake/toolchains/mingw-w64-x86_64.cmake
 
-run() { "$source_root/cmake/toolchains/run_with_wine" "$tree/wineprefix" "$@" </dev/null; }
-
-# Files that a Windows user reads may have Windows' line ends.
-unix_lines() { tr -d '\r'; }
-windows_path() { tr / '\\' <<<"Z:$1"; }
-
-# transcript FILE: runs what a text shows as "> COMMAND", in the package's folder, and compares what the commands print
-# with the lines that the text shows behind them.
-transcript() {
-  local shown command
-  shown=$(unix_lines <"$1" | awk '/^ *> / { shown = 1 } /^ *$|^```/ { shown = 0 } shown { sub(/^ +/, ""); print }')
-  printf '@echo off\r\n' >"$scratch/transcript.cmd"
-  while read -r command; do
-    case $command in
-      gcc\ *) # runs here and not under Wine, before the others
-        # shellcheck disable=SC2086
-        (cd "$prefix" && x86_64-w64-mingw32-gcc-posix $(tr '\\' / <<<"${command#gcc }")) ;;
-      *) printf '%s\r\n' "$command" >>"$scratch/transcript.cmd" ;;
-    esac
-  done < <(sed -n 's/^> //p' <<<"$shown")
-  printf 'exit /b 0\r\n' >>"$scratch/transcript.cmd"
-  (cd "$prefix" && run cmd /c "$(windows_path "$scratch/transcript.cmd")") | unix_lines >"$scratch/printed.txt"
-  sed '/^> /d' <<<"$shown" | diff - "$scratch/printed.txt"
-  [[ -s $scratch/printed.txt ]]
-}
+# shellcheck source=tests/sdk/transcript.sh
+. "$source_root/tests/sdk/transcript.sh"
 
 trap 'tail -n 30 "$scratch"/*.log >&2; echo "sdk: failed in line $LINENO: $BASH_COMMAND" >&2' ERR
 

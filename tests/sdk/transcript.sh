@@ -1,0 +1,30 @@
+# What the tests of the installed package share. Sourced after `source_root`, `tree`, `scratch` and `prefix` are set.
+# shellcheck shell=bash disable=SC2154
+
+run() { "$source_root/cmake/toolchains/run_with_wine" "$tree/wineprefix" "$@" </dev/null; }
+
+# Files that a Windows user reads may have Windows' line ends.
+unix_lines() { tr -d '\r'; }
+windows_path() { tr / '\\' <<<"Z:$1"; }
+
+# transcript FILE: runs what a text shows as "> COMMAND", in the package's folder, and compares what the commands print
+# with the lines that the text shows behind them.
+transcript() {
+  local shown command
+  shown=$(unix_lines <"$1" | awk '/^ *> / { shown = 1 } /^ *$|^```/ { shown = 0 } shown { sub(/^ +/, ""); print }')
+  printf '@echo off\r\n' >"$scratch/transcript.cmd"
+  while read -r command; do
+    case $command in
+      gcc\ *) # runs here and not under Wine, before the others
+        # shellcheck disable=SC2086
+        (cd "$prefix" && x86_64-w64-mingw32-gcc-posix $(tr '\\' / <<<"${command#gcc }")) ;;
+      *) printf '%s\r\n' "$command" >>"$scratch/transcript.cmd" ;;
+    esac
+  done < <(sed -n 's/^> //p' <<<"$shown")
+  printf 'exit /b 0\r\n' >>"$scratch/transcript.cmd"
+  # Into a file: that is where every program's output arrives under Wine.
+  (cd "$prefix" && run cmd /c "$(windows_path "$scratch/transcript.cmd")") >"$scratch/printed.crlf" 2>&1
+  unix_lines <"$scratch/printed.crlf" >"$scratch/printed.txt"
+  sed '/^> /d' <<<"$shown" | diff - "$scratch/printed.txt"
+  [[ -s $scratch/printed.txt ]]
+}
