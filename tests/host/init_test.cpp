@@ -139,14 +139,17 @@ TEST_F(Init, TakesTheLongestTimeouts) {
 }
 
 TEST_F(Init, SwitchesTheProfilerOnByTheOptionAlone) {
-  FakeExtension extension(defaultPipe());
-  ASSERT_EQ(dll.kx_Init(context, "fx", "-profiler=off", nullptr, 0, 0, 30), KX_OK);
+  for (const char* browser : {"fx", "cr"}) {
+    FakeExtension extension(defaultPipe(browser));
+    ASSERT_EQ(dll.kx_Init(context, browser, "-profiler=off", nullptr, 0, 0, 30), KX_OK);
 
-  dll.kx_Play(context, "macro", 10);
+    dll.kx_Play(context, "macro", 10);
 
-  EXPECT_EQ(extension.requests().at(1),
-            "{\n \"type\" : \"play\",\n \"args\" : {\n  \"source\" : \"macro\",\n  \"vars\" : {},\n"
-            "  \"use_profiler\" : true\n }\n}");
+    EXPECT_EQ(extension.requests().at(1),
+              "{\n \"type\" : \"play\",\n \"args\" : {\n  \"source\" : \"macro\",\n  \"vars\" : {},\n"
+              "  \"use_profiler\" : true\n }\n}")
+        << browser;
+  }
 }
 
 TEST_F(Init, OfAnAttachedBrowserKnowsNoProcess) {

@@ -40,6 +40,7 @@ TEST(InitPipe, IsNamedAfterTheDigestForBothBrowsers) {
 }
 
 TEST(InitPipe, ATrailingBackslashDoesNotMatter) {
+  EXPECT_EQ(initPipeName("fx", parseOptions(R"(-fxProfile dev\)")), digestPipe("fx", kDigestOfDev));
   EXPECT_EQ(initPipeName("cr", parseOptions(R"(-crUserDataDir "C:\Users\me\Data\")")),
             digestPipe("cr", kDigestOfData));
 }
@@ -88,10 +89,12 @@ TEST(StartArguments, OfChromeAreTheDataFolderAndThePage) {
 TEST(StartArguments, ATrailingBackslashGivesTheSamePageButKeepsTheArgument) {
   const StartPageFolder folder;
 
-  const StartArguments start =
+  const StartArguments firefox = startArguments("fx", parseOptions(R"(-fxProfile dev\)"), "PIPE");
+  const StartArguments chrome =
       startArguments("cr", parseOptions(R"(-crUserDataDir="C:\Users\me\Data\")"), "PIPE");
 
-  EXPECT_EQ(start.arguments,
+  EXPECT_EQ(firefox.arguments, (Arguments{"-no-remote", R"(-P "dev\")", folder.url(kDigestOfDev, "PIPE")}));
+  EXPECT_EQ(chrome.arguments,
             (Arguments{R"(--user-data-dir="C:\Users\me\Data\")", folder.url(kDigestOfData, "PIPE")}));
 }
 
@@ -176,6 +179,13 @@ TEST(Runner, FirefoxIsMetOnThePipeNamedAfterTheProfileItself) {
   EXPECT_EQ(runner.problem, Problem::None);
   EXPECT_EQ(runner.profile, "dev");
   EXPECT_EQ(runner.pipeName, kDevRunnerPipe);
+}
+
+TEST(Runner, FirefoxKeepsATrailingBackslashOfTheProfileInBothNames) {
+  const RunnerBrowser runner = runnerBrowser("fx", parseOptions(R"(-runner -fxProfile dev\)"));
+
+  EXPECT_EQ(runner.profile, R"(dev\)");
+  EXPECT_EQ(runner.pipeName, R"(\\.\pipe\dev\.runner)");
 }
 
 TEST(Runner, AnEmptyFirefoxProfileIsAccepted) {

@@ -171,6 +171,20 @@ TEST(ConnectOrLaunch, AProfileThatIsGivenUpIsLaunchedAfterAll) {
   EXPECT_EQ(browser.journal, (Journal{"connect 20", "pause", "connect 20", "launch", "pause", "connect 20"}));
 }
 
+TEST(ConnectOrLaunch, AProfileThatTheLaunchedBrowserHoldsIsWaitedForWithoutASecondLaunch) {
+  const LogCapture log;
+  StartedBrowser browser;
+  browser.failConnect(-1);
+  browser.failConnects(2, -4);
+
+  expectOutcome(browser.connectOrLaunch(20), true, true, 0);
+
+  EXPECT_EQ(browser.journal, (Journal{"connect 20", "launch", "pause", "connect 20", "pause", "connect 20",
+                                      "pause", "connect 20"}));
+  const std::string entry = information("Client: connect failed but lock present");
+  EXPECT_EQ(log.text(), entry + entry);
+}
+
 TEST(ConnectOrLaunch, ATimeoutEndsTheStartWithItsNumber) {
   const LogCapture log;
   StartedBrowser browser;

@@ -520,6 +520,21 @@ TEST(KeptText, ExtractsOutliveTheResponsesBehindThem) {
             "0 '' extracts 'first[EXTRACT]second[EXTRACT]third' performance n\n=v wait 0 profiler 'last'");
 }
 
+TEST(KeptText, PerformanceEntriesAloneOutliveTheResponsesBehindThem) {
+  FakeBrowser browser;
+  const std::string value(1000, 'v');
+  browser.receive(R"({"lastPerformance":[{"name":"n\n","value":")" + value + R"("}]})");
+
+  // Each is large enough for the memory of the first, if that were free.
+  for (int i = 0; i < 3; ++i) {
+    browser.receive(R"({"status":")" + std::string(1000, 's') + "\"}");
+  }
+
+  ASSERT_NE(browser.performanceEntry(1), nullptr);
+  EXPECT_EQ(browser.performanceEntry(1)->name, "n\n");
+  EXPECT_EQ(browser.performanceEntry(1)->value, value);
+}
+
 TEST(KeptText, ProfilerDataIsKeptWithoutAnythingElse) {
   FakeBrowser browser;
   browser.receive(R"({"extractData":["e"]})");

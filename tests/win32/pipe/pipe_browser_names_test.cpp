@@ -47,6 +47,13 @@ TEST_F(PipeBrowserNames, WithoutANameFirefoxIsTheOneOfItsStartProfile) {
   EXPECT_EQ(log.text(), "");
 }
 
+TEST_F(PipeBrowserNames, EachInstanceReadsTheProfilesAfresh) {
+  for (const std::string name : {"dev", "work"}) {
+    user.writeProfiles("[Profile0]\nName=" + name + "\nDefault=1\n");
+    expectNames("fx", "", "\\\\.\\pipe\\kx-fx-" + name + "." + user.name(), name);
+  }
+}
+
 TEST_F(PipeBrowserNames, WithoutANameAFirefoxThatAsksIsTheDefaultOne) {
   user.writeProfiles("[General]\nStartWithLastProfile=0\n[Profile1]\nName=dev\nDefault=1\n");
   expectNames("fx", "", "\\\\.\\pipe\\kx-fx-default." + user.name(), "default");

@@ -315,7 +315,8 @@ TEST_F(ExitAndWait, AFailedRequestKillsTheBrowserThatWasStarted) {
             ExpectedLog().error("BrowserInstance::terminate() failed, kill browser process").text());
 }
 
-TEST_F(ExitAndWait, AFailedRequestToABrowserThatWasAttachedToKillsNobody) {
+TEST_F(ExitAndWait, AFailedRequestToABrowserThatWasAttachedToKillsNobodyThoughAnAnswerNamedOne) {
+  instance.receive(exitAnswer(4242));
   instance.failExchange(-1, "Server unexpectedly closed connection");
   const RecordedOpens opens;
   EXPECT_FALSE(terminateAndWait(instance, 1));

@@ -200,6 +200,15 @@ TEST_F(FirefoxProfileLock, OfTwoProfilesOfOneNameIsThatOfTheSectionThatSortsFirs
   EXPECT_THAT(files.paths, ElementsAre("C:\\zero\\parent.lock"));
 }
 
+TEST_F(FirefoxProfileLock, IsLookedForWhereTheListSaysNow) {
+  const RecordedLockFiles files(ERROR_SHARING_VIOLATION);
+  for (const std::string folder : {"C:\\one", "C:\\two"}) {
+    user.writeProfiles("[Profile0]\nName=dev\nPath=" + folder + "\n");
+    EXPECT_TRUE(profileIsLocked(kFirefox, "dev"));
+  }
+  EXPECT_THAT(files.paths, ElementsAre("C:\\one\\parent.lock", "C:\\two\\parent.lock"));
+}
+
 TEST_F(FirefoxProfileLock, IsHeldOnlyWhenSharingIsRefused) {
   user.writeProfiles("[Profile0]\nName=dev\nPath=C:\\p\n");
   for (const DWORD error : {2U, 3U, 5U, 31U, 33U}) {
