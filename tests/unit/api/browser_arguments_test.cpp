@@ -212,6 +212,13 @@ TEST(RunnerCommandLine, OfFirefoxNamesProfileAndPipe) {
             R"(-no-remote -P "default" -kx-pipe "\\.\pipe\default.runner")");
 }
 
+TEST(RunnerCommandLine, OfFirefoxKeepsATrailingBackslashOfTheProfile) {
+  const RunnerBrowser runner = runnerBrowser("fx", parseOptions(R"(-runner -fxProfile dev\)"));
+
+  EXPECT_EQ(runnerCommandLine("fx", runner, false, nullptr),
+            R"(-no-remote -P "dev\" -kx-pipe "\\.\pipe\dev\.runner")");
+}
+
 TEST(RunnerCommandLine, OfFirefoxEndsWithTheProfilerSwitch) {
   const RunnerBrowser runner = runnerBrowser("fx", parseOptions("-runner -fxProfile default"));
 
