@@ -179,18 +179,6 @@ TEST_F(ExitFailure, WithoutAnAnswerTheLaunchedProcessIsKilledAndNotOneNamedEarli
   EXPECT_TRUE(other.isRunning());
 }
 
-TEST_F(ExitFailure, ABrowserThatWasKilledFailsThePlayAndCanBeExited) {
-  launch(browser_);
-  kill(browser_.process());
-
-  EXPECT_EQ(play("extract x"), KX_FAILED);
-  EXPECT_EQ(errorNumber(), KX_ERROR_GENERAL);
-  EXPECT_EQ(errorText(), "Error while sending request");
-  EXPECT_EQ(exit(), KX_OK);
-
-  EXPECT_FALSE(isInitialised());
-}
-
 TEST_F(ExitFailure, ABrowserThatWasKilledCanBeLaunchedAgainByTheSameContext) {
   launch(browser_);
   kill(browser_.process());
@@ -202,22 +190,25 @@ TEST_F(ExitFailure, ABrowserThatWasKilledCanBeLaunchedAgainByTheSameContext) {
   EXPECT_EQ(exit(), KX_OK);
 }
 
-TEST_F(ExitFailure, ABrowserThatIsKilledDuringAPlayEndsIt) {
-  const NamedEvent playing;
-  browser_.script("on play set-event " + playing.name());
-  browser_.script("on play wait-event " + uniqueName("never"));
-  attach(browser_);
+// A start that gives up asks the browser that it launched to exit, without a time-out.
+TEST_F(ExitFailure, TheEndlessExitOfAStartThatGivesUpEndsWhenTheBrowserIsKilled) {
+  const NamedEvent asked;
+  browser_.script("on init reply nonsense");
+  browser_.script("on exit set-event " + asked.name());
+  browser_.script("on exit no-reply");
   std::thread user([&] {
-    EXPECT_TRUE(playing.wait());
-    browser_.kill();
+    if (asked.wait(60000)) {
+      kill(browser_.process());
+    }
   });
 
-  EXPECT_EQ(play("extract x"), KX_FAILED);
+  EXPECT_EQ(init({.program = browser_.program()}), KX_FAILED);
   user.join();
 
   EXPECT_EQ(errorNumber(), KX_ERROR_GENERAL);
-  EXPECT_EQ(errorText(), "Server unexpectedly closed connection");
-  EXPECT_EQ(exit(), KX_OK);
+  EXPECT_EQ(errorText(), "Error in response processing");
+  EXPECT_TRUE(asked.wait(0));
+  EXPECT_FALSE(browser_.isRunning());
 }
 
 }  // namespace

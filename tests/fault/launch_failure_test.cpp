@@ -114,17 +114,6 @@ TEST_F(LaunchFailure, TheErrorOfAStartIsThereAgainWhenALaterBrowserIsGone) {
   expectFailedStart(-ERROR_FILE_NOT_FOUND, "Browser binary " + program + " doesn't exists");
 }
 
-TEST_F(LaunchFailure, ABrowserThatDiesAtItsStartUsesUpTheAttempts) {
-  SimulatedBrowser browser;
-  browser.script("on start die 3");
-  const LogSignal started = untilItHasStarted(browser);
-
-  EXPECT_EQ(init({.program = browser.program(), .timeout = 1}), KX_FAILED);
-
-  expectFailedStart(KX_ERROR_GENERAL, "Could not open server pipe " + defaultPipe());
-  EXPECT_EQ(browser.processIds().size(), 1U);
-}
-
 TEST_F(LaunchFailure, ABrowserThatNeverServesIsKilledWhenTheAttemptsAreUsedUp) {
   SimulatedBrowser browser;
   browser.script("serve-never");

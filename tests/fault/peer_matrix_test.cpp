@@ -42,7 +42,11 @@ struct Step {
 
 constexpr int kInit = 1;
 constexpr int kPlay = 2;
+constexpr int kDisplay = 3;
 constexpr int kExit = 4;
+// Of the conversation in which a picture is taken.
+constexpr int kCapture = 4;
+constexpr int kLateExit = 5;
 
 class PeerMatrix : public ::testing::Test {
  protected:
@@ -57,8 +61,9 @@ class PeerMatrix : public ::testing::Test {
     run.destroyContext();
   }
 
-  // init, play, display, exit, with one misdeed. Gives the host's view of it.
-  std::string walkOnce(const StagedExtension::Misdeed& misdeed, bool answersLate) {
+  // init, play, display, exit, with one misdeed. Gives the host's view of it. An answer that comes late comes
+  // between the call that timed out and the next one, and a picture is taken as well.
+  std::string walkOnce(const StagedExtension::Misdeed& misdeed, bool answersLate = false) {
     watchdog_.expect(std::string(nameOf(misdeed.wrong)) + " at moment " +
                      std::to_string(static_cast<int>(misdeed.moment)) + ", request " +
                      std::to_string(misdeed.request) + ", byte " + std::to_string(misdeed.byte));
@@ -70,7 +75,7 @@ class PeerMatrix : public ::testing::Test {
       run.create();
       run.extension().serve(run.defaultPipe());
       run.extension().does(misdeed);
-      converse(run, answersLate);
+      converse(run, answersLate ? misdeed.request : 0);
       around_.calls.pause();
 
       EXPECT_EQ(around_.calls.endlessWaits(), std::vector<std::string>());
@@ -92,18 +97,33 @@ class PeerMatrix : public ::testing::Test {
       run.destroyContext();
     }
     EXPECT_EQ(difference(before, holdings(around_)), "");
-    return account;
+    // After a wait that ran out the last error is whatever it was.
+    return withoutNumbersAfter("(pipe_accept) error=",
+                               withoutNumbersAfter("receive message, error ", account));
   }
 
-  static void converse(WalkedRun& run, bool answersLate) {
-    if (run.init("fx", "", "C:\\no such folder\\browser.exe", 1)) {
-      run.step("kx_SetVar", [&](const KxExports& dll) { return dll.kx_SetVar(run.context(), "a", "b"); });
-      run.play("macro");
-      if (answersLate) {
+  static void converse(WalkedRun& run, int lateRequest) {
+    const auto isOver = [&](int request) {
+      if (request == lateRequest) {
         run.extension().goesOn();
       }
+    };
+    const bool isStarted = run.init("fx", "", "C:\\no such folder\\browser.exe", 1);
+    isOver(kInit);
+    if (isStarted) {
+      run.step("kx_SetVar", [&](const KxExports& dll) { return dll.kx_SetVar(run.context(), "a", "b"); });
+      run.play("macro");
+      isOver(kPlay);
       run.step("kx_Display", [&](const KxExports& dll) { return dll.kx_Display(run.context(), "hello", 1); });
+      isOver(kDisplay);
+      if (lateRequest != 0) {
+        run.step("kx_TakeBrowserScreenshot", [&](const KxExports& dll) {
+          return dll.kx_TakeBrowserScreenshot(run.context(), "C:\\p.png", KX_SCREENSHOT_PAGE, 1);
+        });
+        isOver(kCapture);
+      }
       run.exit();
+      isOver(kLateExit);
     }
   }
 
@@ -118,10 +138,7 @@ class PeerMatrix : public ::testing::Test {
   }
 
   void expectGolden(const std::string& name) const {
-    // After a wait that ran out the last error is whatever it was.
-    const std::string text =
-        withoutNumbersAfter("(pipe_accept) error=", withoutNumbersAfter("receive message, error ", text_));
-    GoldenLog().with(around_.user.name(), "<USERNAME>").expect(name, text);
+    GoldenLog().with(around_.user.name(), "<USERNAME>").expect(name, text_);
   }
 
   Surroundings around_;
@@ -147,8 +164,7 @@ TEST_F(PeerMatrix, AtEveryStep) {
     const bool canStall = step.moment != Moment::Connected && step.moment != Moment::AfterAnswer;
     for (const Wrong wrong : {Wrong::Closes, Wrong::Stalls, Wrong::Garbage, Wrong::TooMuch}) {
       if (wrong == Wrong::Closes || (wrong == Wrong::Stalls ? canStall : canSend)) {
-        tell(std::string(nameOf(wrong)) + " " + step.name,
-             walkOnce({wrong, step.moment, step.request, 0}, false));
+        tell(std::string(nameOf(wrong)) + " " + step.name, walkOnce({wrong, step.moment, step.request, 0}));
       }
     }
   }
@@ -163,7 +179,7 @@ TEST_P(EveryByte, OfAnAnswer) {
   for (const Wrong wrong : {Wrong::Closes, Wrong::Stalls, Wrong::Garbage, Wrong::TooMuch}) {
     for (std::size_t byte = 0; byte <= length; ++byte) {
       tell(std::string(nameOf(wrong)) + " after byte " + std::to_string(byte),
-           walkOnce({wrong, Moment::Answer, GetParam(), byte}, false));
+           walkOnce({wrong, Moment::Answer, GetParam(), byte}));
     }
   }
   expectGolden(GetParam() == kInit   ? "peer_faults_in_the_first_answer.txt"
@@ -175,13 +191,20 @@ INSTANTIATE_TEST_SUITE_P(Requests, EveryByte, ::testing::Values(kInit, kPlay, kE
   return tested.param == kInit ? "Init" : tested.param == kPlay ? "Play" : "Exit";
 });
 
-// The rest of an answer that stalled comes between the play that timed out and the next request: it counts as
-// the answer to that one, whole.
-TEST_F(PeerMatrix, LateAtEveryByte) {
+// The rest of an answer that stalled comes when its call has timed out: it counts as the answer to the next
+// call, whole, unless there is none on this connection.
+TEST_F(PeerMatrix, LateAnswers) {
   const std::size_t length = std::string(StagedExtension::kSuccess).size();
-  for (std::size_t byte = 0; byte <= length; ++byte) {
-    tell("goes on late after byte " + std::to_string(byte),
-         walkOnce({Wrong::Stalls, Moment::Answer, kPlay, byte}, true));
+  for (const Step& step :
+       {Step{"the start", Moment::Answer, kInit}, Step{"the play", Moment::Answer, kPlay},
+        Step{"the message", Moment::Answer, kDisplay}, Step{"the picture", Moment::Answer, kCapture},
+        Step{"the exit", Moment::Answer, kLateExit}}) {
+    // Every byte once; for the other requests the first ones, one in the middle and the last one.
+    const std::size_t stride = step.request == kPlay ? 1 : 14;
+    for (std::size_t byte = 0; byte < length; byte += stride) {
+      tell("goes on late after byte " + std::to_string(byte) + " of the answer to " + step.name,
+           walkOnce({Wrong::Stalls, step.moment, step.request, byte}, true));
+    }
   }
   expectGolden("peer_faults_answered_late.txt");
 }
