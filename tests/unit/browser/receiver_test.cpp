@@ -179,6 +179,17 @@ TEST(Pending, BytesBehindAResponseStandBeforeTheNextPiece) {
                   "stream: x, line/offset: 1/1 "));
 }
 
+TEST(Pending, APlayDoesNotForgetTheBytesBehindTheResponseBefore) {
+  const LogCapture log;
+  FakeBrowser browser;
+  browser.answer(R"({"status":"first","errorCode":1}x)");
+  browser.play("macro", 5);
+
+  browser.play("macro", 5);
+
+  EXPECT_EQ(browser.errorText(), "first") << "the second answer stands behind an x";
+}
+
 TEST(Pending, BlanksBehindAResponseDoNoHarm) {
   FakeBrowser browser;
   browser.receive("{\"errorCode\":1}\r\n");
