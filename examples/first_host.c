@@ -39,7 +39,7 @@ int main(int count, char** arguments) {
   }
   context = kx_ContextCreate();
   result = kx_Init(context, "fx", "-fxProfile work", arguments[1], 0, 0, 60);
-  /* KX_OK means that the extension has answered. Whether it is content, the number tells. */
+  /* KX_OK means that the extension has answered. The number tells whether its answer was a success. */
   if (result != KX_OK || kx_GetLastErrorNumber(context) != KX_ERROR_SUCCESS) {
     exitCode = failed(context, "kx_Init", result);
   } else {
