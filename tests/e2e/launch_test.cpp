@@ -6,6 +6,8 @@
 
 #include <gmock/gmock.h>
 
+#include <sstream>
+
 using ::testing::HasSubstr;
 using ::testing::Not;
 
@@ -114,14 +116,18 @@ TEST_P(Launches, TheLogOfALaunchAPlayAndAnExitHoldsNoError) {
   ASSERT_EQ(host.init(startOf(profile)), KX_OK) << host.errorText();
   // Held, so that its id stays known however soon it ends.
   const ObservedProcess launched = host.process();
-  // Until the browser serves its pipe, every attempt to connect leaves errors.
-  log_.clear();
 
   EXPECT_EQ(host.play("await open(variables.site + '/form');"), KX_OK);
   EXPECT_EQ(host.exit(), KX_OK);
 
+  EXPECT_THAT(log_.text(), HasSubstr("Starting binary "));
   EXPECT_THAT(log_.text(), HasSubstr("Waiting for browser process ("));
-  EXPECT_THAT(log_.text(), Not(HasSubstr("Error: ")));
+  // The library looks for Firefox' list of profiles whenever it has not found the pipe; here there is none.
+  std::istringstream entries(log_.text());
+  for (std::string line; std::getline(entries, line);) {
+    EXPECT_TRUE(!line.starts_with("Error: ") || line.ends_with("\\Mozilla\\Firefox\\profiles.ini file"))
+        << line;
+  }
 }
 
 }  // namespace

@@ -270,7 +270,7 @@ TEST_F(HandshakeFailure, WithoutAnOwnPipeTheErrorIsThatOfWindows) {
   EXPECT_FALSE(browser.isRunning());
 }
 
-TEST_F(HandshakeFailure, ANegativeTimeoutWaitsForTheExtension) {
+TEST_F(HandshakeFailure, ANegativeTimeoutWaitsLongerThanASecondForTheExtension) {
   SimulatedBrowser browser;
   browser.script("on handshake delay 1200");
   browser.start();

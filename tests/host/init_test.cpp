@@ -121,21 +121,14 @@ TEST_F(Init, SucceedsWhateverTheBrowserAnswered) {
   EXPECT_EQ(dll.lastErrorText(context), "no");
 }
 
-TEST_F(Init, WaitsForEverWithTimeoutZeroAndTenMinutesWithANegativeOne) {
-  for (const int timeout : {0, -1, -5, INT_MIN}) {
+TEST_F(Init, DoesNotGiveUpAtOnceWithTimeoutsOfZeroOrLessOrTheLargest) {
+  for (const int timeout : {0, -1, -5, INT_MIN, INT_MAX}) {
     FakeExtension extension(defaultPipe());
     // Long enough for a wait of no time at all to run out.
     extension.runs([] { ::Sleep(50); });
     EXPECT_EQ(dll.kx_Init(context, "fx", nullptr, nullptr, 0, 0, timeout), KX_OK) << timeout;
     EXPECT_EQ(dll.kx_Exit(context, 5), KX_OK);
   }
-}
-
-TEST_F(Init, TakesTheLongestTimeouts) {
-  FakeExtension extension(defaultPipe());
-  extension.runs([] { ::Sleep(50); });
-
-  EXPECT_EQ(dll.kx_Init(context, "fx", nullptr, nullptr, 0, 0, INT_MAX), KX_OK);
 }
 
 TEST_F(Init, SwitchesTheProfilerOnByTheOptionAlone) {

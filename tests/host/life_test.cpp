@@ -199,7 +199,9 @@ TEST_F(LongLife, KeepsNoHandleOfBrowsersThatHaveExited) {
     startAndExit();
   }
 
-  EXPECT_LT(nextHandleValue(), before + 30 * sizeof(HANDLE) / 2);
+  // The run-time opens one for a lock of the test's own when two threads first meet at it.
+  constexpr std::uintptr_t kValuesOfTwo = 2 * sizeof(HANDLE) / 2;
+  EXPECT_LE(nextHandleValue(), before + kValuesOfTwo);
 }
 
 }  // namespace

@@ -61,7 +61,7 @@ TEST_F(Runner, SucceedsWhateverTheBrowserAnswered) {
   EXPECT_EQ(dll.kx_GetLastErrorNumber(context), -9);
 }
 
-TEST_F(Runner, WaitsForEverWithTimeoutZeroAndTenMinutesWithANegativeOne) {
+TEST_F(Runner, DoesNotGiveUpAtOnceWithTimeoutsOfZeroOrLessOrTheLargest) {
   for (const int timeout : {0, -1, INT_MIN, INT_MAX}) {
     FakeExtension extension(pipe);
     extension.runs([] { ::Sleep(30); });
@@ -114,7 +114,7 @@ TEST_F(Runner, WithTimeoutOneMakesTwoMoreAttemptsAndTimesOut) {
                             .text());
 }
 
-TEST_F(Runner, OfFirefoxLooksForALockedProfileAtEveryAttemptAndGoesOn) {
+TEST_F(Runner, OfFirefoxLooksForALockedProfileWhenAnAttemptFails) {
   EXPECT_EQ(dll.kxr_Init(context, "fx", options.c_str(), 0, 0), KX_FAILED);
 
   EXPECT_EQ(log.text(), HostLog()
@@ -304,7 +304,7 @@ TEST_F(RunnerExit, KeepsTheConnectionToABrowserThatHasGone) {
   EXPECT_EQ(dll.kx_Exit(context, 5), KX_OK);
 }
 
-TEST_F(RunnerExit, WaitsForTheAnswerAsLongAsTheTimeoutSays) {
+TEST_F(RunnerExit, DoesNotGiveUpAtOnceWithTimeoutsOfZeroOrLessOrTheLargest) {
   for (const int timeout : {0, -1, INT_MIN, INT_MAX}) {
     FakeExtension other(chromePipe);
     const int second = dll.kx_ContextCreate();

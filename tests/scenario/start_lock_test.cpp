@@ -4,9 +4,9 @@
 #include "scenario/host_process.h"
 #include "support/win32/debugger_lines.h"
 #include "support/win32/log_file.h"
+#include "support/win32/named_mutex.h"
 
 #include <algorithm>
-#include <future>
 #include <thread>
 
 namespace {
@@ -18,19 +18,6 @@ class StartLock : public Conversation {
  protected:
   std::string lockName(const std::string& type, const std::string& profile) const {
     return "kx-" + type + "-" + profile + "." + user_.name() + ".lock";
-  }
-
-  // Whether a thread that has nothing to do with the start gets the lock at once.
-  static DWORD tryLock(const std::string& name) {
-    return std::async(std::launch::async,
-                      [&] {
-                        const HANDLE mutex = ::CreateMutexW(nullptr, FALSE, wide(name).c_str());
-                        const DWORD result = ::WaitForSingleObject(mutex, 0);
-                        ::ReleaseMutex(mutex);
-                        ::CloseHandle(mutex);
-                        return result;
-                      })
-        .get();
   }
 
   static std::string entry(DWORD threadId, const std::string& message) {
@@ -105,7 +92,7 @@ TEST_F(StartLock, TheLockIsFreeOnceTheBrowserIsConnected) {
   SimulatedBrowser browser;
   attach(browser);
 
-  EXPECT_EQ(tryLock(lockName("fx", "default")), WAIT_OBJECT_0);
+  EXPECT_NE(stateOfMutex(lockName("fx", "default")), MutexState::Owned);
 }
 
 TEST_F(StartLock, TheLockIsFreeWhileTheExtensionIsWaitedFor) {
@@ -114,33 +101,34 @@ TEST_F(StartLock, TheLockIsFreeWhileTheExtensionIsWaitedFor) {
   browser.script("on handshake wait-event " + go.name());
   browser.start();
   const LogFile log;
-  DWORD result = WAIT_FAILED;
+  MutexState result = MutexState::Absent;
   const LogSignal whileWaiting("Client: waiting for server connection", 1, [&] {
-    result = tryLock(lockName("fx", "default"));
+    result = stateOfMutex(lockName("fx", "default"));
     go.signal();
   });
 
   EXPECT_EQ(init({}), KX_OK);
 
-  EXPECT_EQ(result, WAIT_OBJECT_0);
+  EXPECT_EQ(result, MutexState::Free);
 }
 
 TEST_F(StartLock, TheLockStaysHeldBetweenTheAttempts) {
   SimulatedBrowser browser;
   const LogFile log;
-  DWORD result = WAIT_FAILED;
-  const LogSignal atTheLaunch("Starting binary ", 1, [&] { result = tryLock(lockName("fx", "default")); });
+  MutexState result = MutexState::Absent;
+  const LogSignal atTheLaunch("Starting binary ", 1,
+                              [&] { result = stateOfMutex(lockName("fx", "default")); });
 
   launch(browser);
 
-  EXPECT_EQ(result, static_cast<DWORD>(WAIT_TIMEOUT));
+  EXPECT_EQ(result, MutexState::Owned);
   EXPECT_EQ(exit(), KX_OK);
 }
 
 TEST_F(StartLock, TheLockIsFreeAfterAStartThatFailed) {
   ASSERT_NE(init({}), KX_OK);
 
-  EXPECT_EQ(tryLock(lockName("fx", "default")), WAIT_OBJECT_0);
+  EXPECT_NE(stateOfMutex(lockName("fx", "default")), MutexState::Owned);
 }
 
 // The first start launches the browser; the second begins meanwhile, and must not look for the pipe before
@@ -238,7 +226,7 @@ TEST_F(StartLock, AHostThatDiesWhileItStartsABrowserDoesNotBlockTheNext) {
   ASSERT_TRUE(launched.wait());
   // Kept open, so that the lock outlives its holder.
   const HANDLE lock = ::CreateMutexW(nullptr, FALSE, wide(lockName("fx", "default")).c_str());
-  EXPECT_EQ(tryLock(lockName("fx", "default")), static_cast<DWORD>(WAIT_TIMEOUT));
+  EXPECT_EQ(stateOfMutex(lockName("fx", "default")), MutexState::Owned);
   dying.kill();
   serve.signal();
   browser.awaitServing();
@@ -246,7 +234,7 @@ TEST_F(StartLock, AHostThatDiesWhileItStartsABrowserDoesNotBlockTheNext) {
   EXPECT_EQ(init({}), KX_OK);
 
   EXPECT_EQ(play("extract x"), KX_OK);
-  EXPECT_EQ(tryLock(lockName("fx", "default")), WAIT_OBJECT_0) << "the next host has released it";
+  EXPECT_NE(stateOfMutex(lockName("fx", "default")), MutexState::Owned) << "the next host has released it";
   ::CloseHandle(lock);
 }
 

@@ -55,9 +55,10 @@ class LockWatch {
   LockWatch(const LockWatch&) = delete;
   LockWatch& operator=(const LockWatch&) = delete;
 
-  // Called while the lock is held. Finds out whether somebody else is in here at the same time.
+  // Called while the lock is held. Finds out whether somebody else is in here at the same time, or could take
+  // the lock now.
   void look();
-  bool hasSeenTwo() const;
+  long violations() const;
   long looks() const;
 
  private:
@@ -68,6 +69,7 @@ class LockWatch {
   };
 
   HANDLE mapping_;
+  std::string lockName_;
   Shared* shared_;
 };
 

@@ -1,7 +1,7 @@
 // The handshake with the extension: its steps in their order, its log, and its bytes.
 #include "support/win32/helper_process.h"
+#include "support/win32/named_mutex.h"
 #include "win32/pipe/pipe_browser_test.h"
-#include "win32/process/named_mutex.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 // Connections that fail: what the host is told, what the log says, what stays open and what does not.
 #include "support/win32/helper_process.h"
+#include "support/win32/named_mutex.h"
 #include "win32/pipe/pipe_browser_test.h"
-#include "win32/process/named_mutex.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -4,9 +4,9 @@
 #include "support/win32/debugger_lines.h"
 #include "support/win32/helper_process.h"
 #include "support/win32/log_file.h"
+#include "support/win32/named_mutex.h"
 #include "support/win32/pipe_name.h"
 #include "support/win32/windows_calls_override.h"
-#include "win32/process/named_mutex.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
