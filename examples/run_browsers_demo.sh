@@ -33,8 +33,10 @@ start_site() {
   rm -f "$output/site"
   node "$examples/../tests/e2e/site/server.mjs" --address-file "$output/site" >"$output/site.log" 2>&1 </dev/null 9>&- &
   site=$!
-  while [[ ! -e $output/site ]]; do
-    if ! kill -0 "$site" 2>/dev/null; then
+  local tick
+  for ((tick = 0; ; tick++)); do
+    [[ ! -e $output/site ]] || return 0
+    if ((tick >= 1200)) || ! kill -0 "$site" 2>/dev/null; then
       say "run_browsers_demo: the site does not start: $(tail -n 3 "$output/site.log")" >&2
       exit 2
     fi

@@ -84,8 +84,10 @@ can_drive() {
 start_site() {
   node "$here/site/server.mjs" --address-file "$results/site" --idle 86400 >"$results/site.log" 2>&1 </dev/null &
   site=$!
-  while [[ ! -e $results/site ]]; do
-    kill -0 "$site" 2>/dev/null || fail "the site does not start: $(tail -n 3 "$results/site.log")"
+  local tick
+  for ((tick = 0; ; tick++)); do
+    [[ ! -e $results/site ]] || return 0
+    ((tick < 1200)) && kill -0 "$site" 2>/dev/null || fail "the site does not start: $(tail -n 3 "$results/site.log")"
     sleep 0.05
   done
 }

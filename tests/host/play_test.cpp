@@ -97,7 +97,7 @@ TEST_F(Play, ForgetsWhatTheLastPlayLeftAlsoWhenItFails) {
   EXPECT_EQ(dll.kx_GetLastPerformance(context, 1, nullptr, &size, nullptr, &size), KX_FAILED);
 }
 
-TEST_F(Play, WaitsAsLongAsTheTimeoutSays) {
+TEST_F(Play, DoesNotGiveUpAtOnceWithOddTimeouts) {
   for (const int timeout : {0, -1, -5, INT_MIN, INT_MAX, 2147484}) {
     // Long enough for a wait of no time at all to run out.
     extension.runs([] { ::Sleep(30); });
@@ -233,7 +233,7 @@ TEST_F(Display, FailsWithoutAnAnswer) {
   EXPECT_EQ(dll.lastErrorText(context), "Server unexpectedly closed connection");
 }
 
-TEST_F(Display, WaitsAsLongAsTheTimeoutSays) {
+TEST_F(Display, DoesNotGiveUpAtOnceWithOddTimeouts) {
   for (const int timeout : {0, -1, INT_MIN, INT_MAX}) {
     extension.runs([] { ::Sleep(30); });
 
@@ -280,7 +280,7 @@ TEST_F(Screenshot, FailsWithoutAnAnswer) {
   EXPECT_EQ(dll.kx_TakeBrowserScreenshot(context, "p", 1, 10), KX_FAILED);
 }
 
-TEST_F(Screenshot, WaitsAsLongAsTheTimeoutSays) {
+TEST_F(Screenshot, DoesNotGiveUpAtOnceWithOddTimeouts) {
   for (const int timeout : {0, -1, INT_MIN, INT_MAX}) {
     extension.runs([] { ::Sleep(30); });
 

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <string>
 
 namespace kxbrowser {
@@ -29,7 +30,10 @@ class WellKnownPipe : public ::testing::Test {
   // A host may come before the launcher has its pipe.
   PipeEnd openAsHost() const {
     PipeEnd host = PipeEnd::open(name_);
-    while (!host && GetLastError() == ERROR_FILE_NOT_FOUND) {
+    for (DWORD waited = 0; !host && GetLastError() == ERROR_FILE_NOT_FOUND; ++waited) {
+      if (waited > kPatienceMilliseconds) {
+        throw std::runtime_error("nobody serves " + name_);
+      }
       Sleep(1);
       host = PipeEnd::open(name_);
     }
