@@ -409,6 +409,17 @@ const std::set<std::string> kOfTheRunTime = {
     "_strdup",
     "_read",
     "_close",
+#if __MINGW64_VERSION_MAJOR >= 12
+    "GetModuleHandleA",
+    "GetTickCount",
+    "QueryPerformanceCounter",
+    "QueryPerformanceFrequency",
+    "_vscprintf",
+    "_vsnprintf",
+    "getenv",
+    "strchr",
+    "strtoul",
+#endif
 #ifdef _GLIBCXX_DEBUG
     "getenv",
     "isspace",
