@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds what is shipped, the DLL and the simulator, twice, from copies of the sources in folders of different names, and
-# compares the bytes.
+# Builds what is shipped, the DLL, the simulator and the first host, twice, from copies of the sources in folders of
+# different names, and compares the bytes.
 #
 #     tools/check_reproducible.sh SCRATCH-FOLDER [BIN-FOLDER]
 #
@@ -14,7 +14,7 @@ set -euo pipefail
 root=$(readlink -f "$(dirname "${BASH_SOURCE[0]}")/..")
 scratch=$(realpath -m "$1")
 bin=${2:+$(readlink -f "$2")}
-files=(KXTCP64.dll kxsim.exe)
+files=(KXTCP64.dll kxsim.exe first_host.exe)
 # Objects of an earlier build would prove nothing.
 export CCACHE_DISABLE=1
 
@@ -24,7 +24,7 @@ build_copy() {
   git -C "$root" ls-files -z --cached --others --exclude-standard -- CMakeLists.txt CMakePresets.json cmake packaging src \
     LICENSE examples peers/simulator | (cd "$root" && xargs -0 cp --parents -t "$folder")
   cmake --preset windows-release -S "$folder" -B "$folder/build" >"$folder.log"
-  cmake --build "$folder/build" --target KXTCP64 kxsim >>"$folder.log"
+  cmake --build "$folder/build" --target KXTCP64 kxsim first_host >>"$folder.log"
 }
 
 rm -rf "$scratch"
