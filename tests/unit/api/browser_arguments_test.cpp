@@ -117,6 +117,16 @@ TEST(StartArguments, AnEmptyDataFolderIsPassedOnWithoutAPage) {
   EXPECT_FALSE(folder.holds(kDigestOfEmpty));
 }
 
+TEST(StartArguments, AProfileOfNothingButABackslashIsNotEmpty) {
+  const StartPageFolder folder;
+
+  EXPECT_EQ(startArguments("fx", parseOptions(R"(-fxProfile \)"), "PIPE").arguments,
+            (Arguments{"-no-remote", R"(-P "\")", folder.url(kDigestOfEmpty, "PIPE")}));
+  EXPECT_EQ(startArguments("cr", parseOptions(R"(-crUserDataDir \)"), "PIPE").arguments,
+            (Arguments{R"(--user-data-dir="\")", folder.url(kDigestOfEmpty, "PIPE")}));
+  EXPECT_EQ(runnerBrowser("cr", parseOptions(R"(-runner -crUserDataDir \)")).problem, Problem::None);
+}
+
 TEST(StartArguments, WithoutAProfileOrForAnyOtherBrowserThereAreNone) {
   const StartPageFolder folder;
   const Options both = parseOptions("-fxProfile dev -crUserDataDir dev -profiler -runner");

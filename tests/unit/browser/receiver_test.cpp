@@ -179,7 +179,7 @@ TEST(Pending, BytesBehindAResponseStandBeforeTheNextPiece) {
                   "stream: x, line/offset: 1/1 "));
 }
 
-TEST(Pending, APlayDoesNotForgetTheBytesBehindTheResponseBefore) {
+TEST(Pending, BytesBehindAResponseStandBeforeTheAnswerToTheNextPlayAndNoOther) {
   const LogCapture log;
   FakeBrowser browser;
   browser.answer(R"({"status":"first","errorCode":1}x)");
@@ -187,7 +187,9 @@ TEST(Pending, APlayDoesNotForgetTheBytesBehindTheResponseBefore) {
 
   browser.play("macro", 5);
 
-  EXPECT_EQ(browser.errorText(), "first") << "the second answer stands behind an x";
+  EXPECT_EQ(browser.errorText(), "first");
+  browser.play("macro", 5);
+  EXPECT_EQ(browser.errorText(), "OK");
 }
 
 TEST(Pending, BlanksBehindAResponseDoNoHarm) {
