@@ -168,6 +168,7 @@ TEST_F(Exit, DoesNotWaitForAProcessThatAnEarlierAnswerNamed) {
   const HelperProcess browser({"wait", end.name()});
   extension.answers(endOf(browser));
   ASSERT_EQ(dll.kx_Play(context, "macro", 10), KX_OK);
+  EXPECT_EQ(dll.kx_GetBrowserProcessId(context), 0) << "nor is it the browser";
   log.clear();
 
   EXPECT_EQ(dll.kx_Exit(context, 5), KX_OK);
