@@ -191,11 +191,11 @@ TEST(Runner, FirefoxIsMetOnThePipeNamedAfterTheProfileItself) {
   EXPECT_EQ(runner.pipeName, kDevRunnerPipe);
 }
 
-TEST(Runner, FirefoxKeepsATrailingBackslashOfTheProfileInBothNames) {
-  const RunnerBrowser runner = runnerBrowser("fx", parseOptions(R"(-runner -fxProfile dev\)"));
+TEST(Runner, FirefoxKeepsBlanksAndATrailingBackslashOfTheProfileInBothNames) {
+  const RunnerBrowser runner = runnerBrowser("fx", parseOptions(R"(-runner -fxProfile "my dev\")"));
 
-  EXPECT_EQ(runner.profile, R"(dev\)");
-  EXPECT_EQ(runner.pipeName, R"(\\.\pipe\dev\.runner)");
+  EXPECT_EQ(runner.profile, R"(my dev\)");
+  EXPECT_EQ(runner.pipeName, R"(\\.\pipe\my dev\.runner)");
 }
 
 TEST(Runner, AnEmptyFirefoxProfileIsAccepted) {

@@ -283,6 +283,18 @@ TEST(Play, AFailedExchangeLeavesNothingOfThePlayBeforeIt) {
   EXPECT_EQ(browser.waitForProcessId(), 77U);
 }
 
+TEST(Play, AMacroThatFailsLeavesWhatItBroughtAllTheSame) {
+  FakeBrowser browser;
+  browser.answer(
+      R"({"errorCode":-7,"extractData":["e"],"lastPerformance":[{"name":"n"}],"profilerData":"data"})");
+
+  EXPECT_FALSE(browser.play("m", 5));
+
+  EXPECT_EQ(browser.extract(0).toString(), "e");
+  EXPECT_EQ(entryText(browser.performanceEntry(1)), "n=");
+  EXPECT_EQ(browser.profilerData(), "data");
+}
+
 TEST(Play, OtherResponsesAddToWhatItLeft) {
   FakeBrowser browser;
   browser.answer(kEverything);

@@ -37,6 +37,7 @@ TEST(StartPage, APageOfTheHostIsTakenAsItIsAndNothingIsWritten) {
 
   EXPECT_EQ(startPageUrl("stem", "work", "C:\\start.html"), "file://C:\\start.html?pipe=work");
   EXPECT_EQ(startPageUrl("stem", "", "x"), "file://x?pipe=");
+  EXPECT_EQ(startPageUrl("stem", "p", "file://x"), "file://file://x?pipe=p");
   EXPECT_EQ(fileBytes(folder.file("stem.html")), std::nullopt);
 }
 
