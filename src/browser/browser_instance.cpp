@@ -1,6 +1,6 @@
 #include "browser/browser_instance.h"
 
-#include "json/reader.h"
+#include "json/errors.h"
 #include "log/log.h"
 
 #include <new>

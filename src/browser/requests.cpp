@@ -59,5 +59,5 @@ json::Object exitRequest() {
 }
 
 std::string requestText(const json::Object& request) {
-  return json::Writer::Text(request);
+  return json::Writer::Write(request);
 }

@@ -1,4 +1,4 @@
-// Numbers of JSON text, in the reader's slightly wider grammar: a point need not be followed by digits.
+// Numbers of JSON text, in the parser's slightly wider grammar: a point need not be followed by digits.
 // Independent of the locale, which in a DLL is the host's.
 #pragma once
 

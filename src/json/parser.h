@@ -2,7 +2,7 @@
 // caller asks what the next element is and takes it, or skips it. It sees to the order of tokens, to names
 // given twice in one object, and to the depth. Texts are views as the scanner gives them.
 //
-// Everything that is wrong ends in one of the reader's two exceptions. When tokens stand in a wrong order,
+// Everything that is wrong ends in a ScanException or a ParseException. When tokens stand in a wrong order,
 // the rest of the text is scanned before that is thrown, since a ScanException goes before a ParseException.
 #pragma once
 
@@ -28,6 +28,10 @@ enum class ElementType : std::uint8_t {
 
 class Parser {
  public:
+  // The deepest nesting of objects and arrays that is read: the parser can be given text that nothing has
+  // checked.
+  static constexpr int kMaxNesting = 512;
+
   explicit Parser(std::string_view text) : scanner_(text) {}
 
   // The type of the element that comes next. One of its type's functions, or skip(), takes it.
@@ -87,7 +91,7 @@ class Parser {
  private:
   void enter(char open) {
     expect(open);
-    if (depth_ == Reader::kMaxNesting) {
+    if (depth_ == kMaxNesting) {
       fail("Nesting too deep", {scanner_.offset(), scanner_.offset() + 1, {}});
     }
     ++depth_;

@@ -4,8 +4,8 @@
 #pragma once
 
 #include "json/blanks.h"
+#include "json/errors.h"
 #include "json/plain_text.h"
-#include "json/reader.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,15 +1,12 @@
 #include "json/writer.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <string_view>
+#include <variant>
 
 namespace json {
 
 namespace {
-
-constexpr int kNumberDigits = 20;
 
 // The only bytes of a text that are escaped, and what stands behind the backslash for each. All others, other
 // control characters included, are written as they are.
@@ -25,16 +22,22 @@ class TextForm {
   }
 
   void write(const Object& object) {
-    writeContainer(object, '{', '}', [this](const Member& member) {
-      text_ += '"';
-      text_ += member.name;
-      text_ += "\" : ";
-      write(member.element);
-    });
-  }
-
-  void write(const Array& array) {
-    writeContainer(array, '[', ']', [this](const UnknownElement& element) { write(element); });
+    text_ += '{';
+    if (!object.Empty()) {
+      ++depth_;
+      for (auto member = object.Begin(); member != object.End(); ++member) {
+        text_ += member == object.Begin() ? "\n" : ",\n";
+        indent();
+        text_ += '"';
+        text_ += member->name;
+        text_ += "\" : ";
+        write(member->element);
+      }
+      --depth_;
+      text_ += '\n';
+      indent();
+    }
+    text_ += '}';
   }
 
   void write(const String& string) {
@@ -50,36 +53,11 @@ class TextForm {
     text_ += '"';
   }
 
-  void write(const Number& number) {
-    // Independent of the locale, which in a DLL is the host's.
-    std::array<char, 64> digits{};
-    const auto result = std::to_chars(digits.data(), digits.data() + digits.size(), number.Value(),
-                                      std::chars_format::general, kNumberDigits);
-    text_.append(digits.data(), result.ptr);
-  }
-
   void write(const Boolean& boolean) { text_ += boolean.Value() ? "true" : "false"; }
 
   void write(const Null&) { text_ += "null"; }
 
  private:
-  template <typename Container, typename WriteItem>
-  void writeContainer(const Container& container, char open, char close, WriteItem writeItem) {
-    text_ += open;
-    if (!container.Empty()) {
-      ++depth_;
-      for (auto item = container.Begin(); item != container.End(); ++item) {
-        text_ += item == container.Begin() ? "\n" : ",\n";
-        indent();
-        writeItem(*item);
-      }
-      --depth_;
-      text_ += '\n';
-      indent();
-    }
-    text_ += close;
-  }
-
   void indent() { text_.append(depth_, ' '); }
 
   // How many bytes at the beginning are written as they are.
@@ -94,25 +72,12 @@ class TextForm {
   std::size_t depth_ = 0;
 };
 
-template <typename Element>
-std::string textOf(const Element& element) {
-  std::string text;
-  TextForm(text).write(element);
-  return text;
-}
-
 }  // namespace
 
-void Writer::Write(const UnknownElement& element, std::ostream& stream) {
-  stream << textOf(element);
-}
-
-void Writer::Write(const Object& object, std::ostream& stream) {
-  stream << textOf(object);
-}
-
-std::string Writer::Text(const Object& object) {
-  return textOf(object);
+std::string Writer::Write(const Object& object) {
+  std::string text;
+  TextForm(text).write(object);
+  return text;
 }
 
 }  // namespace json

@@ -1,16 +1,13 @@
-// A one-line picture of an element that owes nothing to the library's writer: what a test of the reader
-// compares. Texts stand between single quotes with their bytes as they are, numbers with all the digits that
-// tell them apart.
+// A one-line picture of JSON text as the library's parser tells of it. Texts stand between single quotes with
+// their bytes as they are, numbers with all the digits that tell them apart.
 #pragma once
 
-#include "json/elements.h"
+#include "json/parser.h"
 
 #include <array>
-#include <cmath>
 #include <cstdio>
 #include <string>
-
-inline std::string pictureOf(const json::UnknownElement& element);
+#include <string_view>
 
 inline std::string pictureOf(double number) {
   std::array<char, 64> digits{};
@@ -18,35 +15,34 @@ inline std::string pictureOf(double number) {
   return digits.data();
 }
 
-inline std::string pictureOf(const json::Object& object) {
-  std::string text = "{";
-  for (auto member = object.Begin(); member != object.End(); ++member) {
-    text += (member == object.Begin() ? "'" : ", '") + member->name + "': " + pictureOf(member->element);
+// Of the element that comes next.
+inline std::string pictureOf(json::Parser& parser) {
+  std::string text;
+  const auto separate = [&text] { text += text.size() == 1 ? "" : ", "; };
+  switch (parser.next()) {
+    case json::ElementType::ObjectElement:
+      text = "{";
+      parser.readObject([&](std::string_view name) {
+        separate();
+        text += "'" + std::string(name) + "': " + pictureOf(parser);
+      });
+      return text + "}";
+    case json::ElementType::ArrayElement:
+      text = "[";
+      parser.readArray([&] {
+        separate();
+        text += pictureOf(parser);
+      });
+      return text + "]";
+    case json::ElementType::StringElement:
+      return "'" + std::string(parser.readString()) + "'";
+    case json::ElementType::NumberElement:
+      return pictureOf(parser.readNumber());
+    case json::ElementType::BooleanElement:
+      return parser.readBoolean() ? "true" : "false";
+    case json::ElementType::NullElement:
+      break;
   }
-  return text + "}";
-}
-
-inline std::string pictureOf(const json::Array& array) {
-  std::string text = "[";
-  for (auto item = array.Begin(); item != array.End(); ++item) {
-    text += (item == array.Begin() ? "" : ", ") + pictureOf(*item);
-  }
-  return text + "]";
-}
-
-inline std::string pictureOf(const json::String& held) {
-  return "'" + held.Value() + "'";
-}
-inline std::string pictureOf(const json::Number& held) {
-  return pictureOf(held.Value());
-}
-inline std::string pictureOf(const json::Boolean& held) {
-  return held.Value() ? "true" : "false";
-}
-inline std::string pictureOf(const json::Null& /*held*/) {
+  parser.readNull();
   return "null";
-}
-
-inline std::string pictureOf(const json::UnknownElement& element) {
-  return std::visit([](const auto& held) { return pictureOf(held); }, element.Held());
 }

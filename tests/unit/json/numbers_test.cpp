@@ -1,8 +1,7 @@
 #include "json/numbers.h"
 
-#include "json/reader.h"
 #include "support/foreign_locale.h"
-#include "support/json_text.h"
+#include "unit/json/reading.h"
 
 #include <gtest/gtest.h>
 
@@ -10,17 +9,17 @@
 #include <cstdint>
 #include <cstdlib>
 #include <random>
-#include <sstream>
+#include <string>
 #include <string_view>
 #include <vector>
 
 namespace {
 
 double readNumber(const std::string& text) {
-  std::istringstream stream(text);
-  json::UnknownElement element;
-  json::Reader::Read(element, stream);
-  return static_cast<const json::Number&>(std::as_const(element)).Value();
+  json::Parser parser(text);
+  const double number = parser.readNumber();
+  parser.readEnd();
+  return number;
 }
 
 // Equal in every bit, the sign of a zero included.
@@ -32,10 +31,8 @@ void expectSameAsRunTime(const std::string& text) {
 }
 
 std::string numberError(const std::string& token) {
-  std::istringstream stream("[" + token + "]");
   try {
-    json::UnknownElement element;
-    json::Reader::Read(element, stream);
+    read("[" + token + "]");
   } catch (const json::Reader::ParseException& e) {
     EXPECT_EQ(e.m_locTokenBegin.m_nDocOffset, 1);
     EXPECT_EQ(e.m_locTokenEnd.m_nDocOffset, 1 + static_cast<int>(token.size()));
@@ -107,10 +104,7 @@ TEST(JsonNumber, ANumberThatIsCutShortNamesItsLastCharacter) {
 }
 
 TEST(JsonNumber, LettersEndANumber) {
-  std::istringstream stream("[0x10]");
-  json::UnknownElement element;
-
-  EXPECT_THROW(json::Reader::Read(element, stream), json::Reader::ScanException);
+  EXPECT_THROW(read("[0x10]"), json::Reader::ScanException);
 }
 
 TEST(JsonNumber, OutsideTheRangeItIsInfinityOrZero) {

@@ -8,11 +8,11 @@ namespace {
 
 // ---- texts ----
 
-TEST(JsonReaderText, TheEightShortEscapesAreRead) {
+TEST(JsonText, TheEightShortEscapesAreRead) {
   EXPECT_EQ(read(R"("\"\\\/\b\f\n\r\t")"), "'\"\\/\b\f\n\r\t'");
 }
 
-TEST(JsonReaderText, EveryByteButQuoteAndBackslashPassesAsItIs) {
+TEST(JsonText, EveryByteButQuoteAndBackslashPassesAsItIs) {
   std::string bytes;
   for (int byte = 0; byte < 256; ++byte) {
     if (byte != '"' && byte != '\\') {
@@ -23,7 +23,7 @@ TEST(JsonReaderText, EveryByteButQuoteAndBackslashPassesAsItIs) {
   EXPECT_EQ(read("\"" + bytes + "\""), "'" + bytes + "'");
 }
 
-TEST(JsonReaderText, ACodePointBecomesUtf8OfItsLength) {
+TEST(JsonText, ACodePointBecomesUtf8OfItsLength) {
   EXPECT_EQ(read(R"("\u0000")"), std::string("'\0'", 3));
   EXPECT_EQ(read(R"("\u0041\u007F")"), "'A\x7F'");
   EXPECT_EQ(read(R"("\u0080\u00e9\u07ff")"), "'\xC2\x80\xC3\xA9\xDF\xBF'");
@@ -31,17 +31,17 @@ TEST(JsonReaderText, ACodePointBecomesUtf8OfItsLength) {
   EXPECT_EQ(read(R"("\uE000\uFFFD\uFFFF")"), "'\xEE\x80\x80\xEF\xBF\xBD\xEF\xBF\xBF'");
 }
 
-TEST(JsonReaderText, HexadecimalDigitsMayHaveEitherCase) {
+TEST(JsonText, HexadecimalDigitsMayHaveEitherCase) {
   EXPECT_EQ(read(R"("\uabcd\uABCD\uEf01")"), "'\xEA\xAF\x8D\xEA\xAF\x8D\xEE\xBC\x81'");
 }
 
-TEST(JsonReaderText, APairOfSurrogatesIsOneCharacter) {
+TEST(JsonText, APairOfSurrogatesIsOneCharacter) {
   EXPECT_EQ(read(R"("\uD800\uDC00")"), "'\xF0\x90\x80\x80'");
   EXPECT_EQ(read(R"("\uD83D\uDE00")"), "'\xF0\x9F\x98\x80'");
   EXPECT_EQ(read(R"("\uDBFF\uDFFF")"), "'\xF4\x8F\xBF\xBF'");
 }
 
-TEST(JsonReaderText, ALoneSurrogateIsTheReplacementCharacter) {
+TEST(JsonText, ALoneSurrogateIsTheReplacementCharacter) {
   const std::string replacement = "\xEF\xBF\xBD";
 
   EXPECT_EQ(read(R"("\uD800")"), "'" + replacement + "'");
@@ -54,19 +54,19 @@ TEST(JsonReaderText, ALoneSurrogateIsTheReplacementCharacter) {
   EXPECT_EQ(read(R"("\uD800\uDBFF")"), "'" + replacement + replacement + "'");
 }
 
-TEST(JsonReaderText, AHighSurrogateBeforeAPairDoesNotSpoilThePair) {
+TEST(JsonText, AHighSurrogateBeforeAPairDoesNotSpoilThePair) {
   EXPECT_EQ(read(R"("\uD800\uD83D\uDE00")"), "'\xEF\xBF\xBD\xF0\x9F\x98\x80'");
 }
 
 // ---- what is no token ----
 
-TEST(JsonReaderScan, OtherBlanksAreNoTokens) {
+TEST(JsonScan, OtherBlanksAreNoTokens) {
   EXPECT_EQ(readError("[1,\v2]"), "scan: Unexpected character in stream: \v @ 0/3/3");
   EXPECT_EQ(readError("\xC2\xA0"), "scan: Unexpected character in stream: \xC2 @ 0/0/0");
   EXPECT_EQ(readError("\xEF\xBB\xBF{}"), "scan: Unexpected character in stream: \xEF @ 0/0/0");
 }
 
-TEST(JsonReaderScan, ACharacterThatBeginsNoTokenIsNamed) {
+TEST(JsonScan, ACharacterThatBeginsNoTokenIsNamed) {
   EXPECT_EQ(readError("?"), "scan: Unexpected character in stream: ? @ 0/0/0");
   EXPECT_EQ(readError("[1, +2]"), "scan: Unexpected character in stream: + @ 0/4/4");
   EXPECT_EQ(readError("[.5]"), "scan: Unexpected character in stream: . @ 0/1/1");
@@ -76,7 +76,7 @@ TEST(JsonReaderScan, ACharacterThatBeginsNoTokenIsNamed) {
   EXPECT_EQ(readError("[True]"), "scan: Unexpected character in stream: T @ 0/1/1");
 }
 
-TEST(JsonReaderScan, AWordThatIsNotWhatItBeganAsIsReportedAtTheByteThatDiffers) {
+TEST(JsonScan, AWordThatIsNotWhatItBeganAsIsReportedAtTheByteThatDiffers) {
   EXPECT_EQ(readError("[trux]"), "scan: Expected string: true @ 0/4/4");
   EXPECT_EQ(readError("[fAlse]"), "scan: Expected string: false @ 0/2/2");
   EXPECT_EQ(readError("[nil]"), "scan: Expected string: null @ 0/2/2");
@@ -84,25 +84,25 @@ TEST(JsonReaderScan, AWordThatIsNotWhatItBeganAsIsReportedAtTheByteThatDiffers) 
   EXPECT_EQ(readError("n"), "scan: Expected string: null @ 0/1/1");
 }
 
-TEST(JsonReaderScan, WordsNeedNoBlankBetweenThem) {
+TEST(JsonScan, WordsNeedNoBlankBetweenThem) {
   EXPECT_EQ(readError("[truefalse]"), "parse: Unexpected token: false @ 0/5/5 to 0/10/10");
 }
 
-TEST(JsonReaderScan, ATextThatIsNotClosedLacksItsQuoteAtTheEnd) {
+TEST(JsonScan, ATextThatIsNotClosedLacksItsQuoteAtTheEnd) {
   EXPECT_EQ(readError("\""), "scan: Expected string: \" @ 0/1/1");
   EXPECT_EQ(readError(R"(["abc)"), "scan: Expected string: \" @ 0/5/5");
   EXPECT_EQ(readError(R"("abc\")"), "scan: Expected string: \" @ 0/6/6");
   EXPECT_EQ(readError("\"abc\\"), "scan: Expected string: \" @ 0/5/5");
 }
 
-TEST(JsonReaderScan, AnUnknownEscapeIsReportedAtItsCharacter) {
+TEST(JsonScan, AnUnknownEscapeIsReportedAtItsCharacter) {
   EXPECT_EQ(readError(R"("a\x")"), "scan: Unrecognized escape sequence found in string: \\x @ 0/3/3");
   EXPECT_EQ(readError(R"("\'")"), "scan: Unrecognized escape sequence found in string: \\' @ 0/2/2");
   EXPECT_EQ(readError(R"("\U0041")"), "scan: Unrecognized escape sequence found in string: \\U @ 0/2/2");
   EXPECT_EQ(readError("\"\\\n\""), "scan: Unrecognized escape sequence found in string: \\\n @ 0/2/2");
 }
 
-TEST(JsonReaderScan, OnlyTheEightLettersAndUAreEscapes) {
+TEST(JsonScan, OnlyTheEightLettersAndUAreEscapes) {
   const std::string known = "\"\\/bfnrtu";
   for (int byte = 1; byte < 256; ++byte) {
     const char c = static_cast<char>(byte);
@@ -113,13 +113,13 @@ TEST(JsonReaderScan, OnlyTheEightLettersAndUAreEscapes) {
   }
 }
 
-TEST(JsonReaderScan, AZeroByteEndsTheMessageThatNamesIt) {
+TEST(JsonScan, AZeroByteEndsTheMessageThatNamesIt) {
   EXPECT_EQ(readError(std::string("\"\\\0\"", 4)),
             "scan: Unrecognized escape sequence found in string: \\ @ 0/2/2");
   EXPECT_EQ(readError(std::string("\0", 1)), "scan: Unexpected character in stream:  @ 0/0/0");
 }
 
-TEST(JsonReaderScan, AnEscapeWithoutFourDigitsIsReportedAtTheByteThatIsNone) {
+TEST(JsonScan, AnEscapeWithoutFourDigitsIsReportedAtTheByteThatIsNone) {
   const std::string message = "scan: Unrecognized escape sequence found in string: \\u @ ";
 
   EXPECT_EQ(readError(R"("\u")"), message + "0/3/3");
@@ -133,12 +133,12 @@ TEST(JsonReaderScan, AnEscapeWithoutFourDigitsIsReportedAtTheByteThatIsNone) {
   EXPECT_EQ(readError(R"("\uD800\u12G4")"), message + "0/11/11");
 }
 
-TEST(JsonReaderScan, AnErrorOfTheScanWinsOverAnEarlierTokenInAWrongPlace) {
+TEST(JsonScan, AnErrorOfTheScanWinsOverAnEarlierTokenInAWrongPlace) {
   EXPECT_EQ(readError("[,] ?"), "scan: Unexpected character in stream: ? @ 0/4/4");
   EXPECT_EQ(readError("{} {} \"x"), "scan: Expected string: \" @ 0/8/8");
 }
 
-TEST(JsonReaderScan, PlacesAreCountedFromZeroInLinesAndBytes) {
+TEST(JsonScan, PlacesAreCountedFromZeroInLinesAndBytes) {
   EXPECT_EQ(readError("{\n\"a\":\n  ?}"), "scan: Unexpected character in stream: ? @ 2/2/9");
   EXPECT_EQ(readError("\n\n?"), "scan: Unexpected character in stream: ? @ 2/0/2");
   // A carriage return is a byte of its line.

@@ -1,4 +1,4 @@
-#include "json/reader.h"
+#include "json/parser.h"
 
 #include "unit/json/reading.h"
 
@@ -6,7 +6,7 @@
 
 namespace {
 
-TEST(JsonReader, ReadsEveryKindOfElement) {
+TEST(JsonParser, ReadsEveryKindOfElement) {
   EXPECT_EQ(read("null"), "null");
   EXPECT_EQ(read("true"), "true");
   EXPECT_EQ(read("false"), "false");
@@ -16,50 +16,18 @@ TEST(JsonReader, ReadsEveryKindOfElement) {
   EXPECT_EQ(read("{}"), "{}");
 }
 
-TEST(JsonReader, ReadsNestedContainersInTheirOrder) {
+TEST(JsonParser, ReadsNestedContainersInTheirOrder) {
   EXPECT_EQ(read(R"({"b":[1,"x",[],{}],"a":{"c":null,"":true}})"),
             "{'b': [1, 'x', [], {}], 'a': {'c': null, '': true}}");
 }
 
-TEST(JsonReader, TheFourBlanksMayStandBetweenAllTokens) {
+TEST(JsonParser, TheFourBlanksMayStandBetweenAllTokens) {
   EXPECT_EQ(read(" \t\r\n{ \"a\"\t:\r1\n,\n\"b\" : [ 2 , 3 ] } \t\r\n"), "{'a': 1, 'b': [2, 3]}");
-}
-
-TEST(JsonReader, ReplacesTheElementItIsGiven) {
-  std::istringstream stream("[1]");
-  json::UnknownElement element = json::String("before");
-
-  json::Reader::Read(element, stream);
-
-  EXPECT_EQ(pictureOf(element), "[1]");
-}
-
-TEST(JsonReader, ReplacesTheObjectItIsGiven) {
-  std::istringstream stream(R"({"a":1})");
-  json::Object object;
-  object["before"] = json::UnknownElement();
-
-  json::Reader::Read(object, stream);
-
-  EXPECT_EQ(pictureOf(object), "{'a': 1}");
-}
-
-TEST(JsonReader, AFailedReadChangesNothing) {
-  std::istringstream stream(R"({"a":1)");
-  std::istringstream sameStream(R"({"a":1)");
-  json::UnknownElement element = json::String("before");
-  json::Object object;
-  object["before"] = json::UnknownElement();
-
-  EXPECT_THROW(json::Reader::Read(element, stream), json::Reader::ParseException);
-  EXPECT_THROW(json::Reader::Read(object, sameStream), json::Reader::ParseException);
-  EXPECT_EQ(pictureOf(element), "'before'");
-  EXPECT_EQ(pictureOf(object), "{'before': null}");
 }
 
 // ---- tokens in a wrong order ----
 
-TEST(JsonReaderParse, ATextThatEndsTooEarlyIsReportedAtItsLastToken) {
+TEST(JsonParserOrder, ATextThatEndsTooEarlyIsReportedAtItsLastToken) {
   EXPECT_EQ(readError("[1, 23"), "parse: Unexpected end of token stream @ 0/4/4 to 0/6/6");
   EXPECT_EQ(readError("{\n \"a\""), "parse: Unexpected end of token stream @ 1/1/3 to 1/4/6");
   EXPECT_EQ(readError("{\"a\":  \n"), "parse: Unexpected end of token stream @ 0/4/4 to 0/5/5");
@@ -69,13 +37,13 @@ TEST(JsonReaderParse, ATextThatEndsTooEarlyIsReportedAtItsLastToken) {
   EXPECT_EQ(readError("{\"a\":1,"), "parse: Unexpected end of token stream @ 0/6/6 to 0/7/7");
 }
 
-TEST(JsonReaderParse, ATextWithoutAnyTokenEndsTooEarly) {
+TEST(JsonParserOrder, ATextWithoutAnyTokenEndsTooEarly) {
   EXPECT_EQ(readError(""), "parse: Unexpected end of token stream @ 0/0/0 to 0/0/0");
   EXPECT_EQ(readError(" \n "), "parse: Unexpected end of token stream @ 0/0/0 to 0/0/0");
   EXPECT_EQ(readObjectError(""), "parse: Unexpected end of token stream @ 0/0/0 to 0/0/0");
 }
 
-TEST(JsonReaderParse, ATokenInAWrongPlaceIsNamed) {
+TEST(JsonParserOrder, ATokenInAWrongPlaceIsNamed) {
   EXPECT_EQ(readError("]"), "parse: Unexpected token: ] @ 0/0/0 to 0/1/1");
   EXPECT_EQ(readError("}"), "parse: Unexpected token: } @ 0/0/0 to 0/1/1");
   EXPECT_EQ(readError(","), "parse: Unexpected token: , @ 0/0/0 to 0/1/1");
@@ -98,18 +66,18 @@ TEST(JsonReaderParse, ATokenInAWrongPlaceIsNamed) {
   EXPECT_EQ(readError(R"({"a":1])"), "parse: Unexpected token: ] @ 0/6/6 to 0/7/7");
 }
 
-TEST(JsonReaderParse, NothingMayFollowTheElement) {
+TEST(JsonParserOrder, NothingMayFollowTheElement) {
   EXPECT_EQ(readError("{}{}"), "parse: Expected End of token stream; found { @ 0/2/2 to 0/3/3");
   EXPECT_EQ(readError("[] null"), "parse: Expected End of token stream; found null @ 0/3/3 to 0/7/7");
   EXPECT_EQ(readError("1 \"x\""), "parse: Expected End of token stream; found x @ 0/2/2 to 0/5/5");
   EXPECT_EQ(readObjectError("{}\n]"), "parse: Expected End of token stream; found ] @ 1/0/3 to 1/1/4");
 }
 
-TEST(JsonReaderParse, ATokenThatEndsOnALaterLineHasBothPlaces) {
+TEST(JsonParserOrder, ATokenThatEndsOnALaterLineHasBothPlaces) {
   EXPECT_EQ(readError("[1\n\"a\nb\"]"), "parse: Unexpected token: a\nb @ 1/0/3 to 2/2/8");
 }
 
-TEST(JsonReaderParse, AnObjectIsReadFromNothingElse) {
+TEST(JsonParserOrder, AnObjectIsReadFromNothingElse) {
   EXPECT_EQ(readObjectError("[]"), "parse: Unexpected token: [ @ 0/0/0 to 0/1/1");
   EXPECT_EQ(readObjectError(" 5"), "parse: Unexpected token: 5 @ 0/1/1 to 0/2/2");
   EXPECT_EQ(readObjectError("\"x\""), "parse: Unexpected token: x @ 0/0/0 to 0/3/3");
@@ -117,7 +85,7 @@ TEST(JsonReaderParse, AnObjectIsReadFromNothingElse) {
   EXPECT_EQ(readObjectError("{}"), "none");
 }
 
-TEST(JsonReaderParse, ASecondMemberOfANameIsReportedAtThatName) {
+TEST(JsonParserOrder, ASecondMemberOfANameIsReportedAtThatName) {
   EXPECT_EQ(readError(R"({"a":1,"b":2,"a":3})"),
             "parse: Duplicate object member token: a @ 0/13/13 to 0/16/16");
   EXPECT_EQ(readError(R"({"a":1,"\u0061":3})"), "parse: Duplicate object member token: a @ 0/7/7 to 0/15/15");
@@ -126,7 +94,7 @@ TEST(JsonReaderParse, ASecondMemberOfANameIsReportedAtThatName) {
             "parse: Duplicate object member token: a @ 0/13/13 to 0/16/16");
 }
 
-TEST(JsonReaderParse, ASecondMemberIsFoundAmongAnyNumberOfOthers) {
+TEST(JsonParserOrder, ASecondMemberIsFoundAmongAnyNumberOfOthers) {
   for (int count = 1; count < 40; ++count) {
     std::string text = "{";
     for (int i = 0; i < count; ++i) {
@@ -141,23 +109,16 @@ TEST(JsonReaderParse, ASecondMemberIsFoundAmongAnyNumberOfOthers) {
   }
 }
 
-TEST(JsonReaderParse, AnErrorInTheSecondMembersValueComesBeforeItsName) {
+TEST(JsonParserOrder, AnErrorInTheSecondMembersValueComesBeforeItsName) {
   EXPECT_EQ(readError(R"({"a":1,"a":,})"), "parse: Unexpected token: , @ 0/11/11 to 0/12/12");
 }
 
-TEST(JsonReaderParse, TheSameNameMayOccurInDifferentObjects) {
+TEST(JsonParserOrder, TheSameNameMayOccurInDifferentObjects) {
   EXPECT_EQ(read(R"({"a":{"a":1},"b":[{"a":2},{"a":3}],"A":4})"),
             "{'a': {'a': 1}, 'b': [{'a': 2}, {'a': 3}], 'A': 4}");
 }
 
-TEST(JsonReader, ATextLongerThanAnyBufferIsReadWhole) {
-  for (const std::size_t length : {4093U, 4094U, 4095U, 4096U, 4097U, 8190U, 100000U}) {
-    const std::string value(length, 'x');
-    EXPECT_EQ(read("\"" + value + "\""), "'" + value + "'");
-  }
-}
-
-TEST(JsonReaderParse, ManyMembersAreReadInLinearTime) {
+TEST(JsonParserOrder, ManyMembersAreReadInLinearTime) {
   // With a comparison of each name to each, these members would take hours.
   constexpr int kMembers = 400000;
   std::string text = "{";
@@ -166,7 +127,7 @@ TEST(JsonReaderParse, ManyMembersAreReadInLinearTime) {
   }
   const std::string last = std::to_string(text.size());
 
-  EXPECT_EQ(static_cast<const json::Object&>(readElement(text + "\"end\":0}")).Size(), kMembers + 1U);
+  EXPECT_EQ(readError(text + "\"end\":0}"), "none");
   EXPECT_EQ(readError(text + "\"member-0\":0}"),
             "parse: Duplicate object member token: member-0 @ 0/" + last + "/" + last + " to 0/" +
                 std::to_string(text.size() + 10) + "/" + std::to_string(text.size() + 10));
@@ -186,21 +147,21 @@ std::string nested(int depth, const std::string& open, const std::string& inside
   return text;
 }
 
-TEST(JsonReaderNesting, FiveHundredAndTwelveLevelsAreRead) {
-  EXPECT_EQ(json::Reader::kMaxNesting, 512);
+TEST(JsonParserNesting, FiveHundredAndTwelveLevelsAreRead) {
+  EXPECT_EQ(json::Parser::kMaxNesting, 512);
   EXPECT_EQ(read(nested(512, "[", "", "]")), nested(512, "[", "", "]"));
   EXPECT_EQ(readObjectError(nested(511, "{\"a\":", "{}", "}")), "none");
   EXPECT_EQ(readError(nested(256, "[{\"a\":", "1", "}]")), "none");
 }
 
-TEST(JsonReaderNesting, OneLevelMoreIsReportedAtItsToken) {
+TEST(JsonParserNesting, OneLevelMoreIsReportedAtItsToken) {
   EXPECT_EQ(readError(nested(513, "[", "", "]")), "parse: Nesting too deep @ 0/512/512 to 0/513/513");
   EXPECT_EQ(readError(nested(512, "[", "{}", "]")), "parse: Nesting too deep @ 0/512/512 to 0/513/513");
   EXPECT_EQ(readObjectError(nested(513, "{\"a\":", "1", "}")),
             "parse: Nesting too deep @ 0/2560/2560 to 0/2561/2561");
 }
 
-TEST(JsonReaderNesting, ContainersThatHaveClosedDoNotCount) {
+TEST(JsonParserNesting, ContainersThatHaveClosedDoNotCount) {
   std::string text = "[" + nested(511, "[", "", "]");
   for (int i = 0; i < 600; ++i) {
     text += ",[],{}";
@@ -209,7 +170,7 @@ TEST(JsonReaderNesting, ContainersThatHaveClosedDoNotCount) {
   EXPECT_EQ(readError(text + "," + nested(511, "[", "", "]") + "]"), "none");
 }
 
-TEST(JsonReaderNesting, ManyContainersSideBySideAreNoDepth) {
+TEST(JsonParserNesting, ManyContainersSideBySideAreNoDepth) {
   for (const int depth : {1, 2, 3}) {
     std::string siblings = "[]";
     for (int i = 0; i < 600; ++i) {
@@ -219,7 +180,7 @@ TEST(JsonReaderNesting, ManyContainersSideBySideAreNoDepth) {
   }
 }
 
-TEST(JsonReaderNesting, AHundredThousandLevelsDoNotOverflowTheStack) {
+TEST(JsonParserNesting, AHundredThousandLevelsDoNotOverflowTheStack) {
   EXPECT_EQ(readError(std::string(100000, '[')), "parse: Nesting too deep @ 0/512/512 to 0/513/513");
 }
 

@@ -1,20 +1,19 @@
-// Reads JSON text into an element. A character that belongs to no token is reported even when an earlier
-// token stands in the wrong place. Nesting is limited, since the reader can be given text that nothing has
-// checked.
+// What is thrown about JSON text that cannot be read. The names are those that JSON libraries of this
+// interface use.
 #pragma once
 
-#include "json/elements.h"
-
-#include <istream>
+#include <stdexcept>
 #include <string>
 
 namespace json {
 
-class Reader {
+// The base of all errors of this module.
+class Exception : public std::runtime_error {
  public:
-  // The deepest nesting of objects and arrays that is read.
-  static constexpr int kMaxNesting = 512;
+  using std::runtime_error::runtime_error;
+};
 
+struct Reader {
   // A place in the text, counted from zero.
   struct Location {
     int m_nLine = 0;
@@ -40,13 +39,6 @@ class Reader {
     Location m_locTokenBegin;
     Location m_locTokenEnd;
   };
-
-  // Replaces the element by what the whole text says. Throws ScanException or ParseException; the element is
-  // then unchanged.
-  static void Read(UnknownElement& element, std::istream& stream);
-
-  // The same for a text that must be an object: any other is a ParseException at its first token.
-  static void Read(Object& object, std::istream& stream);
 };
 
 }  // namespace json
