@@ -1,6 +1,6 @@
 #include "api/browser_arguments.h"
 
-#include "browser/browser_instance.h"
+#include "browser/browser_type.h"
 #include "common/md5.h"
 #include "common/strings.h"
 #include "pipe/start_page.h"

@@ -3,6 +3,7 @@
 // transport comes from a derived class. Owned by a context; used by one thread at a time.
 #pragma once
 
+#include "browser/browser_type.h"
 #include "browser/requests.h"
 #include "browser/response.h"
 #include "browser/response_checker.h"
@@ -14,10 +15,6 @@
 #include <string>
 #include <string_view>
 #include <vector>
-
-// The browser types that hosts name. Any other text is accepted by an instance and matches neither.
-inline constexpr char kFirefox[] = "fx";
-inline constexpr char kChrome[] = "cr";
 
 // The error numbers that the library itself gives.
 inline constexpr int kErrorSuccess = 1;

@@ -1,5 +1,6 @@
 #include "log/log.h"
 
+#include "common/home_directory.h"
 #include "common/last_error.h"
 #include "common/platform.h"
 #include "common/strings.h"
@@ -17,7 +18,6 @@ namespace {
 constexpr char kSwitchVariable[] = "KORVEX_LOG";
 constexpr char kPathVariable[] = "KORVEX_LOGPATH";
 constexpr char kDefaultFileName[] = "korvex.log";
-constexpr char kFallbackDrive[] = "c:";
 
 // Messages and debugger lines are cut at 4095 characters; the terminating zero takes the last byte.
 using LineBuffer = std::array<char, 4096>;
@@ -128,14 +128,6 @@ void __logerr(const char* format, ...) noexcept {
 }
 
 // NOLINTEND(bugprone-reserved-identifier, readability-identifier-naming, cert-dcl50-cpp)
-
-std::string homeDirectory() {
-  const std::optional<std::string> path = platform::environmentVariable("HOMEPATH");
-  if (!path) {
-    return {};
-  }
-  return platform::environmentVariable("HOMEDRIVE").value_or(kFallbackDrive) + *path;
-}
 
 std::string logFilePath() {
   std::string path = platform::environmentVariable(kPathVariable).value_or("");

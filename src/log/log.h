@@ -30,6 +30,3 @@ KX_PRINTF_FORMAT void __logerr(const char* format, ...) noexcept;
 
 // The path of the log file at this moment, possibly empty.
 std::string logFilePath();
-
-// The user's home directory as HOMEDRIVE and HOMEPATH give it; empty when HOMEPATH is absent.
-std::string homeDirectory();

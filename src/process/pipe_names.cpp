@@ -1,6 +1,6 @@
 #include "process/pipe_names.h"
 
-#include "browser/browser_instance.h"
+#include "browser/browser_type.h"
 #include "common/md5.h"
 #include "common/strings.h"
 

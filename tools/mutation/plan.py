@@ -69,7 +69,7 @@ WALKS = Stage("windows", "kx_failing_call_tests", shards=4, loads=LIBRARY)
 SOAK = Stage("windows", "kx_soak_tests", filter="ManyConversations.*", loads=(*LIBRARY, "kxsim"))
 
 # Portable parts of which the unit tests do not see all: what is kept too long, and what helps when there is no memory.
-THROUGH_THE_LIBRARY = {"browser": (SOAK,), "src/common/memory_reserve.cpp": (WALKS,)}
+THROUGH_THE_LIBRARY = {"browser": (SOAK,), "src/api/memory_reserve.cpp": (WALKS,)}
 
 
 def unit_suites(file, root=ROOT):

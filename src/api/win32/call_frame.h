@@ -4,8 +4,8 @@
 #pragma once
 
 #include "api/kxtcp64.h"
+#include "api/memory_reserve.h"
 #include "api/win32/context_registry.h"
-#include "common/memory_reserve.h"
 
 #include <exception>
 #include <initializer_list>

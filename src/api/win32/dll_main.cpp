@@ -1,6 +1,6 @@
 // The library's entry point: the registry of contexts lives from load to unload.
+#include "api/memory_reserve.h"
 #include "api/win32/context_registry.h"
-#include "common/memory_reserve.h"
 
 #include <windows.h>
 #include <exception>

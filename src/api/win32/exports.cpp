@@ -1,17 +1,13 @@
 // The kx_ exports: contexts, the start of a browser, everything that is done with one, its end. Each is
 // documented in the public header, and only there.
-#include "api/browser_arguments.h"
-#include "api/connect_attempts.h"
 #include "api/copy_out.h"
 #include "api/kxtcp64.h"
 #include "api/options.h"
+#include "api/win32/browser_start.h"
 #include "api/win32/call_frame.h"
 #include "api/win32/context_registry.h"
-#include "common/seconds.h"
-#include "common/win32/windows_calls.h"
+#include "common/timeouts.h"
 #include "log/log.h"
-#include "pipe/win32/pipe_browser_instance.h"
-#include "process/win32/browser_launch.h"
 #include "process/win32/browser_shutdown.h"
 
 #include <windows.h>
@@ -53,9 +49,6 @@ constexpr ExportFrame kGetBrowserProcessId = {"kx_GetBrowserProcessId",
 constexpr ExportFrame kExit = {"kx_Exit", "kx_Exit(): context %d does not exist",
                                "kx_Exit() error: not initialized"};
 
-// What the time-out of an exit means when kx_Init gives up on a browser that it launched.
-constexpr int kGiveUpTimeoutSeconds = 0;
-
 int resultOf(bool succeeded) {
   return succeeded ? KX_OK : KX_FAILED;
 }
@@ -81,78 +74,6 @@ int copyPerformanceText(std::string_view text, char* buffer, int* size) {
       break;
   }
   return KX_BUFFER_TOO_SMALL;
-}
-
-bool launch(BrowserInstance& browser, const char* browserPath, const StartArguments& start) {
-  if (!start.unwritableStartPage.empty()) {
-    browser.fail(kErrorGeneral, "Could not open temp file " + start.unwritableStartPage);
-    return false;
-  }
-  return launchBrowser(browser, browserPath, start.arguments);
-}
-
-// What a failed start leaves: its error, readable in the record, and no browser that this call launched.
-int failStart(ContextRecord& record, bool launched, int result) {
-  keepInstanceError(record);
-  __logerr("kx_Init(): %s, error (%d)", record.lastErrorText.c_str(), record.lastErrorNumber);
-  if (launched) {
-    terminateAndWait(*record.instance, kGiveUpTimeoutSeconds);
-  }
-  return result;
-}
-
-// Sees to it that a start which lack of memory breaks off leaves no browser running that it launched. Asking
-// such a browser to exit would take memory again.
-class LaunchGuard {
- public:
-  explicit LaunchGuard(const BrowserInstance& browser) : browser_(browser) {}
-  LaunchGuard(const LaunchGuard&) = delete;
-  LaunchGuard& operator=(const LaunchGuard&) = delete;
-  ~LaunchGuard() {
-    if (!isOver_) {
-      killLaunchedBrowser(browser_);
-    }
-  }
-
-  // The start has come to its end, one way or the other.
-  int over(int result) {
-    isOver_ = true;
-    return result;
-  }
-
- private:
-  const BrowserInstance& browser_;
-  bool isOver_ = false;
-};
-
-struct StartRequest {
-  std::string browser;
-  const char* browserPath;
-  bool openNewBrowser;
-  int timeoutSeconds;
-};
-
-int startBrowser(ContextRecord& record, const StartRequest& request, const Options& options) {
-  const std::string pipeName = initPipeName(request.browser, options);
-  InstanceStart attempt(record, std::make_unique<PipeBrowserInstance>(request.browser, pipeName));
-  BrowserInstance& browser = attempt.browser();
-  LaunchGuard launchGuard(browser);
-  if (findOption(options, kOptionProfiler) != nullptr) {
-    browser.setUseProfiler(true);
-  }
-  const StartArguments start = startArguments(request.browser, options, pipeName);
-
-  const ConnectOutcome outcome = connectOrLaunch(
-      browser, request.timeoutSeconds, [&] { return launch(browser, request.browserPath, start); },
-      [] { windowsCalls().sleep(kConnectPauseMilliseconds); });
-  if (!outcome.isConnected) {
-    return launchGuard.over(failStart(record, outcome.launched, outcome.failureResult));
-  }
-  if (!browser.initialise(request.openNewBrowser, outcome.launched, request.timeoutSeconds)) {
-    return launchGuard.over(failStart(record, outcome.launched, KX_FAILED));
-  }
-  attempt.succeed();
-  return launchGuard.over(KX_OK);
 }
 
 }  // namespace
@@ -193,8 +114,9 @@ int kx_Init(int context, const char* browser, const char* options, const char* b
       __logerr("TCP protocol is no longer supported");
       return KX_FAILED;
     }
-    const StartRequest request = {browser, browserPath, openNewBrowser != 0, timeoutFromHost(timeout)};
-    return startBrowser(record, request, parseOptions(options));
+    const StartRequest request = {browser, parseOptions(options), browserPath, openNewBrowser != 0,
+                                  timeoutFromHost(timeout)};
+    return startBrowser(record, request);
   });
 }
 

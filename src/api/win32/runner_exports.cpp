@@ -1,20 +1,17 @@
 // The kxr_ exports: for hosts that start the browser themselves. Each is documented in the public header, and
 // only there.
 #include "api/browser_arguments.h"
-#include "api/connect_attempts.h"
 #include "api/copy_out.h"
 #include "api/kxtcp64.h"
 #include "api/options.h"
+#include "api/win32/browser_start.h"
 #include "api/win32/call_frame.h"
 #include "api/win32/context_registry.h"
-#include "common/seconds.h"
-#include "common/win32/windows_calls.h"
+#include "common/timeouts.h"
 #include "log/log.h"
-#include "pipe/win32/pipe_browser_instance.h"
 #include "process/win32/browser_shutdown.h"
 
 #include <windows.h>
-#include <memory>
 #include <string>
 
 namespace {
@@ -25,9 +22,6 @@ constexpr ExportFrame kRunnerExit = {"kxr_Exit",
                                      "kxr_Exit(): context %d does not exist",
                                      "kxr_Exit() error: not initialized",
                                      {KX_NO_CONTEXT, KX_FAILED, KX_TIMEOUT}};
-
-// The browser always counts as launched for whoever connects to a runner: its host did that.
-constexpr bool kLaunched = true;
 
 // What an export says when browser and options name no browser that it can serve.
 struct RefusalMessages {
@@ -65,25 +59,6 @@ bool isRefused(const RunnerBrowser& runner, const char* browser, const RefusalMe
       break;
   }
   return true;
-}
-
-// Connects and initialises. False with the reason kept in the record.
-bool startRunner(ContextRecord& record, bool openNewBrowser, int timeoutSeconds) {
-  BrowserInstance& browser = *record.instance;
-  switch (connectToRunner(browser, timeoutSeconds, [] { windowsCalls().sleep(kConnectPauseMilliseconds); })) {
-    case RunnerConnect::Connected:
-      if (browser.initialise(openNewBrowser, kLaunched, timeoutSeconds)) {
-        return true;
-      }
-      break;
-    case RunnerConnect::Failed:
-      break;
-    case RunnerConnect::TimedOut:
-      keepError(record, kErrorTimeout, "Connection timed out");
-      return false;
-  }
-  keepInstanceError(record);
-  return false;
 }
 
 }  // namespace
@@ -127,13 +102,9 @@ int kxr_Init(int context, const char* browser, const char* options, int openNewB
     if (isRefused(runner, browser, kInitRefusals)) {
       return KX_FAILED;
     }
-    InstanceStart attempt(record, std::make_unique<PipeBrowserInstance>(browser, runner.pipeName));
-    if (!startRunner(record, openNewBrowser != 0, timeoutFromHost(timeout))) {
-      __logerr("kxr_Init() %s, error (%d)", record.lastErrorText.c_str(), record.lastErrorNumber);
-      return KX_FAILED;
-    }
-    attempt.succeed();
-    return KX_OK;
+    const RunnerStartRequest request = {browser, runner.pipeName, openNewBrowser != 0,
+                                        timeoutFromHost(timeout)};
+    return startWithRunner(record, request);
   });
 }
 

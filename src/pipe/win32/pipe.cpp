@@ -1,7 +1,7 @@
 #include "pipe/win32/pipe.h"
 
 #include "common/last_error.h"
-#include "common/seconds.h"
+#include "common/timeouts.h"
 #include "common/win32/unique_handle.h"
 #include "common/win32/utf16.h"
 #include "common/win32/windows_calls.h"

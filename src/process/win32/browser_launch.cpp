@@ -1,5 +1,6 @@
 #include "process/win32/browser_launch.h"
 
+#include "common/home_directory.h"
 #include "common/last_error.h"
 #include "common/platform.h"
 #include "common/strings.h"

@@ -1,7 +1,7 @@
 #include "process/win32/browser_shutdown.h"
 
 #include "common/last_error.h"
-#include "common/seconds.h"
+#include "common/timeouts.h"
 #include "common/win32/unique_handle.h"
 #include "common/win32/windows_calls.h"
 #include "log/log.h"

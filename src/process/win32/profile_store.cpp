@@ -1,6 +1,6 @@
 #include "process/win32/profile_store.h"
 
-#include "browser/browser_instance.h"
+#include "browser/browser_type.h"
 #include "common/platform.h"
 #include "common/win32/unique_handle.h"
 #include "common/win32/utf16.h"

@@ -264,40 +264,6 @@ TEST(LogPath, AFileThatCannotBeOpenedIsIgnored) {
   EXPECT_EQ(fileBytes(folder.file("missing\\kx.log")), std::nullopt);
 }
 
-TEST(HomeDirectory, IsTheDriveFollowedByThePath) {
-  const NoLogVariables none;
-  const ScopedVariable drive("HOMEDRIVE", "D:");
-  const ScopedVariable home("HOMEPATH", "\\Users\\alice");
-
-  EXPECT_EQ(homeDirectory(), "D:\\Users\\alice");
-}
-
-TEST(HomeDirectory, IsOnDriveCWithoutADrive) {
-  const NoLogVariables none;
-  const ScopedVariable home("HOMEPATH", "\\Users\\alice");
-
-  EXPECT_EQ(homeDirectory(), "c:\\Users\\alice");
-}
-
-TEST(HomeDirectory, IsEmptyWithoutAPath) {
-  const NoLogVariables none;
-  const ScopedVariable drive("HOMEDRIVE", "D:");
-
-  EXPECT_EQ(homeDirectory(), "");
-}
-
-TEST(HomeDirectory, AnEmptyValueIsAValue) {
-  const NoLogVariables none;
-  {
-    const ScopedVariable drive("HOMEDRIVE", "D:");
-    const ScopedVariable home("HOMEPATH", "");
-    EXPECT_EQ(homeDirectory(), "D:");
-  }
-  const ScopedVariable drive("HOMEDRIVE", "");
-  const ScopedVariable home("HOMEPATH", "\\Users\\alice");
-  EXPECT_EQ(homeDirectory(), "\\Users\\alice");
-}
-
 void expectLastErrorKept() {
   platform::setLastErrorNumber(4711);
   __loginf("entry");

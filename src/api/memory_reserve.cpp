@@ -1,4 +1,4 @@
-#include "common/memory_reserve.h"
+#include "api/memory_reserve.h"
 
 #include <atomic>
 #include <cstddef>

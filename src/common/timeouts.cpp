@@ -1,4 +1,4 @@
-#include "common/seconds.h"
+#include "common/timeouts.h"
 
 namespace {
 

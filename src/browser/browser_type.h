@@ -1,0 +1,5 @@
+// The browser types that hosts name. Any other text is accepted by an instance and matches neither.
+#pragma once
+
+inline constexpr char kFirefox[] = "fx";
+inline constexpr char kChrome[] = "cr";

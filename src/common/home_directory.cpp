@@ -1,0 +1,19 @@
+#include "common/home_directory.h"
+
+#include "common/platform.h"
+
+#include <optional>
+
+namespace {
+
+constexpr char kFallbackDrive[] = "c:";
+
+}  // namespace
+
+std::string homeDirectory() {
+  const std::optional<std::string> path = platform::environmentVariable("HOMEPATH");
+  if (!path) {
+    return {};
+  }
+  return platform::environmentVariable("HOMEDRIVE").value_or(kFallbackDrive) + *path;
+}

@@ -1,0 +1,34 @@
+#include "common/home_directory.h"
+
+#include "support/environment.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+
+namespace {
+
+std::string homeWith(std::optional<std::string> drive, std::optional<std::string> path) {
+  const ScopedVariable driveVariable("HOMEDRIVE", drive);
+  const ScopedVariable pathVariable("HOMEPATH", path);
+  return homeDirectory();
+}
+
+TEST(HomeDirectory, IsTheDriveFollowedByThePath) {
+  EXPECT_EQ(homeWith("D:", "\\Users\\alice"), "D:\\Users\\alice");
+}
+
+TEST(HomeDirectory, IsOnDriveCWithoutADrive) {
+  EXPECT_EQ(homeWith(std::nullopt, "\\Users\\alice"), "c:\\Users\\alice");
+}
+
+TEST(HomeDirectory, IsEmptyWithoutAPath) {
+  EXPECT_EQ(homeWith("D:", std::nullopt), "");
+}
+
+TEST(HomeDirectory, AnEmptyValueIsAValue) {
+  EXPECT_EQ(homeWith("D:", ""), "D:");
+  EXPECT_EQ(homeWith("", "\\Users\\alice"), "\\Users\\alice");
+}
+
+}  // namespace
