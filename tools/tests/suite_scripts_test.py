@@ -11,7 +11,7 @@ ROOT = Path(__file__).resolve().parent.parent.parent
 PASSED = '<testcase name="header" status="run"></testcase>'
 # Programs of the machine that ./dev starts. ctest leaves the report that a test wants, and notes its environment.
 PROGRAMS = {
-    "dpkg-query": "echo installed",
+    "dpkg-query": "echo '=installed '",
     "cmake": 'mkdir -p build/native build/windows-release build/native-sanitize; touch "build/$2/build.ninja" || :',
     "wineserver": ":",
     "ctest": 'env >environment; cp ctest-report.xml "build/$2/ctest.xml"; exit "$(cat ctest-status)"',
