@@ -96,6 +96,26 @@ class DevTests(unittest.TestCase):
         files = {"build/windows-release/e2e-results/ctest.xml": f"<testsuite>{PASSED}</testsuite>"}
         self.assertEqual(self.run_dev(files, "test"), (1, "2 passed, 1 failed, 0 skipped"))
 
+    def test_packages_are_installed_by_the_names_that_the_release_has(self):
+        with Checkout({}) as checkout:
+            checkout.script("programs/dpkg-query", '[[ $* != *libboost* ]] || exit 1; echo "=installed "')
+            checkout.script("programs/apt-cache", "[[ $2 == libboost-json1.81-dev ]]")
+            checkout.script("programs/apt-get", 'echo "$*" >>asked')
+            checkout.script("programs/sudo", '"$@"')
+            self.assertEqual(checkout.run("./dev", "setup")[0], 0)
+            asked = checkout.path("asked").read_text().splitlines()
+            self.assertEqual(asked, ["update", "install -y --no-install-recommends libboost-json1.81-dev"])
+
+    def test_another_version_of_a_tool_checks_nothing_and_changes_nothing(self):
+        with Checkout({}) as checkout:
+            checkout.script("programs/clang-format", "echo Debian clang-format version 19.1.7")
+            checkout.script("programs/python3", 'echo "$*" >>asked')
+            status, lines, _ = checkout.run("./dev", "check", "--fast")
+            self.assertEqual((status, lines[-1]), (0, "checks: 3 passed, 0 failed, 1 skipped"))
+            self.assertIn("==> check: format: skipped, for it is bound to clang-format 14, and this is 19", lines)
+            self.assertEqual(checkout.run("./dev", "format")[0], 1)
+            self.assertNotIn("check_format", checkout.path("asked").read_text())
+
 
 class ContinuousRun(unittest.TestCase):
     def run_ci(self, tests="5 0 2", failing="none", **environment):
