@@ -150,8 +150,8 @@ def main():
         entries = read_list(EQUIVALENTS.read_text(encoding="utf-8"))
     except ListError as error:
         sys.exit(f"mutate: {EQUIVALENTS.name}: {error}")
-    if stale := stale_entries(entries, changes):
-        sys.exit("\n".join(f"mutate: {EQUIVALENTS.name}: {problem}" for problem in stale))
+    for problem in stale_entries(entries, changes):
+        say(f"mutate: {EQUIVALENTS.name}: warning: {problem}")
     listed = {entry.key for entry in entries}
     listed_here = [change.key for change in changes if change.key in listed and is_wanted(change.file, arguments.files)]
 

@@ -15,7 +15,7 @@ def problems(text, name="file.txt"):
 class CheckWords(unittest.TestCase):
     def test_refuses_each_forbidden_word_with_file_and_line(self):
         for text in ("see the spec", "The Specification says", "Part 2.3", "in section 7", "Section 4.1", "as required",
-                     "design.md", "/work/main/src", '"/home/me/x"', "registry.example.org", "deb.debian.org"):
+                     "design.md", "/root/main/src", '"/home/me/x"', "registry.example.org", "deb.debian.org"):
             text = text.replace("Specification", "specification")
             found = problems("first line\n" + text + "\n")
             self.assertTrue(found, text)
@@ -29,9 +29,6 @@ class CheckWords(unittest.TestCase):
                      "nlohmann", "part of it", "a section of the page", "${HOME}/work/x", "build/home/x", "a required field",
                      "section.key", "Z:\\work"):
             self.assertEqual(problems(text), [], text)
-
-    def test_accepts_the_issue_record(self):
-        self.assertEqual(problems("the spec", name="DEVELOPERS/issues/1.md"), [])
 
 
 if __name__ == "__main__":
