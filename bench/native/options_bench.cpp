@@ -20,7 +20,7 @@ bool isBlank(unsigned char c) {
   return std::isspace(c) != 0;
 }
 
-const char* skipBlanks(const char* p) {
+const char* skipWhitespace(const char* p) {
   while (isBlank(static_cast<unsigned char>(*p))) {
     ++p;
   }
@@ -59,8 +59,8 @@ Options scanByHand(const char* text) {
       ++p;
     }
     const std::string name(first, p);
-    const char* const next = skipBlanks(p);
-    const char* const behindSign = *next == '=' ? skipBlanks(next + 1) : next;
+    const char* const next = skipWhitespace(p);
+    const char* const behindSign = *next == '=' ? skipWhitespace(next + 1) : next;
     std::string value;
     if (*next == '=' && *behindSign != '\0') {
       p = behindSign;

@@ -82,5 +82,5 @@ std::string runnerCommandLine(const std::string& browser, const RunnerBrowser& r
            inDoubleQuotes(runner.pipeName) + (useProfiler ? " -kx-profiler" : "");
   }
   const std::string page = startPageUrl(startPageStem(runner.profile), runner.pipeName, hostPage);
-  return page.empty() ? std::string() : joinWithBlanks({dataFolderSwitch(runner.profile), page});
+  return page.empty() ? std::string() : joinWithSpaces({dataFolderSwitch(runner.profile), page});
 }

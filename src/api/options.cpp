@@ -18,8 +18,8 @@ class OptionScanner {
   bool next() {
     while (position_ < text_.size()) {
       if (text_[position_] == '-' && position_ + 1 < text_.size() && isNameCharacter(text_[position_ + 1])) {
-        takeName();
-        takeValue();
+        consumeName();
+        consumeValue();
         return true;
       }
       ++position_;
@@ -33,14 +33,14 @@ class OptionScanner {
  private:
   static bool isNameCharacter(char c) { return isAsciiLetter(c) || isAsciiDigit(c) || c == '_' || c == '-'; }
 
-  std::size_t endOfBlanks(std::size_t first) const {
+  std::size_t endOfWhitespace(std::size_t first) const {
     while (first < text_.size() && isAsciiSpace(text_[first])) {
       ++first;
     }
     return first;
   }
 
-  void takeName() {
+  void consumeName() {
     std::size_t end = position_ + 1;
     while (end < text_.size() && isNameCharacter(text_[end])) {
       ++end;
@@ -49,26 +49,26 @@ class OptionScanner {
     position_ = end;
   }
 
-  void takeValue() {
+  void consumeValue() {
     value_ = {};
-    const std::size_t afterBlanks = endOfBlanks(position_);
-    if (afterBlanks == text_.size()) {
+    const std::size_t afterWhitespace = endOfWhitespace(position_);
+    if (afterWhitespace == text_.size()) {
       return;
     }
-    if (text_[afterBlanks] == '=') {
-      const std::size_t afterSign = endOfBlanks(afterBlanks + 1);
+    if (text_[afterWhitespace] == '=') {
+      const std::size_t afterSign = endOfWhitespace(afterWhitespace + 1);
       if (afterSign < text_.size()) {
-        takeValueAt(afterSign);
+        consumeValueAt(afterSign);
         return;
       }
-      // With nothing behind it the sign is a value itself, if blanks come before it.
+      // With nothing behind it the sign is a value itself, if whitespace comes before it.
     }
-    if (afterBlanks > position_ && text_[afterBlanks] != '-') {
-      takeValueAt(afterBlanks);
+    if (afterWhitespace > position_ && text_[afterWhitespace] != '-') {
+      consumeValueAt(afterWhitespace);
     }
   }
 
-  void takeValueAt(std::size_t first) {
+  void consumeValueAt(std::size_t first) {
     std::size_t end = text_[first] == '"' ? endOfQuoted(first) : std::string_view::npos;
     if (end == std::string_view::npos) {
       end = first;

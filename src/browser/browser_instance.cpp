@@ -131,7 +131,7 @@ void BrowserInstance::handleResponse() {
   isResponseIncomplete_ = true;
   shrinkIfFarTooLarge(text.bytes);
 
-  // The two messages differ in their blanks; programs that read these logs match both as they are.
+  // The two messages differ in their spaces; programs that read these logs match both as they are.
   Response received;
   try {
     received = readResponse(text);
@@ -151,13 +151,13 @@ void BrowserInstance::handleResponse() {
   } else {
     reuse(std::move(text.bytes));
   }
-  takeOver(received, responseFields());
+  merge(received, responseFields());
   dropUnusedTexts();
 }
 
-void BrowserInstance::takeOver(Response& received, std::span<const ResponseField> fields) {
+void BrowserInstance::merge(Response& received, std::span<const ResponseField> fields) {
   try {
-    takeFields(received, fields, response_);
+    mergeFields(received, fields, response_);
   } catch (const json::Exception& e) {
     __logerr("BrowserInstance::handleResponse() caught exception %s", e.what());
     fail(kErrorGeneral, kMalformedResponseText);

@@ -70,12 +70,12 @@ class BrowserInstance {
   // one is read from its beginning; then std::bad_alloc is thrown.
   bool processResponseBytes(const char* bytes, std::size_t length);
   bool isResponseIncomplete() const { return isResponseIncomplete_; }
-  // Parses the response that has been received and takes over what it says.
+  // Parses the response that has been received and merges what it says.
   void handleResponse();
 
  protected:
-  // Takes over what a response says. When that fails, the failure is the error number and text.
-  void takeOver(Response& received, std::span<const ResponseField> fields);
+  // Merges what a response says. When that fails, the failure is the error number and text.
+  void merge(Response& received, std::span<const ResponseField> fields);
 
  private:
   // Runs a step that keeps bytes of the response, unless the response was dropped. Drops it when there is no

@@ -35,7 +35,7 @@ std::string JoinedText::toString() const {
   return text;
 }
 
-void Extracts::take(Extracts&& others) {
+void Extracts::append(Extracts&& others) {
   if (texts_.empty()) {
     texts_ = std::move(others.texts_);
   } else {

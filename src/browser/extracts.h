@@ -32,7 +32,7 @@ class Extracts {
     bytes_ += text.size();
   }
   // Appends all of another list's.
-  void take(Extracts&& others);
+  void append(Extracts&& others);
 
   bool empty() const { return texts_.empty(); }
   std::span<const std::string_view> texts() const { return texts_; }

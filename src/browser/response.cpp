@@ -74,7 +74,7 @@ void readPerformance(json::Parser& parser, Response& received) {
   readList(parser, [&] { received.performance.push_back(readPerformanceEntry(parser)); });
 }
 
-void takePerformance(Response& received, Response& gathered) {
+void mergePerformance(Response& received, Response& gathered) {
   if (gathered.performance.empty()) {
     gathered.performance = std::move(received.performance);
   } else {
@@ -90,8 +90,8 @@ constexpr std::array<ResponseField, 6> kFields = {{
      [](json::Parser& parser, Response& r) { r.errorNumber = toInt32(readNumber(parser)); },
      [](Response& r, Response& gathered) { gathered.errorNumber = r.errorNumber; }},
     {"extractData", true, readExtracts,
-     [](Response& r, Response& gathered) { gathered.extracts.take(std::move(r.extracts)); }},
-    {"lastPerformance", true, readPerformance, takePerformance},
+     [](Response& r, Response& gathered) { gathered.extracts.append(std::move(r.extracts)); }},
+    {"lastPerformance", true, readPerformance, mergePerformance},
     {"waitForProcessId", true,
      [](json::Parser& parser, Response& r) { r.waitForProcessId = toUint32(readNumber(parser)); },
      [](Response& r, Response& gathered) { gathered.waitForProcessId = r.waitForProcessId; }},
@@ -125,10 +125,10 @@ Response readResponse(ReceivedText& text) {
   return received;
 }
 
-void takeFields(Response& received, std::span<const ResponseField> fields, Response& gathered) {
+void mergeFields(Response& received, std::span<const ResponseField> fields, Response& gathered) {
   for (const ResponseField& field : fields) {
     try {
-      field.take(received, gathered);
+      field.merge(received, gathered);
     } catch (const json::Exception&) {
       if (!field.isOptional) {
         throw;

@@ -37,13 +37,13 @@ struct Response {
   std::string_view profilerData;
 };
 
-// One member of a response: how it is read, and how what was read is taken over by the response that gathers
+// One member of a response: how it is read, and how what was read is merged into the response that gathers
 // what all of them say. Trouble in an optional member abandons that member alone.
 struct ResponseField {
   std::string_view name;
   bool isOptional;
   void (*read)(json::Parser& parser, Response& received);
-  void (*take)(Response& received, Response& gathered);
+  void (*merge)(Response& received, Response& gathered);
 };
 
 std::span<const ResponseField> responseFields();
@@ -51,9 +51,9 @@ std::span<const ResponseField> responseFields();
 // Reads a response, whose views are then of this text. Throws what the parser throws.
 Response readResponse(ReceivedText& text);
 
-// Takes the fields over in their order; extracts and performance entries are appended. Throws json::Exception
-// when a field that is not optional does; what was taken before it stays.
-void takeFields(Response& received, std::span<const ResponseField> fields, Response& gathered);
+// Merges the fields in their order; extracts and performance entries are appended. Throws json::Exception
+// when a field that is not optional does; what was merged before it stays.
+void mergeFields(Response& received, std::span<const ResponseField> fields, Response& gathered);
 
 // A JSON number as an integer field: truncated toward zero, saturated at the ends of the field's range.
 int toInt32(double number);

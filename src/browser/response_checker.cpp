@@ -1,8 +1,8 @@
 #include "browser/response_checker.h"
 
 #include "browser/string_run.h"
-#include "json/blanks.h"
 #include "json/numbers.h"
+#include "json/whitespace.h"
 
 #include <algorithm>
 #include <array>
@@ -129,9 +129,9 @@ class TableBuilder {
     on(state, classes, Action::Move, next);
   }
 
-  consteval void skipBlanks(State state) { move(state, {CharClass::Space, CharClass::White}, state); }
+  consteval void skipWhitespace(State state) { move(state, {CharClass::Space, CharClass::White}, state); }
 
-  // What may follow a complete value: its container's end, a comma, blanks.
+  // What may follow a complete value: its container's end, a comma, whitespace.
   consteval void endValue(State state) {
     move(state, {CharClass::Space, CharClass::White}, State::Ok);
     on(state, {CharClass::CloseBrace}, Action::CloseObject);
@@ -165,25 +165,25 @@ consteval TransitionTable makeTransitionTable() {
   using C = CharClass;
   TableBuilder rules;
 
-  rules.skipBlanks(State::Start);
+  rules.skipWhitespace(State::Start);
   rules.beginContainer(State::Start);
 
   rules.endValue(State::Ok);
 
-  rules.skipBlanks(State::Object);
+  rules.skipWhitespace(State::Object);
   rules.on(State::Object, {C::CloseBrace}, Action::CloseEmptyObject);
   rules.move(State::Object, {C::Quote}, State::String);
 
-  rules.skipBlanks(State::Key);
+  rules.skipWhitespace(State::Key);
   rules.move(State::Key, {C::Quote}, State::String);
 
-  rules.skipBlanks(State::Colon);
+  rules.skipWhitespace(State::Colon);
   rules.on(State::Colon, {C::Colon}, Action::EndName);
 
-  rules.skipBlanks(State::Value);
+  rules.skipWhitespace(State::Value);
   rules.beginValue(State::Value);
 
-  rules.skipBlanks(State::Array);
+  rules.skipWhitespace(State::Array);
   rules.beginValue(State::Array);
   rules.on(State::Array, {C::CloseBracket}, Action::CloseArray);
 
@@ -342,7 +342,7 @@ const char* ResponseChecker::skipMoves(const char* next, const char* last) {
     }
     ++next;
     if (step == static_cast<std::uint8_t>(state)) {
-      // Blanks, mostly: a row of them.
+      // Whitespace, mostly.
       while (next != last && stepOf(state, *next) == step) {
         ++next;
       }
@@ -353,18 +353,19 @@ const char* ResponseChecker::skipMoves(const char* next, const char* last) {
   return next;
 }
 
-// Most strings are followed by a colon or a comma, perhaps among blanks, and many by another string then.
+// Most strings are followed by a colon or a comma, perhaps with whitespace around it, and many by another
+// string then.
 const char* ResponseChecker::skipStrings(const char* next, const char* last) {
   for (;;) {
     next = endOfStringRun(next, last);
     if (next == last || *next != '"') {
       return next;
     }
-    const char* const separator = json::endOfBlanks(next + 1, last);
+    const char* const separator = json::endOfWhitespace(next + 1, last);
     if (separator == last) {
       return next;
     }
-    const char* const behind = json::endOfBlanks(separator + 1, last);
+    const char* const behind = json::endOfWhitespace(separator + 1, last);
     if (behind == last) {
       return next;
     }

@@ -1,5 +1,5 @@
 // Finds the end of a JSON response in a stream of bytes without parsing it: a table-driven syntax checker
-// that needs constant time and memory for each byte, and takes the inside of a string in strides. It is
+// that needs constant time and memory for each byte, and passes the inside of a string in strides. It is
 // looser than JSON about numbers, as the parser is: a point need not be followed by a digit (but no exponent
 // may stand directly behind a zero). It refuses control characters in strings and deep nesting, which the
 // parser takes; the parser refuses a list as the outermost value and a name given twice, which the checker

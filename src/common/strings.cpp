@@ -34,7 +34,7 @@ std::string stripTrailingBackslash(std::string_view path) {
   return std::string(path);
 }
 
-std::string joinWithBlanks(const std::vector<std::string>& texts) {
+std::string joinWithSpaces(const std::vector<std::string>& texts) {
   std::string joined;
   for (const std::string& text : texts) {
     if (&text != &texts.front()) {

@@ -16,8 +16,8 @@ bool equalsIgnoringCase(std::string_view left, std::string_view right);
 // Removes one backslash from the end, if there is one. A second one stays.
 std::string stripTrailingBackslash(std::string_view path);
 
-// The texts with one blank between each two.
-std::string joinWithBlanks(const std::vector<std::string>& texts);
+// The texts with one space between each two.
+std::string joinWithSpaces(const std::vector<std::string>& texts);
 
 // The text between double quotes. Quotes inside it are left as they are.
 std::string inDoubleQuotes(std::string_view text);

@@ -42,10 +42,10 @@ bool MemberNames::isNewAmongFew(std::string_view name) const {
 }
 
 bool MemberNames::addToMany(std::string_view name) {
-  if (ordered_ == nullptr && meetings_ > kMeetingsPerName * (openNames_.size() - begin_)) {
-    putInOrder();
+  if (sorted_ == nullptr && collisions_ > kCollisionsPerName * (openNames_.size() - begin_)) {
+    sortNames();
   }
-  return ordered_ != nullptr ? ordered_->insert(name).second : addToTable(name);
+  return sorted_ != nullptr ? sorted_->insert(name).second : addToTable(name);
 }
 
 bool MemberNames::addToTable(std::string_view name) {
@@ -64,7 +64,7 @@ bool MemberNames::addToTable(std::string_view name) {
     if (table_[i].hash == hash && openNames_[begin_ + table_[i].position - 1] == name) {
       return false;
     }
-    ++meetings_;
+    ++collisions_;
     i = (i + 1) & (table_.size() - 1);
   }
   table_[i] = {hash, static_cast<std::uint32_t>(count + 1)};
@@ -80,9 +80,9 @@ void MemberNames::growTable() {
   }
 }
 
-void MemberNames::putInOrder() {
+void MemberNames::sortNames() {
   const auto begin = openNames_.begin() + static_cast<std::ptrdiff_t>(begin_);
-  ordered_ = std::make_unique<std::set<std::string_view>>(begin, openNames_.end());
+  sorted_ = std::make_unique<std::set<std::string_view>>(begin, openNames_.end());
   table_ = {};
 }
 

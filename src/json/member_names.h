@@ -1,7 +1,7 @@
 // Finds a second member of one name in an object. The names of all objects that are open lie in one stack,
 // since objects close in the reverse order of their opening. A few are compared one after another; more get a
-// table, so that the time for each stays the same however many there are. Names that were made to meet in the
-// table are put in order instead.
+// table, so that the time for each stays the same however many there are. Names that were chosen to collide
+// in the table are sorted instead.
 #pragma once
 
 #include <cstddef>
@@ -30,15 +30,15 @@ class MemberNames {
     return isNew;
   }
 
-  // How many names were met in the table on the way to a free place, all ways taken together. When that is
-  // many for each name, the table is given up and the names are in order.
-  std::size_t meetings() const { return meetings_; }
-  bool areOrdered() const { return ordered_ != nullptr; }
+  // The collisions in the table so far. When there are many for each name, the table is given up and the
+  // names are kept sorted.
+  std::size_t collisions() const { return collisions_; }
+  bool areSorted() const { return sorted_ != nullptr; }
 
  private:
   static constexpr std::size_t kFew = 16;
-  // Of names that were not made to meet, each meets one or two.
-  static constexpr std::size_t kMeetingsPerName = 16;
+  // A name that was not chosen to collide has one or two.
+  static constexpr std::size_t kCollisionsPerName = 16;
 
   // Where a name stands, counted from 1, and the beginning of its hash, which tells most names apart.
   struct Slot {
@@ -51,14 +51,14 @@ class MemberNames {
   bool addToTable(std::string_view name);
   void growTable();
   void place(const Slot& slot);
-  void putInOrder();
+  void sortNames();
 
   std::vector<std::string_view>& openNames_;
   std::size_t begin_;
   // Open addressing, at most half full; its size is a power of two.
   std::vector<Slot> table_;
-  std::size_t meetings_ = 0;
-  std::unique_ptr<std::set<std::string_view>> ordered_;
+  std::size_t collisions_ = 0;
+  std::unique_ptr<std::set<std::string_view>> sorted_;
 };
 
 }  // namespace json

@@ -43,10 +43,10 @@ void Parser::skip() {
       readArray([this] { skip(); });
       break;
     case ElementType::StringElement:
-      scanner_.takeString();
+      scanner_.consumeString();
       break;
     case ElementType::NumberElement:
-      takeNumber();
+      consumeNumber();
       break;
     case ElementType::BooleanElement:
       readBoolean();
@@ -58,12 +58,12 @@ void Parser::skip() {
 }
 
 double Parser::readNumber() {
-  return numberValue(takeNumber());
+  return numberValue(consumeNumber());
 }
 
-std::string_view Parser::takeNumber() {
+std::string_view Parser::consumeNumber() {
   const std::size_t begin = scanner_.offset();
-  const auto [number, length] = scanner_.takeNumber();
+  const auto [number, length] = scanner_.consumeNumber();
   if (length < number.size() || isCutShort(number)) {
     const char c = length < number.size() ? number[length] : number.back();
     fail(std::string("Unexpected character in NUMBER token: ") + c, {begin, scanner_.offset(), number});
@@ -73,38 +73,38 @@ std::string_view Parser::takeNumber() {
 
 bool Parser::readBoolean() {
   const bool value = scanner_.peek() == 't';
-  scanner_.takeWord(value ? "true" : "false");
+  scanner_.consumeWord(value ? "true" : "false");
   return value;
 }
 
 void Parser::readNull() {
-  scanner_.takeWord("null");
+  scanner_.consumeWord("null");
 }
 
 void Parser::readEnd() {
-  if (scanner_.skipBlanks()) {
+  if (scanner_.skipWhitespace()) {
     failAtNextToken("Expected End of token stream; found ");
   }
 }
 
 void Parser::fail(const std::string& message, const Token& token) {
   const std::string_view text = scanner_.text();
-  for (Scanner rest(text, scanner_.offset()); rest.skipBlanks();) {
-    rest.takeToken();
+  for (Scanner rest(text, scanner_.offset()); rest.skipWhitespace();) {
+    rest.consumeToken();
   }
   throw Reader::ParseException(message, locationOf(text, token.begin), locationOf(text, token.end));
 }
 
 void Parser::failAtNextToken(const std::string& message) {
   const std::string_view text = scanner_.text();
-  if (Scanner rest(text, scanner_.offset()); rest.skipBlanks()) {
-    const Token token = rest.takeToken();
+  if (Scanner rest(text, scanner_.offset()); rest.skipWhitespace()) {
+    const Token token = rest.consumeToken();
     fail(message + std::string(token.value), token);
   }
   // The text ends too early: the place is that of its last token.
   Token last;
-  for (Scanner all(text); all.skipBlanks();) {
-    last = all.takeToken();
+  for (Scanner all(text); all.skipWhitespace();) {
+    last = all.consumeToken();
   }
   fail("Unexpected end of token stream", last);
 }

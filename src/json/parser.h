@@ -1,6 +1,6 @@
 // Goes through JSON text once and hands its content to whoever wants it, without building anything: the
-// caller asks what the next element is and takes it, or skips it. It sees to the order of tokens, to names
-// given twice in one object, and to the depth. Texts are views as the scanner gives them.
+// caller asks what the next element is and reads it, or skips it. It checks the order of tokens, refuses
+// names given twice in one object, and limits the depth. Texts are views as the scanner gives them.
 //
 // Everything that is wrong ends in a ScanException or a ParseException. When tokens stand in a wrong order,
 // the rest of the text is scanned before that is thrown, since a ScanException goes before a ParseException.
@@ -34,47 +34,47 @@ class Parser {
 
   explicit Parser(std::string_view text) : scanner_(text) {}
 
-  // The type of the element that comes next. One of its type's functions, or skip(), takes it.
+  // The type of the element that comes next. One of its type's functions, or skip(), has to follow.
   ElementType next();
 
-  // Calls onMember for each member with its name; onMember takes the member's element.
+  // Calls onMember for each member with its name; onMember reads or skips the member's element.
   template <typename OnMember>
   void readObject(OnMember onMember) {
     enter('{');
     MemberNames names(openNames_);
-    if (!scanner_.takeIf('}')) {
+    if (!scanner_.consumeIf('}')) {
       do {
         expect('"');
         const std::size_t begin = scanner_.offset();
-        const std::string_view name = scanner_.takeString();
+        const std::string_view name = scanner_.consumeString();
         const std::size_t end = scanner_.offset();
-        take(':');
+        consume(':');
         onMember(name);
         if (!names.add(name)) {
           fail("Duplicate object member token: " + std::string(name), {begin, end, name});
         }
-      } while (scanner_.takeIf(','));
-      take('}');
+      } while (scanner_.consumeIf(','));
+      consume('}');
     }
     --depth_;
   }
 
-  // Calls onItem for each item; onItem takes it.
+  // Calls onItem for each item; onItem reads or skips it.
   template <typename OnItem>
   void readArray(OnItem onItem) {
     enter('[');
-    if (!scanner_.takeIf(']')) {
+    if (!scanner_.consumeIf(']')) {
       do {
         onItem();
-      } while (scanner_.takeIf(','));
-      take(']');
+      } while (scanner_.consumeIf(','));
+      consume(']');
     }
     --depth_;
   }
 
   std::string_view readString() {
     expect('"');
-    return scanner_.takeString();
+    return scanner_.consumeString();
   }
   double readNumber();
   bool readBoolean();
@@ -82,7 +82,7 @@ class Parser {
 
   void skip();
 
-  // Nothing but blanks may follow.
+  // Nothing but whitespace may follow.
   void readEnd();
 
   // Hands over what the strings with escapes are views of.
@@ -95,19 +95,19 @@ class Parser {
       fail("Nesting too deep", {scanner_.offset(), scanner_.offset() + 1, {}});
     }
     ++depth_;
-    scanner_.takeIf(open);
+    scanner_.consumeIf(open);
   }
   void expect(char token) {
     if (scanner_.peek() != token) {
       failAtNextToken("Unexpected token: ");
     }
   }
-  void take(char token) {
-    if (!scanner_.takeIf(token)) {
+  void consume(char token) {
+    if (!scanner_.consumeIf(token)) {
       failAtNextToken("Unexpected token: ");
     }
   }
-  std::string_view takeNumber();
+  std::string_view consumeNumber();
 
   // Scans what is left, and throws.
   [[noreturn]] void fail(const std::string& message, const Token& token);

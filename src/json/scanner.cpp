@@ -92,7 +92,7 @@ void Scanner::failAtEscape(char escape) const {
   fail(std::string("Unrecognized escape sequence found in string: \\") + escape);
 }
 
-Token Scanner::takeToken() {
+Token Scanner::consumeToken() {
   Token token;
   token.begin = offset();
   const char* const first = next_;
@@ -106,27 +106,27 @@ Token Scanner::takeToken() {
       ++next_;
       break;
     case '"':
-      token.value = takeString();
+      token.value = consumeString();
       token.end = offset();
       return token;
     case 't':
-      takeWord("true");
+      consumeWord("true");
       break;
     case 'f':
-      takeWord("false");
+      consumeWord("false");
       break;
     case 'n':
-      takeWord("null");
+      consumeWord("null");
       break;
     default:
-      takeNumber();
+      consumeNumber();
   }
   token.end = offset();
   token.value = {first, token.end - token.begin};
   return token;
 }
 
-void Scanner::takeWord(std::string_view word) {
+void Scanner::consumeWord(std::string_view word) {
   for (const char c : word) {
     if (next_ == last_ || *next_ != c) {
       fail("Expected string: " + std::string(word));
@@ -135,7 +135,7 @@ void Scanner::takeWord(std::string_view word) {
   }
 }
 
-Scanner::NumberRun Scanner::takeNumber() {
+Scanner::NumberRun Scanner::consumeNumber() {
   const char* const first = next_;
   if (*first != '-' && (*first < '0' || *first > '9')) {
     fail(std::string("Unexpected character in stream: ") + *first);
@@ -149,21 +149,21 @@ Scanner::NumberRun Scanner::takeNumber() {
 }
 
 // Control characters are let through here; the checker, which sees a response first, does not.
-std::string_view Scanner::takeUnusualString(const char* plainEnd) {
+std::string_view Scanner::consumeUnusualString(const char* plainEnd) {
   const char* const first = next_ + 1;
   const char* end = plainEnd;
   while (end != last_ && *end != '"' && *end != '\\') {
     end = endOfPlain(end + 1, last_);
   }
   if (end != last_ && *end == '\\') {
-    return takeStringWithEscapes(first, end);
+    return consumeStringWithEscapes(first, end);
   }
   next_ = end;
-  takeWord("\"");
+  consumeWord("\"");
   return {first, static_cast<std::size_t>(end - first)};
 }
 
-std::string_view Scanner::takeStringWithEscapes(const char* first, const char* backslash) {
+std::string_view Scanner::consumeStringWithEscapes(const char* first, const char* backslash) {
   if (!values_) {
     values_ = std::make_unique_for_overwrite<char[]>(static_cast<std::size_t>(last_ - first));
     valuesEnd_ = values_.get();
@@ -174,19 +174,19 @@ std::string_view Scanner::takeStringWithEscapes(const char* first, const char* b
   while (next_ != last_ && *next_ != '"') {
     if (*next_ == '\\') {
       ++next_;
-      target = next_ != last_ ? takeEscape(target) : target;
+      target = next_ != last_ ? consumeEscape(target) : target;
     } else {
       *target++ = *next_++;
       next_ = copyPlain(next_, last_, target);
     }
   }
-  takeWord("\"");
+  consumeWord("\"");
   valuesEnd_ = target;
   return {value, static_cast<std::size_t>(target - value)};
 }
 
 // Behind the backslash. A pair of surrogates is one character, and two escapes.
-char* Scanner::takeEscape(char* target) {
+char* Scanner::consumeEscape(char* target) {
   const char escape = *next_;
   if (const char meaning = traitsOf(escape).meaning; meaning != '\0') {
     ++next_;
@@ -197,15 +197,15 @@ char* Scanner::takeEscape(char* target) {
     failAtEscape(escape);
   }
   ++next_;
-  return takeUnicodeEscape(target);
+  return consumeUnicodeEscape(target);
 }
 
 // A surrogate without its other half is no character.
-char* Scanner::takeUnicodeEscape(char* target) {
-  std::uint32_t unit = takeCodeUnit();
+char* Scanner::consumeUnicodeEscape(char* target) {
+  std::uint32_t unit = consumeCodeUnit();
   while (isHighSurrogate(unit) && last_ - next_ >= 2 && next_[0] == '\\' && next_[1] == 'u') {
     next_ += 2;
-    const std::uint32_t second = takeCodeUnit();
+    const std::uint32_t second = consumeCodeUnit();
     if (isLowSurrogate(second)) {
       return putUtf8(target, 0x10000U + ((unit - 0xD800U) << 10U) + (second - 0xDC00U));
     }
@@ -216,7 +216,7 @@ char* Scanner::takeUnicodeEscape(char* target) {
   return putUtf8(target, isLone ? kReplacementCharacter : unit);
 }
 
-std::uint32_t Scanner::takeCodeUnit() {
+std::uint32_t Scanner::consumeCodeUnit() {
   std::uint32_t unit = 0;
   for (int i = 0; i < 4; ++i) {
     const std::uint8_t digit = next_ != last_ ? traitsOf(*next_).digit : ByteTraits::kNoDigit;

@@ -3,9 +3,9 @@
 // all of them. The text must outlive both.
 #pragma once
 
-#include "json/blanks.h"
 #include "json/errors.h"
 #include "json/plain_text.h"
+#include "json/whitespace.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -27,7 +27,7 @@ struct Token {
 // The line and column of an offset. Counted only when they are needed, which is for an error.
 Reader::Location locationOf(std::string_view text, std::size_t offset);
 
-// Every take...() throws Reader::ScanException at the first byte that does not fit.
+// Every consume...() throws Reader::ScanException at the first byte that does not fit.
 class Scanner {
  public:
   // The memory of the strings that hold escapes.
@@ -36,30 +36,30 @@ class Scanner {
   explicit Scanner(std::string_view text, std::size_t offset = 0)
       : text_(text), next_(text.data() + offset), last_(text.data() + text.size()) {}
 
-  // Goes to the next token, which begins with the next byte that is no blank. False when there is none.
-  bool skipBlanks() {
-    next_ = endOfBlanks(next_, last_);
+  // Goes to the next token, which begins with the next byte that is no whitespace. False when there is none.
+  bool skipWhitespace() {
+    next_ = endOfWhitespace(next_, last_);
     return next_ != last_;
   }
   // The same; gives the byte, or 0, which begins no token, when there is none.
-  char peek() { return skipBlanks() ? *next_ : '\0'; }
+  char peek() { return skipWhitespace() ? *next_ : '\0'; }
 
   std::size_t offset() const { return static_cast<std::size_t>(next_ - text_.data()); }
   std::string_view text() const { return text_; }
 
   // Takes a token of one byte, if it is the next one.
-  bool takeIf(char token) {
+  bool consumeIf(char token) {
     const bool found = peek() == token;
     next_ += found ? 1 : 0;
     return found;
   }
 
   // The next token, after peek() has shown it to be one of that kind.
-  std::string_view takeString() {
+  std::string_view consumeString() {
     const char* const first = next_ + 1;
     const char* const end = endOfPlain(first, last_);
     if (end == last_ || *end != '"') {
-      return takeUnusualString(end);
+      return consumeUnusualString(end);
     }
     next_ = end + 1;
     return {first, static_cast<std::size_t>(end - first)};
@@ -69,11 +69,11 @@ class Scanner {
     std::string_view bytes;
     std::size_t numberLength;
   };
-  NumberRun takeNumber();
-  void takeWord(std::string_view word);
+  NumberRun consumeNumber();
+  void consumeWord(std::string_view word);
 
-  // The next token of whatever kind, after skipBlanks().
-  Token takeToken();
+  // The next token of whatever kind, after skipWhitespace().
+  Token consumeToken();
 
   // Hands over what the strings with escapes are views of.
   Values releaseValues() { return std::move(values_); }
@@ -83,11 +83,11 @@ class Scanner {
   [[noreturn]] void failAtEscape(char escape) const;
 
   // A string that is not plain up to its quote; plainEnd is how far it is.
-  std::string_view takeUnusualString(const char* plainEnd);
-  std::string_view takeStringWithEscapes(const char* first, const char* backslash);
-  char* takeEscape(char* target);
-  char* takeUnicodeEscape(char* target);
-  std::uint32_t takeCodeUnit();
+  std::string_view consumeUnusualString(const char* plainEnd);
+  std::string_view consumeStringWithEscapes(const char* first, const char* backslash);
+  char* consumeEscape(char* target);
+  char* consumeUnicodeEscape(char* target);
+  std::uint32_t consumeCodeUnit();
 
   std::string_view text_;
   const char* next_;

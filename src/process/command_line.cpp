@@ -3,9 +3,9 @@
 #include "common/strings.h"
 
 std::string quotedIfNeeded(const std::string& text) {
-  const bool hasBlank = text.find(' ') != std::string::npos;
+  const bool hasSpace = text.find(' ') != std::string::npos;
   const bool hasQuote = text.starts_with('"') || text.ends_with('"');
-  return hasBlank && !hasQuote ? inDoubleQuotes(text) : text;
+  return hasSpace && !hasQuote ? inDoubleQuotes(text) : text;
 }
 
 std::string commandLine(const std::string& programPath, const std::vector<std::string>& arguments) {

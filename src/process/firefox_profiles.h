@@ -1,4 +1,4 @@
-// Reads Firefox's profiles.ini by rules of its own: byte by byte, with blanks kept and no comments. The
+// Reads Firefox's profiles.ini by rules of its own: byte by byte, with whitespace kept and no comments. The
 // parser is portable and works on bytes; process/win32/profile_store.h opens the file.
 #pragma once
 

@@ -17,7 +17,7 @@ constexpr char kDefaultProfile[] = "default";
 // through this name, also with older versions of the library, so its spelling stays.
 constexpr char kUnknownProfile[] = "unknonw";
 
-// Formatted into a buffer of this size, so that a longer name is cut.
+// Formatted into a buffer of this size: a longer name is cut.
 constexpr std::size_t kCommunicationNameBuffer = 256;
 
 std::string serverPipePath(const std::string& browserType, const std::string& name,

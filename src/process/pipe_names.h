@@ -13,7 +13,7 @@ struct ServerPipe {
   std::string profileName;
 };
 
-// A name that the caller gave: a full pipe path is taken as it is, any other is completed with browser type
+// A name that the caller gave: a full pipe path stays as it is, any other is completed with browser type
 // and user.
 ServerPipe explicitServerPipe(const std::string& browserType, const std::string& givenName,
                               const std::string& userName);

@@ -25,7 +25,7 @@ class FakeBrowser : public BrowserInstance {
 
   explicit FakeBrowser(std::string browserType = kFirefox) : BrowserInstance(std::move(browserType)) {}
 
-  using BrowserInstance::takeOver;
+  using BrowserInstance::merge;
 
   // The next connection attempts, in order; when none is left, they succeed.
   void failConnect(int number, std::string text = "not connected") {

@@ -45,14 +45,15 @@ struct pipe_handle {
   Operation pending = Operation::None;
   std::vector<char> bytes;
 
-  // What a read received that nobody has taken yet: more than its taker asked for, or ended by a write.
-  std::vector<char> untaken;
+  // What a read has received and no caller has got yet: more than the caller asked for, or received before a
+  // write ended the read.
+  std::vector<char> undelivered;
 };
 
 namespace {
 
 // What is left of a time-out for an operation that may have to wait for another one first. The clock starts
-// with the first wait, which so gets the whole time.
+// with the first wait: a single wait gets the whole time-out.
 class Deadline {
  public:
   explicit Deadline(int timeoutSeconds) : wait_(transportWaitMilliseconds(timeoutSeconds)) {}
@@ -125,8 +126,8 @@ void endPending(pipe_handle& pipe) {
   }
 }
 
-void keepUntaken(pipe_handle& pipe, const char* first, std::size_t count) {
-  pipe.untaken.insert(pipe.untaken.end(), first, first + count);
+void keepUndelivered(pipe_handle& pipe, const char* first, std::size_t count) {
+  pipe.undelivered.insert(pipe.undelivered.end(), first, first + count);
 }
 
 // Cancels the pending operation, if there is one, and waits until the kernel has let go of it. False when it
@@ -153,7 +154,7 @@ bool cancelRead(pipe_handle& pipe) {
   if (!cancelPending(pipe, count)) {
     return false;
   }
-  keepUntaken(pipe, pipe.bytes.data(), count);
+  keepUndelivered(pipe, pipe.bytes.data(), count);
   endPending(pipe);
   return true;
 }
@@ -204,20 +205,21 @@ int writeWaitCode(DWORD waitResult) {
   return PIPE_ERR_FAILED;
 }
 
-int takeUntaken(pipe_handle& pipe, char* buffer, std::size_t length) {
-  const std::size_t count = std::min(length, pipe.untaken.size());
-  std::copy_n(pipe.untaken.begin(), count, buffer);
-  pipe.untaken.erase(pipe.untaken.begin(), pipe.untaken.begin() + static_cast<std::ptrdiff_t>(count));
+int deliverKept(pipe_handle& pipe, char* buffer, std::size_t length) {
+  const std::size_t count = std::min(length, pipe.undelivered.size());
+  std::copy_n(pipe.undelivered.begin(), count, buffer);
+  pipe.undelivered.erase(pipe.undelivered.begin(),
+                         pipe.undelivered.begin() + static_cast<std::ptrdiff_t>(count));
   return static_cast<int>(count);
 }
 
 // Hands out what a finished read has left in the end's own bytes. It may be more than this caller asked for.
 int deliver(pipe_handle& pipe, char* buffer, std::size_t length, DWORD count) {
-  const std::size_t taken = std::min<std::size_t>(length, count);
-  std::copy_n(pipe.bytes.begin(), taken, buffer);
-  keepUntaken(pipe, pipe.bytes.data() + taken, count - taken);
+  const std::size_t delivered = std::min<std::size_t>(length, count);
+  std::copy_n(pipe.bytes.begin(), delivered, buffer);
+  keepUndelivered(pipe, pipe.bytes.data() + delivered, count - delivered);
   endPending(pipe);
-  return static_cast<int>(taken);
+  return static_cast<int>(delivered);
 }
 
 int awaitRead(pipe_handle& pipe, char* buffer, std::size_t length, Deadline& deadline) {
@@ -333,8 +335,8 @@ int pipe_read(pipe_handle* pipe, void* buffer, int length, int timeoutSeconds) {
   }
   char* const target = static_cast<char*>(buffer);
   const auto wanted = static_cast<std::size_t>(length);
-  if (!pipe->untaken.empty()) {
-    return takeUntaken(*pipe, target, wanted);
+  if (!pipe->undelivered.empty()) {
+    return deliverKept(*pipe, target, wanted);
   }
   Deadline deadline(timeoutSeconds);
   if (pipe->pending == Operation::Read) {

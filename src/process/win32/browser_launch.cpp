@@ -44,7 +44,7 @@ bool findBrowser(BrowserInstance& instance, const std::string& path) {
 
 // Starts the process and gives its id, or nothing with the reason in the thread's last error.
 std::optional<DWORD> startProcess(const std::string& path, const std::vector<std::string>& arguments) {
-  __loginf("Starting binary %s %s", path.c_str(), joinWithBlanks(arguments).c_str());
+  __loginf("Starting binary %s %s", path.c_str(), joinWithSpaces(arguments).c_str());
 
   // CreateProcessW may write into the command line, so it gets a buffer of its own.
   std::wstring line = utf16FromUtf8(commandLine(path, arguments));

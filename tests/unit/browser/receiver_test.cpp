@@ -642,7 +642,7 @@ TEST(FailingField, ThatIsNotOptionalIsTheInstancesError) {
   Response received;
   constexpr std::array<ResponseField, 1> kFields = {{{"a", false, nullptr, failToTake}}};
 
-  browser.takeOver(received, kFields);
+  browser.merge(received, kFields);
 
   EXPECT_EQ(browser.errorNumber(), -1);
   EXPECT_EQ(browser.errorText(), kMalformedText);
@@ -655,7 +655,7 @@ TEST(FailingField, ThatIsOptionalIsAbandonedSilently) {
   Response received;
   constexpr std::array<ResponseField, 1> kFields = {{{"a", true, nullptr, failToTake}}};
 
-  browser.takeOver(received, kFields);
+  browser.merge(received, kFields);
 
   EXPECT_EQ(describe(browser), "7 'before' extracts 'e[EXTRACT]x' performance n=v wait 42 profiler 'p'");
   EXPECT_EQ(log.text(), "");

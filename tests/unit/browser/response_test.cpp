@@ -40,7 +40,7 @@ std::string afterReading(const std::string& text) {
   responseText.bytes.assign(text.begin(), text.end());
   Response received = readResponse(responseText);
   Response response = earlierResponse();
-  takeFields(received, responseFields(), response);
+  mergeFields(received, responseFields(), response);
   return describe(response);
 }
 
@@ -136,29 +136,29 @@ Response receivedNumbers() {
   return received;
 }
 
-TEST(TakeFields, TroubleInAnOptionalFieldAbandonsThatFieldAlone) {
+TEST(MergeFields, TroubleInAnOptionalFieldAbandonsThatFieldAlone) {
   constexpr std::array<ResponseField, 2> kFields = {
       {{"a", true, nullptr, failToTake}, {"b", false, nullptr, takeNumber}}};
   Response received = receivedNumbers();
   Response response;
 
-  takeFields(received, kFields, response);
+  mergeFields(received, kFields, response);
 
   EXPECT_EQ(describe(response), "5 '' extracts 'taken before the failure' performance wait 0 profiler ''");
 }
 
-TEST(TakeFields, TroubleInAnyOtherFieldEndsTheTaking) {
+TEST(MergeFields, TroubleInAnyOtherFieldEndsTheTaking) {
   constexpr std::array<ResponseField, 3> kFields = {{{"b", false, nullptr, takeNumber},
                                                      {"a", false, nullptr, failToTake},
                                                      {"c", false, nullptr, takeProcessId}}};
   Response received = receivedNumbers();
   Response response;
 
-  EXPECT_THROW(takeFields(received, kFields, response), json::Exception);
+  EXPECT_THROW(mergeFields(received, kFields, response), json::Exception);
   EXPECT_EQ(describe(response), "5 '' extracts 'taken before the failure' performance wait 0 profiler ''");
 }
 
-TEST(TakeFields, OnlyStatusAndErrorCodeAreNotOptional) {
+TEST(MergeFields, OnlyStatusAndErrorCodeAreNotOptional) {
   std::string fields;
   for (const ResponseField& field : responseFields()) {
     fields += std::string(field.name) + (field.isOptional ? "? " : " ");

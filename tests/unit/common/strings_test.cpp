@@ -58,11 +58,11 @@ TEST(Strings, APathWithoutATrailingBackslashStays) {
 }
 
 TEST(Strings, JoiningPutsOneBlankBetweenEachTwoTexts) {
-  EXPECT_EQ(joinWithBlanks({}), "");
-  EXPECT_EQ(joinWithBlanks({"a"}), "a");
-  EXPECT_EQ(joinWithBlanks({"a", "b c", "d"}), "a b c d");
-  EXPECT_EQ(joinWithBlanks({"", "", "x"}), "  x");
-  EXPECT_EQ(joinWithBlanks({"x", "x"}), "x x");
+  EXPECT_EQ(joinWithSpaces({}), "");
+  EXPECT_EQ(joinWithSpaces({"a"}), "a");
+  EXPECT_EQ(joinWithSpaces({"a", "b c", "d"}), "a b c d");
+  EXPECT_EQ(joinWithSpaces({"", "", "x"}), "  x");
+  EXPECT_EQ(joinWithSpaces({"x", "x"}), "x x");
 }
 
 TEST(Strings, QuotesEncloseATextAsItIs) {

@@ -103,8 +103,8 @@ TEST(MemberNames, ThatWereNotMadeToMeetStayInTheTable) {
 
     EXPECT_EQ(addAll(names, all), kMany);
 
-    EXPECT_FALSE(names.areOrdered());
-    EXPECT_LT(names.meetings(), 2 * kMany);
+    EXPECT_FALSE(names.areSorted());
+    EXPECT_LT(names.collisions(), 2 * kMany);
   }
 }
 
@@ -115,8 +115,8 @@ TEST(MemberNames, ThatWereMadeToMeetArePutInOrderSoon) {
 
   EXPECT_EQ(addAll(names, all), kMany);
 
-  EXPECT_TRUE(names.areOrdered());
-  EXPECT_LT(names.meetings(), 1000U);
+  EXPECT_TRUE(names.areSorted());
+  EXPECT_LT(names.collisions(), 1000U);
   EXPECT_EQ(addAll(names, all), 0U);
   EXPECT_TRUE(names.add("another"));
 }
