@@ -6,54 +6,21 @@
 
 #include <algorithm>
 #include <array>
-#include <initializer_list>
 #include <string_view>
 
 namespace {
 
 using State = ResponseChecker::State;
 
-enum class CharClass : std::uint8_t {
-  Space,
-  White,
-  OpenBrace,
-  CloseBrace,
-  OpenBracket,
-  CloseBracket,
-  Colon,
-  Comma,
-  Quote,
-  Backslash,
-  Slash,
-  Plus,
-  Minus,
-  Point,
-  Zero,
-  Digit,
-  LowerA,
-  LowerB,
-  LowerC,
-  LowerD,
-  LowerE,
-  LowerF,
-  LowerL,
-  LowerN,
-  LowerR,
-  LowerS,
-  LowerT,
-  LowerU,
-  UpperAToD,
-  UpperE,
-  Other,
-  None,  // control characters, which are rejected wherever they stand
-};
-constexpr int kCharClassCount = static_cast<int>(CharClass::None);
+constexpr std::string_view kWhitespace = " \t\n\r";
+constexpr std::string_view kOneToNine = "123456789";
+constexpr std::string_view kDigits = "0123456789";
+constexpr std::string_view kHexadecimalDigits = "0123456789abcdefABCDEF";
 
 // What a byte does apart from naming the next state. Those that look at the mode stack choose the next state
 // themselves.
 enum class Action : std::uint8_t {
   Reject,
-  Move,
   OpenObject,
   OpenArray,
   CloseObject,
@@ -64,105 +31,77 @@ enum class Action : std::uint8_t {
   Separate,
 };
 
-struct Transition {
-  Action action = Action::Reject;
-  State next = State::Start;
-};
-
-using ClassTable = std::array<CharClass, 256>;
-using TransitionTable = std::array<std::array<Transition, kCharClassCount>, ResponseChecker::kStateCount>;
-
-consteval ClassTable makeClassTable() {
-  ClassTable table{};
-  for (std::size_t byte = 0; byte < table.size(); ++byte) {
-    table[byte] = byte < 32 ? CharClass::None : CharClass::Other;
-  }
-  const auto put = [&table](std::string_view bytes, CharClass charClass) {
-    for (const char c : bytes) {
-      table[static_cast<unsigned char>(c)] = charClass;
-    }
-  };
-  put(" ", CharClass::Space);
-  put("\t\n\r", CharClass::White);
-  put("{", CharClass::OpenBrace);
-  put("}", CharClass::CloseBrace);
-  put("[", CharClass::OpenBracket);
-  put("]", CharClass::CloseBracket);
-  put(":", CharClass::Colon);
-  put(",", CharClass::Comma);
-  put("\"", CharClass::Quote);
-  put("\\", CharClass::Backslash);
-  put("/", CharClass::Slash);
-  put("+", CharClass::Plus);
-  put("-", CharClass::Minus);
-  put(".", CharClass::Point);
-  put("0", CharClass::Zero);
-  put("123456789", CharClass::Digit);
-  put("a", CharClass::LowerA);
-  put("b", CharClass::LowerB);
-  put("c", CharClass::LowerC);
-  put("d", CharClass::LowerD);
-  put("e", CharClass::LowerE);
-  put("f", CharClass::LowerF);
-  put("l", CharClass::LowerL);
-  put("n", CharClass::LowerN);
-  put("r", CharClass::LowerR);
-  put("s", CharClass::LowerS);
-  put("t", CharClass::LowerT);
-  put("u", CharClass::LowerU);
-  put("ABCDF", CharClass::UpperAToD);
-  put("E", CharClass::UpperE);
-  return table;
+// What a byte does in a state, in one number: the next state, or behind all states the action.
+constexpr std::uint8_t stepFor(State next) {
+  return static_cast<std::uint8_t>(next);
 }
+constexpr std::uint8_t stepFor(Action action) {
+  return static_cast<std::uint8_t>(ResponseChecker::kStateCount + static_cast<int>(action));
+}
+
+using StepTable = std::array<std::array<std::uint8_t, 256>, ResponseChecker::kStateCount>;
 
 class TableBuilder {
  public:
-  // Every pair that no rule names stays rejected.
-  consteval void on(State state, std::initializer_list<CharClass> classes, Action action,
-                    State next = State::Start) {
-    for (const CharClass charClass : classes) {
-      table_[static_cast<std::size_t>(state)][static_cast<std::size_t>(charClass)] = {action, next};
+  // Every byte that no rule names is rejected.
+  consteval TableBuilder() {
+    for (auto& row : table_) {
+      row.fill(stepFor(Action::Reject));
     }
   }
 
-  consteval void move(State state, std::initializer_list<CharClass> classes, State next) {
-    on(state, classes, Action::Move, next);
+  // One of the bytes in this state leads to another state, or to an action.
+  template <typename To>
+  consteval void on(State state, std::string_view bytes, To to) {
+    for (const char byte : bytes) {
+      step(state, byte) = stepFor(to);
+    }
   }
 
-  consteval void skipWhitespace(State state) { move(state, {CharClass::Space, CharClass::White}, state); }
+  // Every byte from the space up.
+  consteval void onText(State state, State next) {
+    for (int byte = ' '; byte < 256; ++byte) {
+      step(state, static_cast<char>(byte)) = stepFor(next);
+    }
+  }
+
+  consteval void skipWhitespace(State state) { on(state, kWhitespace, state); }
 
   // What may follow a complete value: its container's end, a comma, whitespace.
   consteval void endValue(State state) {
-    move(state, {CharClass::Space, CharClass::White}, State::Ok);
-    on(state, {CharClass::CloseBrace}, Action::CloseObject);
-    on(state, {CharClass::CloseBracket}, Action::CloseArray);
-    on(state, {CharClass::Comma}, Action::Separate);
+    on(state, kWhitespace, State::Ok);
+    on(state, "}", Action::CloseObject);
+    on(state, "]", Action::CloseArray);
+    on(state, ",", Action::Separate);
   }
 
   consteval void beginContainer(State state) {
-    on(state, {CharClass::OpenBrace}, Action::OpenObject);
-    on(state, {CharClass::OpenBracket}, Action::OpenArray);
+    on(state, "{", Action::OpenObject);
+    on(state, "[", Action::OpenArray);
   }
 
   consteval void beginValue(State state) {
     beginContainer(state);
-    move(state, {CharClass::Quote}, State::String);
-    move(state, {CharClass::Minus}, State::Minus);
-    move(state, {CharClass::Zero}, State::Zero);
-    move(state, {CharClass::Digit}, State::Integer);
-    move(state, {CharClass::LowerT}, State::T);
-    move(state, {CharClass::LowerF}, State::F);
-    move(state, {CharClass::LowerN}, State::N);
+    on(state, "\"", State::String);
+    on(state, "-", State::Minus);
+    on(state, "0", State::Zero);
+    on(state, kOneToNine, State::Integer);
+    on(state, "t", State::T);
+    on(state, "f", State::F);
+    on(state, "n", State::N);
   }
 
-  consteval const TransitionTable& table() const { return table_; }
+  consteval const StepTable& table() const { return table_; }
 
  private:
-  TransitionTable table_{};
+  consteval std::uint8_t& step(State state, char byte) {
+    return table_[static_cast<std::size_t>(state)][static_cast<unsigned char>(byte)];
+  }
+
+  StepTable table_{};
 };
 
-consteval TransitionTable makeTransitionTable() {
-  using C = CharClass;
+consteval StepTable makeStepTable() {
   TableBuilder rules;
 
   rules.skipWhitespace(State::Start);
@@ -171,114 +110,67 @@ consteval TransitionTable makeTransitionTable() {
   rules.endValue(State::Ok);
 
   rules.skipWhitespace(State::Object);
-  rules.on(State::Object, {C::CloseBrace}, Action::CloseEmptyObject);
-  rules.move(State::Object, {C::Quote}, State::String);
+  rules.on(State::Object, "}", Action::CloseEmptyObject);
+  rules.on(State::Object, "\"", State::String);
 
   rules.skipWhitespace(State::Key);
-  rules.move(State::Key, {C::Quote}, State::String);
+  rules.on(State::Key, "\"", State::String);
 
   rules.skipWhitespace(State::Colon);
-  rules.on(State::Colon, {C::Colon}, Action::EndName);
+  rules.on(State::Colon, ":", Action::EndName);
 
   rules.skipWhitespace(State::Value);
   rules.beginValue(State::Value);
 
   rules.skipWhitespace(State::Array);
   rules.beginValue(State::Array);
-  rules.on(State::Array, {C::CloseBracket}, Action::CloseArray);
+  rules.on(State::Array, "]", Action::CloseArray);
 
-  for (int charClass = 0; charClass < kCharClassCount; ++charClass) {
-    rules.move(State::String, {static_cast<C>(charClass)}, State::String);
-  }
-  rules.on(State::String, {C::White}, Action::Reject);
-  rules.on(State::String, {C::Quote}, Action::EndString);
-  rules.move(State::String, {C::Backslash}, State::Escape);
+  rules.onText(State::String, State::String);
+  rules.on(State::String, "\"", Action::EndString);
+  rules.on(State::String, "\\", State::Escape);
 
-  rules.move(State::Escape,
-             {C::Quote, C::Backslash, C::Slash, C::LowerB, C::LowerF, C::LowerN, C::LowerR, C::LowerT},
-             State::String);
-  rules.move(State::Escape, {C::LowerU}, State::U1);
+  rules.on(State::Escape, "\"\\/bfnrt", State::String);
+  rules.on(State::Escape, "u", State::U1);
+  rules.on(State::U1, kHexadecimalDigits, State::U2);
+  rules.on(State::U2, kHexadecimalDigits, State::U3);
+  rules.on(State::U3, kHexadecimalDigits, State::U4);
+  rules.on(State::U4, kHexadecimalDigits, State::String);
 
-  constexpr std::array<State, 5> kHexStates = {State::U1, State::U2, State::U3, State::U4, State::String};
-  for (std::size_t i = 0; i + 1 < kHexStates.size(); ++i) {
-    rules.move(kHexStates[i],
-               {C::Zero, C::Digit, C::LowerA, C::LowerB, C::LowerC, C::LowerD, C::LowerE, C::LowerF,
-                C::UpperAToD, C::UpperE},
-               kHexStates[i + 1]);
-  }
-
-  rules.move(State::Minus, {C::Zero}, State::Zero);
-  rules.move(State::Minus, {C::Digit}, State::Integer);
+  rules.on(State::Minus, "0", State::Zero);
+  rules.on(State::Minus, kOneToNine, State::Integer);
 
   rules.endValue(State::Zero);
-  rules.move(State::Zero, {C::Point}, State::Fraction);
+  rules.on(State::Zero, ".", State::Fraction);
 
   rules.endValue(State::Integer);
-  rules.move(State::Integer, {C::Zero, C::Digit}, State::Integer);
-  rules.move(State::Integer, {C::Point}, State::Fraction);
-  rules.move(State::Integer, {C::LowerE, C::UpperE}, State::E);
+  rules.on(State::Integer, kDigits, State::Integer);
+  rules.on(State::Integer, ".", State::Fraction);
+  rules.on(State::Integer, "eE", State::E);
 
   // No digit is needed behind the point: extensions have always been allowed to send "1." and "1.e5".
   rules.endValue(State::Fraction);
-  rules.move(State::Fraction, {C::Zero, C::Digit}, State::Fraction);
-  rules.move(State::Fraction, {C::LowerE, C::UpperE}, State::E);
+  rules.on(State::Fraction, kDigits, State::Fraction);
+  rules.on(State::Fraction, "eE", State::E);
 
-  rules.move(State::E, {C::Plus, C::Minus}, State::Ex);
-  rules.move(State::E, {C::Zero, C::Digit}, State::Exp);
-  rules.move(State::Ex, {C::Zero, C::Digit}, State::Exp);
+  rules.on(State::E, "+-", State::Ex);
+  rules.on(State::E, kDigits, State::Exp);
+  rules.on(State::Ex, kDigits, State::Exp);
   rules.endValue(State::Exp);
-  rules.move(State::Exp, {C::Zero, C::Digit}, State::Exp);
+  rules.on(State::Exp, kDigits, State::Exp);
 
-  rules.move(State::T, {C::LowerR}, State::Tr);
-  rules.move(State::Tr, {C::LowerU}, State::Tru);
-  rules.move(State::Tru, {C::LowerE}, State::Ok);
-  rules.move(State::F, {C::LowerA}, State::Fa);
-  rules.move(State::Fa, {C::LowerL}, State::Fal);
-  rules.move(State::Fal, {C::LowerS}, State::Fals);
-  rules.move(State::Fals, {C::LowerE}, State::Ok);
-  rules.move(State::N, {C::LowerU}, State::Nu);
-  rules.move(State::Nu, {C::LowerL}, State::Nul);
-  rules.move(State::Nul, {C::LowerL}, State::Ok);
+  rules.on(State::T, "r", State::Tr);
+  rules.on(State::Tr, "u", State::Tru);
+  rules.on(State::Tru, "e", State::Ok);
+  rules.on(State::F, "a", State::Fa);
+  rules.on(State::Fa, "l", State::Fal);
+  rules.on(State::Fal, "s", State::Fals);
+  rules.on(State::Fals, "e", State::Ok);
+  rules.on(State::N, "u", State::Nu);
+  rules.on(State::Nu, "l", State::Nul);
+  rules.on(State::Nul, "l", State::Ok);
 
   return rules.table();
-}
-
-constexpr ClassTable kClasses = makeClassTable();
-constexpr TransitionTable kTransitions = makeTransitionTable();
-
-constexpr Transition transitionOf(State state, unsigned char byte) {
-  const CharClass charClass = kClasses[byte];
-  if (charClass == CharClass::None) {
-    return {};
-  }
-  return kTransitions[static_cast<std::size_t>(state)][static_cast<std::size_t>(charClass)];
-}
-
-static_assert(transitionOf(State::String, '\t').action == Action::Reject,
-              "a tab inside a string is rejected");
-static_assert(transitionOf(State::String, 0x07).action == Action::Reject, "a control character is rejected");
-static_assert(transitionOf(State::String, 0xE9).next == State::String,
-              "a byte above 127 may stand in a string");
-static_assert(transitionOf(State::Zero, 'e').action == Action::Reject, "a zero takes no exponent directly");
-static_assert(transitionOf(State::Start, '"').action == Action::Reject, "a text is no response");
-
-// What every byte does in every state, in one number each: the next state, or behind all states the action.
-using StepTable = std::array<std::array<std::uint8_t, 256>, ResponseChecker::kStateCount>;
-
-constexpr std::uint8_t stepFor(Action action) {
-  return static_cast<std::uint8_t>(ResponseChecker::kStateCount + static_cast<int>(action));
-}
-
-consteval StepTable makeStepTable() {
-  StepTable table{};
-  for (std::size_t state = 0; state < table.size(); ++state) {
-    for (std::size_t byte = 0; byte < table[state].size(); ++byte) {
-      const Transition transition = transitionOf(static_cast<State>(state), static_cast<unsigned char>(byte));
-      table[state][byte] = transition.action == Action::Move ? static_cast<std::uint8_t>(transition.next)
-                                                             : stepFor(transition.action);
-    }
-  }
-  return table;
 }
 
 constexpr StepTable kSteps = makeStepTable();
@@ -290,6 +182,17 @@ constexpr std::uint8_t stepOf(State state, char byte) {
 constexpr bool isMove(std::uint8_t step) {
   return step < ResponseChecker::kStateCount;
 }
+
+constexpr bool isRejected(State state, char byte) {
+  return stepOf(state, byte) == stepFor(Action::Reject);
+}
+
+static_assert(isRejected(State::String, '\t'), "a tab inside a string is rejected");
+static_assert(isRejected(State::String, 0x07), "a control character is rejected");
+static_assert(stepOf(State::String, '\xE9') == stepFor(State::String),
+              "a byte above 127 may stand in a string");
+static_assert(isRejected(State::Zero, 'e'), "a zero takes no exponent directly");
+static_assert(isRejected(State::Start, '"'), "a text is no response");
 
 }  // namespace
 
