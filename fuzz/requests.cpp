@@ -1,4 +1,4 @@
-// Every request that a host can cause is read back as what the host gave: by our reader, by the simulator
+// Every request that a host can cause is read back as what the host gave: by our parser, by the simulator
 // and, where the texts allow it, by another JSON library.
 #include "browser/browser_instance.h"
 #include "fuzz/property.h"
@@ -103,21 +103,21 @@ Wanted sendWhatIsWanted(FuzzInput& input, SendingInstance& instance) {
   return wanted;
 }
 
-void checkOurReader(const std::string& text, const Wanted& wanted) {
+void checkOurParser(const std::string& text, const Wanted& wanted) {
   const OtherJson request = readByOurs(text);
   const OtherJson& arguments = request.at("args");
-  FUZZ_PROPERTY(request.at("type") == wanted.type, "our reader reads the type");
+  FUZZ_PROPERTY(request.at("type") == wanted.type, "our parser reads the type");
   if (wanted.type == "play") {
-    FUZZ_PROPERTY(arguments.at("source") == wanted.source, "our reader reads the macro");
+    FUZZ_PROPERTY(arguments.at("source") == wanted.source, "our parser reads the macro");
     OtherJson variables = OtherJson::object();
     for (const auto& [name, value] : wanted.variables) {
       variables.emplace(name, value);
     }
-    FUZZ_PROPERTY(arguments.at("vars") == variables, "our reader reads the variables in their order");
+    FUZZ_PROPERTY(arguments.at("vars") == variables, "our parser reads the variables in their order");
   }
   FUZZ_PROPERTY(wanted.type != "show" || arguments.at("message") == wanted.message,
-                "our reader reads the message");
-  FUZZ_PROPERTY(wanted.type != "capture" || arguments.at("path") == wanted.path, "our reader reads the path");
+                "our parser reads the message");
+  FUZZ_PROPERTY(wanted.type != "capture" || arguments.at("path") == wanted.path, "our parser reads the path");
 }
 
 void checkSimulator(const std::string& text, const Wanted& wanted, unsigned seed) {
@@ -163,7 +163,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (wanted.hasOddName()) {
     return 0;
   }
-  checkOurReader(text, wanted);
+  checkOurParser(text, wanted);
   checkSimulator(text, wanted, seed);
   // Line feeds are the layout's.
   std::string onOneLine = text;

@@ -97,7 +97,7 @@ Outcome expectedOf(const OtherReading& reading) {
   outcome.incomplete = false;
   const OtherJson& response = *reading.value;
   if (!response.is_object() || reading.namesOneTwice) {
-    return outcome;  // the reader refuses it, and nothing changes
+    return outcome;  // the parser refuses it, and nothing changes
   }
   outcome.errorText = textIn(response, "status");
   outcome.errorNumber = numberIn<int>(response, "errorCode");

@@ -1,5 +1,5 @@
 // Whatever macro the simulator plays, with whatever variables, its reply is a response that the grammar lets
-// through and that our reader and another library read alike.
+// through and that our parser and another library read alike.
 #include "fuzz/property.h"
 #include "fuzz/support/input.h"
 #include "fuzz/support/other_reader.h"

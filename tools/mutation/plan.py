@@ -39,7 +39,7 @@ UNIT = "kx_unit_tests"
 
 # The targets in fuzz/ replay their stored inputs.
 CORPORA = {
-    "json": ("json_reader", "requests", "response_checker"),
+    "json": ("json_parser", "requests", "response_checker"),
     "browser": ("response_checker",),
     "process": ("profiles_ini",),
     "api": ("options",),

@@ -77,7 +77,7 @@ class Plan(unittest.TestCase):
         stages = plan.stages_for("src/json/reader.cpp")
         self.assertEqual({stage.tree for stage in stages[:-1]}, {"native"})
         self.assertEqual(stages[-1].tree, "sanitize")
-        self.assertIn("fuzz_json_reader", [stage.program for stage in plan.stages_for("src/json/reader.cpp")])
+        self.assertIn("fuzz_json_parser", [stage.program for stage in plan.stages_for("src/json/parser.cpp")])
 
     def test_windows_files_are_tested_with_what_is_likeliest_first(self):
         stages = plan.stages_for("src/process/win32/start_lock.cpp")

@@ -362,7 +362,7 @@ TEST(RejectedByte, TheTwentiethOpenContainerIsOneInEveryResponse) {
   EXPECT_EQ(log.text(), rejected + rejected + rejected);
 }
 
-// ---- what the reader refuses ----
+// ---- what the parser refuses ----
 
 struct EarlierResponse : FakeBrowser {
   EarlierResponse() {

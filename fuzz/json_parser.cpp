@@ -1,5 +1,5 @@
 // Any bytes either can be read or raise one of the parser's two exceptions, with a place inside the
-// text. Of a text that the grammar lets through, our reader and another library's read the same values, or
+// text. Of a text that the grammar lets through, our parser and another library's read the same values, or
 // one of them refuses for a known reason.
 #include "fuzz/property.h"
 #include "fuzz/support/other_reader.h"
