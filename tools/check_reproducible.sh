@@ -22,7 +22,7 @@ build_copy() {
   local folder=$scratch/$1
   mkdir -p "$folder"
   git -C "$root" ls-files -z --cached --others --exclude-standard -- CMakeLists.txt CMakePresets.json cmake packaging src \
-    LICENSE examples peers/simulator | (cd "$root" && xargs -0 cp --parents -t "$folder")
+    LICENSE CHANGELOG.md examples peers/simulator | (cd "$root" && xargs -0 cp --parents -t "$folder")
   cmake --preset windows-release -S "$folder" -B "$folder/build" >"$folder.log"
   cmake --build "$folder/build" --target KXTCP64 kxsim first_host >>"$folder.log"
 }
