@@ -16,6 +16,8 @@
 #include <string_view>
 #include <vector>
 
+namespace kx {
+
 namespace {
 
 bool hasQuote(std::string_view text) {
@@ -134,3 +136,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   checkRunner(program, flags % 2 != 0);
   return 0;
 }
+
+}  // namespace kx

@@ -12,6 +12,8 @@
 #include <string>
 #include <string_view>
 
+namespace kx {
+
 namespace {
 
 void checkPlace(const json::Reader::Location& place, std::string_view text) {
@@ -77,3 +79,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   return 0;
 }
+
+}  // namespace kx

@@ -8,6 +8,8 @@
 #include <regex>
 #include <string>
 
+namespace kx {
+
 namespace {
 
 // The engine recurses once per character; longer texts would only exhaust its stack.
@@ -44,3 +46,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   return 0;
 }
+
+}  // namespace kx

@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+namespace kx {
+
 namespace {
 
 // The rules told once more, from one token to the next: "[" up to "]" names a section, a letter up to "=" is
@@ -90,3 +92,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   FUZZ_PROPERTY(!lock || lock->ends_with("\\parent.lock"), "a lock path names the lock file");
   return 0;
 }
+
+}  // namespace kx

@@ -14,6 +14,8 @@
 #include <string>
 #include <string_view>
 
+namespace kx {
+
 namespace {
 
 class SendingInstance : public BrowserInstance {
@@ -176,3 +178,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   return 0;
 }
+
+}  // namespace kx

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+namespace kx {
+
 namespace {
 
 // Texts up to this length are also cut in two at each of their bytes.
@@ -58,3 +60,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   return 0;
 }
+
+}  // namespace kx

@@ -15,6 +15,8 @@
 #include <utility>
 #include <vector>
 
+namespace kx {
+
 namespace {
 
 class ReceivingInstance : public BrowserInstance {
@@ -159,3 +161,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   checkTheNextResponse(atOnce, text.substr(verdict.accepted), outcome);
   return 0;
 }
+
+}  // namespace kx

@@ -13,11 +13,11 @@ int main(int count, char** arguments) {
     if (benchmark::ReportUnrecognizedArguments(count, arguments)) {
       return 1;
     }
-    registerFraming();
-    registerLibraries();
-    registerWriting();
-    registerOptions();
-    registerReadBack();
+    kx::registerFraming();
+    kx::registerLibraries();
+    kx::registerWriting();
+    kx::registerOptions();
+    kx::registerReadBack();
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
   } catch (const std::exception& e) {

@@ -1,8 +1,12 @@
 // The groups of native benchmarks. Each registers its own.
 #pragma once
 
+namespace kx {
+
 void registerFraming();
 void registerLibraries();
 void registerWriting();
 void registerOptions();
 void registerReadBack();
+
+}  // namespace kx

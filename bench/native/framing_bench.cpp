@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+namespace kx {
+
 namespace {
 
 constexpr std::size_t kPieceBytes = 4096;
@@ -70,3 +72,5 @@ void registerFraming() {
     benchmark::RegisterBenchmark((name + "ours").c_str(), frameWithLibrary, shape);
   }
 }
+
+}  // namespace kx

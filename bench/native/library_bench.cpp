@@ -8,6 +8,8 @@
 #include <benchmark/benchmark.h>
 #include <string>
 
+namespace kx {
+
 namespace {
 
 void readWithOurs(benchmark::State& state, Shape shape) {
@@ -61,3 +63,5 @@ void registerLibraries() {
     }
   }
 }
+
+}  // namespace kx

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace kx {
+
 namespace {
 
 constexpr std::size_t kPieceBytes = 4096;
@@ -45,3 +47,5 @@ bool tells(const BrowserInstance& browser, const ResponseFields& fields) {
          browser.profilerData() == fields.profilerData &&
          browser.waitForProcessId() == fields.waitForProcessId;
 }
+
+}  // namespace kx

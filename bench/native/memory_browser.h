@@ -7,6 +7,8 @@
 
 #include <string>
 
+namespace kx {
+
 class MemoryBrowser final : public BrowserInstance {
  public:
   MemoryBrowser() : BrowserInstance(kChrome) {}
@@ -23,3 +25,5 @@ class MemoryBrowser final : public BrowserInstance {
 
 // Whether the instance tells what the text was made to say.
 bool tells(const BrowserInstance& browser, const ResponseFields& fields);
+
+}  // namespace kx

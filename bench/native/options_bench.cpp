@@ -8,6 +8,8 @@
 #include <cctype>
 #include <string>
 
+namespace kx {
+
 namespace {
 
 constexpr std::size_t kBytes = std::size_t{1} << 20;
@@ -96,3 +98,5 @@ void registerOptions() {
     benchmark::RegisterBenchmark((name + "ours").c_str(), parse, text, parseOptions);
   }
 }
+
+}  // namespace kx

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+namespace kx {
+
 namespace {
 
 // Extracts first to last, by index; 0 is all of them joined.
@@ -41,3 +43,5 @@ void registerReadBack() {
   benchmark::RegisterBenchmark("extracts/short_items/single", readExtracts, Shape::ShortItems, false);
   benchmark::RegisterBenchmark("extracts/short_items/joined", readExtracts, Shape::ShortItems, true);
 }
+
+}  // namespace kx

@@ -5,6 +5,8 @@
 #include <benchmark/benchmark.h>
 #include <string>
 
+namespace kx {
+
 namespace {
 
 void writePlay(benchmark::State& state) {
@@ -28,3 +30,5 @@ void writePlay(benchmark::State& state) {
 void registerWriting() {
   benchmark::RegisterBenchmark("writing/play", writePlay)->Arg(0)->Arg(1000)->Arg(100000);
 }
+
+}  // namespace kx

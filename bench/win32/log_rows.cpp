@@ -60,11 +60,11 @@ void measureEntriesOff(Bench& bench) {
   bench.compare("log_entries_off",
                 {{[] {
                     for (int i = 0; i < kTimes; ++i) {
-                      __loginf("show message %s", kMessage);
-                      __loginf("Client: sending message to server [%s], msg len=%d", kMessage, i);
-                      __loginf("Client: Message sent, receiving response");
-                      __loginf("Client: Read %d bytes from communication pipe", i);
-                      __loginf("Client: handling response..");
+                      kx::__loginf("show message %s", kMessage);
+                      kx::__loginf("Client: sending message to server [%s], msg len=%d", kMessage, i);
+                      kx::__loginf("Client: Message sent, receiving response");
+                      kx::__loginf("Client: Read %d bytes from communication pipe", i);
+                      kx::__loginf("Client: handling response..");
                     }
                   },
                   nullptr, kTimes},

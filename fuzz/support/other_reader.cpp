@@ -85,26 +85,26 @@ class Rewriter {
   bool hasHugeNumber_ = false;
 };
 
-OtherJson nextElement(json::Parser& parser) {
+OtherJson nextElement(kx::json::Parser& parser) {
   switch (parser.next()) {
-    case json::ElementType::ObjectElement: {
+    case kx::json::ElementType::ObjectElement: {
       OtherJson object = OtherJson::object();
       parser.readObject(
           [&](std::string_view name) { object.emplace(std::string(name), nextElement(parser)); });
       return object;
     }
-    case json::ElementType::ArrayElement: {
+    case kx::json::ElementType::ArrayElement: {
       OtherJson array = OtherJson::array();
       parser.readArray([&] { array.push_back(nextElement(parser)); });
       return array;
     }
-    case json::ElementType::StringElement:
+    case kx::json::ElementType::StringElement:
       return std::string(parser.readString());
-    case json::ElementType::NumberElement:
+    case kx::json::ElementType::NumberElement:
       return parser.readNumber();
-    case json::ElementType::BooleanElement:
+    case kx::json::ElementType::BooleanElement:
       return parser.readBoolean();
-    case json::ElementType::NullElement:
+    case kx::json::ElementType::NullElement:
       break;
   }
   parser.readNull();
@@ -169,7 +169,7 @@ OtherReading readByOther(std::string_view text) {
 }
 
 OtherJson readByOurs(std::string_view text) {
-  json::Parser parser(text);
+  kx::json::Parser parser(text);
   OtherJson value = nextElement(parser);
   parser.readEnd();
   return value;

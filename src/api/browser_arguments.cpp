@@ -6,6 +6,8 @@
 #include "pipe/start_page.h"
 #include "process/pipe_names.h"
 
+namespace kx {
+
 namespace {
 
 // The option that names the browser's profile, or null for a browser that has none.
@@ -84,3 +86,5 @@ std::string runnerCommandLine(const std::string& browser, const RunnerBrowser& r
   const std::string page = startPageUrl(startPageStem(runner.profile), runner.pipeName, hostPage);
   return page.empty() ? std::string() : joinWithSpaces({dataFolderSwitch(runner.profile), page});
 }
+
+}  // namespace kx

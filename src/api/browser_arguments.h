@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+namespace kx {
+
 // The pipe name that kx_Init derives from the profile option; empty without one.
 std::string initPipeName(const std::string& browser, const Options& options);
 
@@ -43,3 +45,5 @@ RunnerBrowser runnerBrowser(const std::string& browser, const Options& options);
 // Writes the start page for Chrome. The host's page may be null.
 std::string runnerCommandLine(const std::string& browser, const RunnerBrowser& runner, bool useProfiler,
                               const char* hostPage);
+
+}  // namespace kx

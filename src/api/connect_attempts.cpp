@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+namespace kx {
+
 namespace {
 
 constexpr int kAttemptsWithoutTimeout = 10;
@@ -58,3 +60,5 @@ RunnerConnect connectToRunner(BrowserInstance& instance, int timeoutSeconds, con
   }
   return RunnerConnect::Connected;
 }
+
+}  // namespace kx

@@ -7,6 +7,8 @@
 
 #include <functional>
 
+namespace kx {
+
 // Sleeps between two attempts.
 using Pause = std::function<void()>;
 // Starts the browser; false leaves the reason in the instance.
@@ -30,3 +32,5 @@ enum class RunnerConnect { Connected, Failed, TimedOut };
 // Counts attempts, not seconds: with time-out n there are up to n + 1 further attempts. With time-out 0 there
 // is none, and the instance tells the reason.
 RunnerConnect connectToRunner(BrowserInstance& instance, int timeoutSeconds, const Pause& pause);
+
+}  // namespace kx

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <limits>
 
+namespace kx {
+
 namespace {
 
 // An empty text may have no address, which std::memcpy() must not be given.
@@ -57,3 +59,5 @@ CopyOut copyCommandLineOut(std::string_view line, char* buffer, int size) {
   // Widened before 1 is taken off, so that the smallest size does not wrap round.
   return copyIfRoom(line, buffer, widened(std::int64_t{size} - 1) >= line.size());
 }
+
+}  // namespace kx

@@ -7,6 +7,8 @@
 
 #include <string_view>
 
+namespace kx {
+
 enum class CopyOut { SizeAsked, Copied, TooSmall };
 
 // The text's size with its terminating zero, as an export gives it.
@@ -19,3 +21,5 @@ CopyOut copyOut(const JoinedText& text, char* buffer, int size);
 
 // The same with the rule of kxr_GetCommandLine, where a size of 0 counts as unlimited too.
 CopyOut copyCommandLineOut(std::string_view line, char* buffer, int size);
+
+}  // namespace kx

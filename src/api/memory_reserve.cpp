@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <new>
 
+namespace kx {
+
 namespace {
 
 constexpr std::size_t kReserveBytes = 65536;
@@ -41,3 +43,5 @@ void dropMemoryReserve() noexcept {
   std::set_new_handler(nullptr);
   replaceReserve(nullptr);
 }
+
+}  // namespace kx

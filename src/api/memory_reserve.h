@@ -3,6 +3,8 @@
 // allocation that fails gives the reserve back before it throws.
 #pragma once
 
+namespace kx {
+
 // Once, when the library is loaded: makes the reserve and has operator new use it. Throws std::bad_alloc.
 void keepMemoryReserve();
 
@@ -11,3 +13,5 @@ void refillMemoryReserve() noexcept;
 
 // Once, when the library is unloaded.
 void dropMemoryReserve() noexcept;
+
+}  // namespace kx

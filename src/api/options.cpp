@@ -4,6 +4,8 @@
 
 #include <cstddef>
 
+namespace kx {
+
 namespace {
 
 // Walks through the text the way a search with this pattern does, match after match, but without its
@@ -118,3 +120,5 @@ const std::string* findOption(const Options& options, const char* name) {
   const auto option = options.find(name);
   return option != options.end() ? &option->second : nullptr;
 }
+
+}  // namespace kx

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+namespace kx {
+
 // Options by name, the hyphen included. Names are compared bytewise; of an option given twice the last value
 // counts.
 using Options = std::map<std::string, std::string>;
@@ -24,3 +26,5 @@ std::string unquote(std::string_view value);
 
 // The option's value, or null when it was not given.
 const std::string* findOption(const Options& options, const char* name);
+
+}  // namespace kx

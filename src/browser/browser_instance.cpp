@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+namespace kx {
+
 namespace {
 
 constexpr int kCaptureWebPage = 1;
@@ -178,3 +180,5 @@ void BrowserInstance::reuse(std::vector<char> bytes) {
     receiveBuffer_.clear();
   }
 }
+
+}  // namespace kx

@@ -16,6 +16,8 @@
 #include <string_view>
 #include <vector>
 
+namespace kx {
+
 // The error numbers that the library itself gives.
 inline constexpr int kErrorSuccess = 1;
 inline constexpr int kErrorGeneral = -1;
@@ -104,3 +106,5 @@ class BrowserInstance {
 
   std::uint32_t browserProcessId_ = 0;
 };
+
+}  // namespace kx

@@ -3,6 +3,8 @@
 #include <cstring>
 #include <utility>
 
+namespace kx {
+
 namespace {
 
 constexpr std::string_view kSeparator = "[EXTRACT]";
@@ -53,3 +55,5 @@ JoinedText Extracts::one(int number) const {
   const std::string_view& text = texts_[static_cast<std::size_t>(number) - 1];
   return {{&text, 1}, text.size()};
 }
+
+}  // namespace kx

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+namespace kx {
+
 // Texts with the separator "[EXTRACT]" between each two, not put together before they are copied.
 class JoinedText {
  public:
@@ -45,3 +47,5 @@ class Extracts {
   std::vector<std::string_view> texts_;
   std::size_t bytes_ = 0;
 };
+
+}  // namespace kx

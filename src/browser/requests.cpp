@@ -4,6 +4,8 @@
 
 #include <utility>
 
+namespace kx {
+
 namespace {
 
 json::String text(std::string_view value) {
@@ -61,3 +63,5 @@ json::Object exitRequest() {
 std::string requestText(const json::Object& request) {
   return json::Writer::Write(request);
 }
+
+}  // namespace kx

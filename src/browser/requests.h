@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+namespace kx {
+
 // Macro variables by name. The order of names is bytewise, and so is the order in which a request lists them.
 using MacroVariables = std::map<std::string, std::string>;
 
@@ -22,3 +24,5 @@ json::Object exitRequest();
 
 // The bytes of a request as they go on the pipe: the JSON text alone, without length, terminator or line end.
 std::string requestText(const json::Object& request);
+
+}  // namespace kx

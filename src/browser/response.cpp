@@ -5,6 +5,8 @@
 #include <limits>
 #include <utility>
 
+namespace kx {
+
 namespace {
 
 template <typename Integer>
@@ -144,3 +146,5 @@ int toInt32(double number) {
 std::uint32_t toUint32(double number) {
   return truncated<std::uint32_t>(number);
 }
+
+}  // namespace kx

@@ -14,6 +14,8 @@
 #include <string_view>
 #include <vector>
 
+namespace kx {
+
 struct PerformanceEntry {
   std::string_view name;
   std::string_view value;
@@ -58,3 +60,5 @@ void mergeFields(Response& received, std::span<const ResponseField> fields, Resp
 // A JSON number as an integer field: truncated toward zero, saturated at the ends of the field's range.
 int toInt32(double number);
 std::uint32_t toUint32(double number);
+
+}  // namespace kx

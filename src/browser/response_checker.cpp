@@ -8,6 +8,8 @@
 #include <array>
 #include <string_view>
 
+namespace kx {
+
 namespace {
 
 using State = ResponseChecker::State;
@@ -372,3 +374,5 @@ inline bool ResponseChecker::separate() {
   }
   return replaceTop(Mode::Object, Mode::Key, State::Key);
 }
+
+}  // namespace kx

@@ -11,6 +11,8 @@
 #include <cstdint>
 #include <string_view>
 
+namespace kx {
+
 class ResponseChecker {
  public:
   enum class State : std::uint8_t {
@@ -87,3 +89,5 @@ class ResponseChecker {
   int top_ = 0;
   std::array<Mode, kDepthLimit> modes_{};
 };
+
+}  // namespace kx

@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <string_view>
 
+namespace kx {
+
 namespace {
 
 constexpr std::ptrdiff_t kShortEscape = 2;
@@ -118,3 +120,5 @@ const char* endOfStringRunBytewise(const char* first, const char* last) {
     first += length;
   }
 }
+
+}  // namespace kx

@@ -4,6 +4,8 @@
 
 #include <optional>
 
+namespace kx {
+
 namespace {
 
 constexpr char kFallbackDrive[] = "c:";
@@ -17,3 +19,5 @@ std::string homeDirectory() {
   }
   return platform::environmentVariable("HOMEDRIVE").value_or(kFallbackDrive) + *path;
 }
+
+}  // namespace kx

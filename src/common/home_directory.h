@@ -3,5 +3,9 @@
 
 #include <string>
 
+namespace kx {
+
 // The user's home directory as HOMEDRIVE and HOMEPATH give it; empty when HOMEPATH is absent.
 std::string homeDirectory();
+
+}  // namespace kx

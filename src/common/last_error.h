@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+namespace kx {
+
 class LastErrorGuard {
  public:
   LastErrorGuard() : number_(platform::lastErrorNumber()) {}
@@ -21,3 +23,5 @@ class LastErrorGuard {
 inline int lastErrorForLog() {
   return static_cast<int>(platform::lastErrorNumber());
 }
+
+}  // namespace kx

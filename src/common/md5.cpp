@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace kx {
+
 namespace {
 
 constexpr std::size_t kBlockBytes = 64;
@@ -110,3 +112,5 @@ std::string md5Hex(std::string_view bytes) {
   }
   return text;
 }
+
+}  // namespace kx

@@ -5,5 +5,9 @@
 #include <string>
 #include <string_view>
 
+namespace kx {
+
 // The digest of the bytes as 32 lower-case hexadecimal digits.
 std::string md5Hex(std::string_view bytes);
+
+}  // namespace kx

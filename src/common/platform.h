@@ -9,7 +9,7 @@
 #include <optional>
 #include <string>
 
-namespace platform {
+namespace kx::platform {
 
 std::uint32_t currentProcessId();
 std::uint32_t currentThreadId();
@@ -31,4 +31,4 @@ std::optional<std::string> environmentVariable(const char* name);
 // file.
 std::FILE* openFile(const std::string& path, const char* mode);
 
-}  // namespace platform
+}  // namespace kx::platform

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace kx {
+
 namespace {
 
 char toAsciiLower(char c) {
@@ -53,3 +55,5 @@ std::string inDoubleQuotes(std::string_view text) {
   quoted += '"';
   return quoted;
 }
+
+}  // namespace kx

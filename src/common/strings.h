@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+namespace kx {
+
 bool isAsciiSpace(char c);
 bool isAsciiLetter(char c);
 bool isAsciiDigit(char c);
@@ -21,3 +23,5 @@ std::string joinWithSpaces(const std::vector<std::string>& texts);
 
 // The text between double quotes. Quotes inside it are left as they are.
 std::string inDoubleQuotes(std::string_view text);
+
+}  // namespace kx

@@ -1,5 +1,7 @@
 #include "common/timeouts.h"
 
+namespace kx {
+
 namespace {
 
 constexpr std::uint32_t kLongestBoundedWait = kWaitForever - 1;
@@ -27,3 +29,5 @@ std::uint32_t transportWaitMilliseconds(int timeoutSeconds) {
 std::uint32_t shutdownWaitMilliseconds(int timeoutSeconds) {
   return timeoutSeconds > 0 ? saturatedMilliseconds(timeoutSeconds) : kDefaultShutdownWait;
 }
+
+}  // namespace kx

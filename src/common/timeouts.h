@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+namespace kx {
+
 inline constexpr std::uint32_t kWaitForever = 0xFFFFFFFFU;
 inline constexpr int kDefaultTimeoutSeconds = 600;
 inline constexpr std::uint32_t kConnectPauseMilliseconds = 2000;
@@ -20,3 +22,5 @@ std::uint32_t transportWaitMilliseconds(int timeoutSeconds);
 
 // The wait for a browser process to end: ten seconds for 0 or less. Never for ever.
 std::uint32_t shutdownWaitMilliseconds(int timeoutSeconds);
+
+}  // namespace kx

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace json {
+namespace kx::json {
 
 // The members that need the complete UnknownElement are defined here, since it holds objects itself.
 
@@ -42,4 +42,4 @@ UnknownElement::UnknownElement(Boolean element) : value_(element) {}
 UnknownElement::UnknownElement(String element) : value_(std::move(element)) {}
 UnknownElement::UnknownElement(Object element) : value_(std::move(element)) {}
 
-}  // namespace json
+}  // namespace kx::json

@@ -12,7 +12,7 @@
 #include <variant>
 #include <vector>
 
-namespace json {
+namespace kx::json {
 
 class UnknownElement;
 struct Member;
@@ -81,4 +81,4 @@ struct Member {
   UnknownElement element;
 };
 
-}  // namespace json
+}  // namespace kx::json

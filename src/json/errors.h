@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace json {
+namespace kx::json {
 
 // The base of all errors of this module.
 class Exception : public std::runtime_error {
@@ -41,4 +41,4 @@ struct Reader {
   };
 };
 
-}  // namespace json
+}  // namespace kx::json

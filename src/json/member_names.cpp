@@ -5,7 +5,7 @@
 #include <cstring>
 #include <utility>
 
-namespace json {
+namespace kx::json {
 
 namespace {
 
@@ -94,4 +94,4 @@ void MemberNames::place(const Slot& slot) {
   table_[i] = slot;
 }
 
-}  // namespace json
+}  // namespace kx::json

@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-namespace json {
+namespace kx::json {
 
 // The names of one open object, on top of the stack while they are added to.
 class MemberNames {
@@ -61,4 +61,4 @@ class MemberNames {
   std::unique_ptr<std::set<std::string_view>> sorted_;
 };
 
-}  // namespace json
+}  // namespace kx::json

@@ -11,7 +11,7 @@
 #include <limits>
 #include <system_error>
 
-namespace json {
+namespace kx::json {
 
 namespace {
 
@@ -138,4 +138,4 @@ double numberValue(std::string_view number) {
   return value;
 }
 
-}  // namespace json
+}  // namespace kx::json

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <string_view>
 
-namespace json {
+namespace kx::json {
 
 // How far the text goes as a number. A number that is cut short, as "-" or "1e", counts to its end.
 std::size_t numberLength(std::string_view text);
@@ -18,4 +18,4 @@ bool isCutShort(std::string_view number);
 // The value that C's strtod() gives in the "C" locale.
 double numberValue(std::string_view number);
 
-}  // namespace json
+}  // namespace kx::json

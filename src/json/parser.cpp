@@ -2,7 +2,7 @@
 
 #include "json/numbers.h"
 
-namespace json {
+namespace kx::json {
 
 ElementType Parser::next() {
   switch (scanner_.peek()) {
@@ -109,4 +109,4 @@ void Parser::failAtNextToken(const std::string& message) {
   fail("Unexpected end of token stream", last);
 }
 
-}  // namespace json
+}  // namespace kx::json

@@ -15,7 +15,7 @@
 #include <string_view>
 #include <vector>
 
-namespace json {
+namespace kx::json {
 
 enum class ElementType : std::uint8_t {
   ObjectElement,
@@ -118,4 +118,4 @@ class Parser {
   int depth_ = 0;
 };
 
-}  // namespace json
+}  // namespace kx::json

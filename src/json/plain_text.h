@@ -11,7 +11,7 @@
 #include <emmintrin.h>
 #endif
 
-namespace json {
+namespace kx::json {
 
 // What may stand behind a backslash as the whole of an escape; a u begins a longer one.
 inline constexpr std::string_view kShortEscapes = "\"\\/bfnrt";
@@ -104,4 +104,4 @@ inline const char* copyPlain(const char* first, const char* last, char*& target)
 
 #endif
 
-}  // namespace json
+}  // namespace kx::json

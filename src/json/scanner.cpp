@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <array>
 
-namespace json {
+namespace kx::json {
 
 namespace {
 
@@ -229,4 +229,4 @@ std::uint32_t Scanner::consumeCodeUnit() {
   return unit;
 }
 
-}  // namespace json
+}  // namespace kx::json

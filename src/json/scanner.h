@@ -14,7 +14,7 @@
 #include <string_view>
 #include <utility>
 
-namespace json {
+namespace kx::json {
 
 // A token's place in the text, as offsets, and what it stands for: a string's value, or the bytes of any
 // other token. A string's quotes belong to its place.
@@ -97,4 +97,4 @@ class Scanner {
   char* valuesEnd_ = nullptr;
 };
 
-}  // namespace json
+}  // namespace kx::json

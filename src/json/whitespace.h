@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-namespace json {
+namespace kx::json {
 
 // The first byte that is no whitespace, or last.
 inline const char* endOfWhitespace(const char* first, const char* last) {
@@ -14,4 +14,4 @@ inline const char* endOfWhitespace(const char* first, const char* last) {
   return first;
 }
 
-}  // namespace json
+}  // namespace kx::json

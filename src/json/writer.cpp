@@ -4,7 +4,7 @@
 #include <string_view>
 #include <variant>
 
-namespace json {
+namespace kx::json {
 
 namespace {
 
@@ -80,4 +80,4 @@ std::string Writer::Write(const Object& object) {
   return text;
 }
 
-}  // namespace json
+}  // namespace kx::json

@@ -7,10 +7,10 @@
 
 #include <string>
 
-namespace json {
+namespace kx::json {
 
 struct Writer {
   static std::string Write(const Object& object);
 };
 
-}  // namespace json
+}  // namespace kx::json

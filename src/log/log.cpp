@@ -13,6 +13,8 @@
 #include <optional>
 #include <string_view>
 
+namespace kx {
+
 namespace {
 
 constexpr char kSwitchVariable[] = "KORVEX_LOG";
@@ -136,3 +138,5 @@ std::string logFilePath() {
   }
   return path;
 }
+
+}  // namespace kx

@@ -8,6 +8,8 @@
 
 #include <string>
 
+namespace kx {
+
 // clang, which checks the sources, does not know the name of the C library's own rules.
 #if defined(__MINGW32__) && !defined(__clang__)
 #define KX_PRINTF_FORMAT __attribute__((format(gnu_printf, 1, 2)))
@@ -30,3 +32,5 @@ KX_PRINTF_FORMAT void __logerr(const char* format, ...) noexcept;
 
 // The path of the log file at this moment, possibly empty.
 std::string logFilePath();
+
+}  // namespace kx

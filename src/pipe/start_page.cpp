@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <cstdio>
 
+namespace kx {
+
 namespace {
 
 constexpr char kFolderVariable[] = "TEMP";
@@ -47,3 +49,5 @@ std::string startPageUrl(const std::string& stem, const std::string& pipe, const
   }
   return "file://" + path + "?pipe=" + pipe;
 }
+
+}  // namespace kx

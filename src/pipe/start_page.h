@@ -5,6 +5,8 @@
 
 #include <string>
 
+namespace kx {
+
 // The path of the generated page: TEMP, a backslash, the stem and ".html". An absent TEMP counts as empty.
 std::string startPagePath(const std::string& stem);
 
@@ -12,3 +14,5 @@ std::string startPagePath(const std::string& stem);
 // host's page may be null or empty. Nothing is escaped: the extension takes the bytes behind "?pipe=" as they
 // are.
 std::string startPageUrl(const std::string& stem, const std::string& pipe, const char* hostPage);
+
+}  // namespace kx

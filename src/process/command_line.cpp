@@ -2,6 +2,8 @@
 
 #include "common/strings.h"
 
+namespace kx {
+
 std::string quotedIfNeeded(const std::string& text) {
   const bool hasSpace = text.find(' ') != std::string::npos;
   const bool hasQuote = text.starts_with('"') || text.ends_with('"');
@@ -20,3 +22,5 @@ std::string commandLine(const std::string& programPath, const std::vector<std::s
 std::string workingDirectory(const std::string& programPath) {
   return programPath.substr(0, programPath.rfind('\\'));
 }
+
+}  // namespace kx

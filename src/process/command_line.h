@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+namespace kx {
+
 std::string quotedIfNeeded(const std::string& text);
 
 // The program and its arguments with one space between each two, each quoted if needed.
@@ -13,3 +15,5 @@ std::string commandLine(const std::string& programPath, const std::vector<std::s
 
 // The program's folder: the path up to its last backslash. A path without one is returned whole.
 std::string workingDirectory(const std::string& programPath);
+
+}  // namespace kx

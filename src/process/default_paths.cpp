@@ -1,5 +1,7 @@
 #include "process/default_paths.h"
 
+namespace kx {
+
 std::string firefoxDataFolder(const std::string& applicationData) {
   return applicationData + "\\Mozilla\\Firefox";
 }
@@ -23,3 +25,5 @@ std::string defaultChromePath(unsigned long windowsMajorVersion, const std::stri
                                : localApplicationData;
   return base + "\\Google\\Chrome\\Application\\chrome.exe";
 }
+
+}  // namespace kx

@@ -4,6 +4,8 @@
 
 #include <string>
 
+namespace kx {
+
 // Firefox's folder below the user's roaming application data.
 std::string firefoxDataFolder(const std::string& applicationData);
 
@@ -17,3 +19,5 @@ std::string defaultFirefoxPath();
 // before 5.
 std::string defaultChromePath(unsigned long windowsMajorVersion, const std::string& homeDirectory,
                               const std::string& localApplicationData);
+
+}  // namespace kx

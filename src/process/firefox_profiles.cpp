@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <utility>
 
+namespace kx {
+
 void FirefoxProfilesParser::feed(char byte) {
   if (byte == '\r') {
     return;
@@ -105,3 +107,5 @@ std::optional<std::string> parentLockPath(const FirefoxProfileList& profiles, co
   }
   return folder + "\\parent.lock";
 }
+
+}  // namespace kx

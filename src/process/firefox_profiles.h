@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+namespace kx {
+
 // Keys and values of one section, and sections by name. Both are in bytewise order, which decides which
 // profile is found first. Keys before the first section header belong to the section with the empty name.
 using FirefoxSection = std::map<std::string, std::string>;
@@ -48,3 +50,5 @@ std::optional<std::string> startProfileName(const FirefoxProfileList& profiles);
 // name.
 std::optional<std::string> parentLockPath(const FirefoxProfileList& profiles, const std::string& profileName,
                                           const std::string& applicationData);
+
+}  // namespace kx

@@ -7,6 +7,8 @@
 #include <array>
 #include <cstdio>
 
+namespace kx {
+
 namespace {
 
 constexpr char kPipePrefix[] = "\\\\.\\pipe\\";
@@ -67,3 +69,5 @@ std::string startLockName(const std::string& browserType, const std::string& pro
                           const std::string& userName) {
   return "kx-" + browserType + "-" + profileName + "." + userName + ".lock";
 }
+
+}  // namespace kx

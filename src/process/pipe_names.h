@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <string>
 
+namespace kx {
+
 // A server pipe's full path and the profile name that goes with it.
 struct ServerPipe {
   std::string pipePath;
@@ -38,3 +40,5 @@ std::string communicationPipeName(const std::string& browserType, const std::str
 // The name of the mutex that keeps the starts of one browser, profile and user apart.
 std::string startLockName(const std::string& browserType, const std::string& profileName,
                           const std::string& userName);
+
+}  // namespace kx

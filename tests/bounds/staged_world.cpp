@@ -3,6 +3,8 @@
 #include <cstring>
 #include <utility>
 
+namespace kx {
+
 namespace {
 
 constexpr DWORD kBrowser = 4711;
@@ -151,3 +153,5 @@ DWORD StagedWorld::fillAnswer() {
   answer_.erase(0, count);
   return static_cast<DWORD>(count);
 }
+
+}  // namespace kx

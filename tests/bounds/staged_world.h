@@ -9,6 +9,8 @@
 #include <functional>
 #include <string>
 
+namespace kx {
+
 // Where the library waits for somebody else.
 enum class Moment { StartLock, OpenPipe, WriteName, ConnectBack, WriteRequest, ReadAnswer, BrowserEnd };
 
@@ -87,3 +89,5 @@ class StagedWorld {
   SubstitutedCall<&WindowsCalls::openProcess> openProcess_;
   SubstitutedCall<&WindowsCalls::terminateProcess> terminateProcess_;
 };
+
+}  // namespace kx

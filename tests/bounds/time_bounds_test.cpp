@@ -16,6 +16,8 @@
 #include <utility>
 #include <vector>
 
+namespace kx {
+
 namespace {
 
 using Peer = StagedWorld::Peer;
@@ -387,3 +389,5 @@ TEST_F(TimeBounds, AllOtherExportsDoNotWait) {
 }
 
 }  // namespace
+
+}  // namespace kx

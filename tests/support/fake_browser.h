@@ -10,6 +10,8 @@
 #include <utility>
 #include <vector>
 
+namespace kx {
+
 class FakeBrowser : public BrowserInstance {
  public:
   struct Failure {
@@ -85,3 +87,5 @@ class FakeBrowser : public BrowserInstance {
   std::deque<std::optional<std::string>> answers_;
   std::deque<Failure> exchangeFailures_;
 };
+
+}  // namespace kx

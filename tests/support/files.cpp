@@ -27,7 +27,7 @@ std::string utf8Of(const std::filesystem::path& path) {
 }  // namespace
 
 std::optional<std::string> fileBytes(const std::string& path) {
-  const File file(platform::openFile(path, "rb"));
+  const File file(kx::platform::openFile(path, "rb"));
   if (!file) {
     return std::nullopt;
   }
@@ -39,7 +39,7 @@ std::optional<std::string> fileBytes(const std::string& path) {
 }
 
 void writeFile(const std::string& path, std::string_view bytes) {
-  const File file(platform::openFile(path, "wb"));
+  const File file(kx::platform::openFile(path, "wb"));
   ASSERT_NE(file, nullptr) << path;
   ASSERT_EQ(std::fwrite(bytes.data(), 1, bytes.size(), file.get()), bytes.size()) << path;
 }

@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+namespace kx {
+
 inline std::string pictureOf(double number) {
   std::array<char, 64> digits{};
   std::snprintf(digits.data(), digits.size(), "%.17g", number);
@@ -46,3 +48,5 @@ inline std::string pictureOf(json::Parser& parser) {
   parser.readNull();
   return "null";
 }
+
+}  // namespace kx

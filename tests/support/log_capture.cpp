@@ -14,8 +14,8 @@ std::string LogCapture::text() const {
 
 std::string logPrefix() {
   // The log prints both as signed numbers.
-  const auto process = static_cast<std::int32_t>(platform::currentProcessId());
-  const auto thread = static_cast<std::int32_t>(platform::currentThreadId());
+  const auto process = static_cast<std::int32_t>(kx::platform::currentProcessId());
+  const auto thread = static_cast<std::int32_t>(kx::platform::currentThreadId());
   return "(" + std::to_string(process) + ", " + std::to_string(thread) + "): ";
 }
 

@@ -11,7 +11,7 @@
 int main(int argc, char** argv) {
   testing::InitGoogleMock(&argc, argv);
 
-  const std::string name = "kx-unit-" + std::to_string(platform::currentProcessId());
+  const std::string name = "kx-unit-" + std::to_string(kx::platform::currentProcessId());
   const std::filesystem::path folder = std::filesystem::temp_directory_path() / name;
   std::filesystem::create_directories(folder);
   // The name of the temporary folder's variable differs between systems; files.h and the start page read one

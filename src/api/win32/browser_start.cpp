@@ -13,6 +13,8 @@
 #include <windows.h>
 #include <memory>
 
+namespace kx {
+
 namespace {
 
 // The browser always counts as launched for whoever connects to a runner: its host did that.
@@ -120,3 +122,5 @@ int startWithRunner(ContextRecord& record, const RunnerStartRequest& request) {
   attempt.succeed();
   return KX_OK;
 }
+
+}  // namespace kx

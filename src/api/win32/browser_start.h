@@ -8,6 +8,8 @@
 
 #include <string>
 
+namespace kx {
+
 struct StartRequest {
   std::string browser;
   Options options;
@@ -28,3 +30,5 @@ struct RunnerStartRequest {
 
 // The result that kxr_Init gives its host.
 int startWithRunner(ContextRecord& record, const RunnerStartRequest& request);
+
+}  // namespace kx

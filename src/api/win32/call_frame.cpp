@@ -2,6 +2,8 @@
 
 #include "log/log.h"
 
+namespace kx {
+
 ContextRecord* findContext(const ExportFrame& frame, int context) {
   ContextRecord* record = lookupContext(context);
   if (record == nullptr) {
@@ -30,3 +32,5 @@ bool allGiven(const ExportFrame& frame, RequiredTexts texts) {
 void logException(const char* exportName, const char* what) noexcept {
   __logerr("%s() error: caught exception: %s", exportName, what);
 }
+
+}  // namespace kx

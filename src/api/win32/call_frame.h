@@ -10,6 +10,8 @@
 #include <exception>
 #include <initializer_list>
 
+namespace kx {
+
 // What an export gives when its call cannot be carried out.
 struct FrameResults {
   int noContext = KX_NO_CONTEXT;
@@ -72,3 +74,5 @@ int withBrowser(const ExportFrame& frame, int context, RequiredTexts texts, Body
     return isInitialised(frame, record) && allGiven(frame, texts) ? body(record) : frame.results.failed;
   });
 }
+
+}  // namespace kx

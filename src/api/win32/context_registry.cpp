@@ -3,6 +3,8 @@
 #include <mutex>
 #include <utility>
 
+namespace kx {
+
 namespace {
 
 // Null before it is opened and after it is closed.
@@ -137,3 +139,5 @@ void closeContextRegistry(bool processEnds) {
     registry.reset();
   }
 }
+
+}  // namespace kx

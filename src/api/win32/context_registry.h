@@ -15,6 +15,8 @@
 #include <string>
 #include <vector>
 
+namespace kx {
+
 struct ContextRecord {
   ContextRecord() = default;
   ContextRecord(const ContextRecord&) = delete;
@@ -106,3 +108,5 @@ void openContextRegistry();
 // When the process ends, its other threads have been stopped wherever they were, perhaps with the lock held:
 // nothing is freed.
 void closeContextRegistry(bool processEnds);
+
+}  // namespace kx

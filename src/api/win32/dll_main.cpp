@@ -14,13 +14,13 @@ BOOL WINAPI DllMain(HINSTANCE /*module*/, DWORD reason, LPVOID reserved) {
   try {
     switch (reason) {
       case DLL_PROCESS_ATTACH:
-        keepMemoryReserve();
-        openContextRegistry();
+        kx::keepMemoryReserve();
+        kx::openContextRegistry();
         break;
       case DLL_PROCESS_DETACH:
-        closeContextRegistry(reserved != nullptr);
+        kx::closeContextRegistry(reserved != nullptr);
         if (reserved == nullptr) {
-          dropMemoryReserve();
+          kx::dropMemoryReserve();
         }
         break;
       default:

@@ -15,6 +15,8 @@
 #include <string>
 #include <string_view>
 
+namespace kx {
+
 namespace {
 
 // Hosts and log readers match these messages. kx_GetPerformance misspells its own name in one of them, and
@@ -77,6 +79,11 @@ int copyPerformanceText(std::string_view text, char* buffer, int* size) {
 }
 
 }  // namespace
+
+}  // namespace kx
+
+// The exports are C functions.
+using namespace kx;  // NOLINT(google-build-using-namespace)
 
 int kx_ContextCreate(void) {
   return guarded("kx_ContextCreate", KX_FAILED, [] { return createContext().value_or(KX_FAILED); });

@@ -14,6 +14,8 @@
 #include <windows.h>
 #include <string>
 
+namespace kx {
+
 namespace {
 
 constexpr ExportFrame kRunnerInit = {"kxr_Init", "kxr_Init(): context %d does not exist", nullptr};
@@ -62,6 +64,11 @@ bool isRefused(const RunnerBrowser& runner, const char* browser, const RefusalMe
 }
 
 }  // namespace
+
+}  // namespace kx
+
+// The exports are C functions.
+using namespace kx;  // NOLINT(google-build-using-namespace)
 
 int kxr_GetCommandLine(const char* browser, const char* options, char* buffer, int size,
                        const char* pageText) {

@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+namespace kx {
+
 class CriticalSection {
  public:
   CriticalSection() { ::InitializeCriticalSection(&section_); }
@@ -16,3 +18,5 @@ class CriticalSection {
  private:
   CRITICAL_SECTION section_{};
 };
+
+}  // namespace kx

@@ -6,6 +6,8 @@
 #include <windows.h>
 #include <array>
 
+namespace kx {
+
 namespace {
 
 // Variable names are short ASCII literals. They are widened without a heap allocation, since every log call
@@ -82,3 +84,5 @@ std::FILE* openFile(const std::string& path, const char* mode) {
 }
 
 }  // namespace platform
+
+}  // namespace kx

@@ -9,6 +9,8 @@
 #include <memory>
 #include <utility>
 
+namespace kx {
+
 template <typename Policy>
 class UniqueResource {
  public:
@@ -66,3 +68,5 @@ struct LocalMemoryPolicy {
 using UniqueHandle = UniqueResource<KernelHandlePolicy>;
 using UniqueFindHandle = UniqueResource<FindHandlePolicy>;
 using LocalMemory = UniqueResource<LocalMemoryPolicy>;
+
+}  // namespace kx

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <limits>
 
+namespace kx {
+
 namespace {
 
 // The conversion calls count in int. No text of that size reaches a Windows call, so a longer one is cut.
@@ -48,3 +50,5 @@ std::string utf8FromUtf16(std::wstring_view text) {
   narrow.resize(static_cast<std::size_t>(std::max(written, 0)));
   return narrow;
 }
+
+}  // namespace kx

@@ -5,5 +5,9 @@
 #include <string>
 #include <string_view>
 
+namespace kx {
+
 std::wstring utf16FromUtf8(std::string_view text);
 std::string utf8FromUtf16(std::wstring_view text);
+
+}  // namespace kx

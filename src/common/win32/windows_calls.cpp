@@ -1,5 +1,7 @@
 #include "common/win32/windows_calls.h"
 
+namespace kx {
+
 namespace {
 
 WindowsCalls calls;
@@ -9,3 +11,5 @@ WindowsCalls calls;
 WindowsCalls& windowsCalls() {
   return calls;
 }
+
+}  // namespace kx

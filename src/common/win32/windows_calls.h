@@ -6,6 +6,8 @@
 
 #include <windows.h>
 
+namespace kx {
+
 struct WindowsCalls {
   // pipes
   decltype(&::SetSecurityDescriptorDacl) setSecurityDescriptorDacl = &::SetSecurityDescriptorDacl;
@@ -40,3 +42,5 @@ struct WindowsCalls {
 };
 
 WindowsCalls& windowsCalls();
+
+}  // namespace kx

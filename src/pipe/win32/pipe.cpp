@@ -15,6 +15,8 @@
 #include <utility>
 #include <vector>
 
+namespace kx {
+
 namespace {
 
 constexpr DWORD kPipeBufferBytes = 512;
@@ -452,3 +454,5 @@ void pipe_close(pipe_handle* pipe) {
 HANDLE pipe_cancel_event(const pipe_handle* pipe) {
   return pipe->cancel_event;
 }
+
+}  // namespace kx

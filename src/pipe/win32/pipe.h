@@ -13,6 +13,8 @@
 #include <windows.h>
 #include <memory>
 
+namespace kx {
+
 inline constexpr int PIPE_ERR_FAILED = -1;     // a Windows call failed, or bad arguments
 inline constexpr int PIPE_ERR_TIMEOUT = -3;    // the wait ran out
 inline constexpr int PIPE_ERR_CANCELLED = -4;  // the cancel event was signalled
@@ -51,3 +53,5 @@ struct PipeCloser {
   void operator()(pipe_handle* pipe) const { pipe_close(pipe); }
 };
 using UniquePipe = std::unique_ptr<pipe_handle, PipeCloser>;
+
+}  // namespace kx

@@ -12,6 +12,8 @@
 #include <limits>
 #include <utility>
 
+namespace kx {
+
 namespace {
 
 constexpr std::size_t kReadBufferBytes = 4096;
@@ -177,3 +179,5 @@ bool PipeBrowserInstance::receiveResponse(int timeoutSeconds) {
   } while (isResponseIncomplete());
   return true;
 }
+
+}  // namespace kx

@@ -11,6 +11,8 @@
 
 #include <string>
 
+namespace kx {
+
 class PipeBrowserInstance final : public BrowserInstance {
  public:
   // The given pipe name may be a full pipe path, a short name, or empty: then it is the browser type's
@@ -44,3 +46,5 @@ class PipeBrowserInstance final : public BrowserInstance {
   StartLock startLock_;
   UniquePipe communicationPipe_;  // behind the lock, so that it is closed before the lock is released
 };
+
+}  // namespace kx

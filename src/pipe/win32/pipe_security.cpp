@@ -4,6 +4,8 @@
 #include "common/win32/unique_handle.h"
 #include "common/win32/windows_calls.h"
 
+namespace kx {
+
 void PipeSecurityDeleter::operator()(SECURITY_ATTRIBUTES* attributes) const {
   const LastErrorGuard guard;
   const LocalMemory descriptor(attributes->lpSecurityDescriptor);
@@ -23,3 +25,5 @@ PipeSecurity openToEveryone() {
   attributes->lpSecurityDescriptor = descriptor.release();
   return PipeSecurity(attributes.release());
 }
+
+}  // namespace kx

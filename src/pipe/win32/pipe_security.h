@@ -6,6 +6,8 @@
 #include <windows.h>
 #include <memory>
 
+namespace kx {
+
 struct PipeSecurityDeleter {
   void operator()(SECURITY_ATTRIBUTES* attributes) const;
 };
@@ -15,3 +17,5 @@ using PipeSecurity = std::unique_ptr<SECURITY_ATTRIBUTES, PipeSecurityDeleter>;
 
 // Null on failure, with the reason in the thread's last error.
 PipeSecurity openToEveryone();
+
+}  // namespace kx

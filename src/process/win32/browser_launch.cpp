@@ -14,6 +14,8 @@
 #include <windows.h>
 #include <optional>
 
+namespace kx {
+
 namespace {
 
 unsigned long windowsMajorVersion() {
@@ -89,3 +91,5 @@ bool launchBrowser(BrowserInstance& instance, const char* path, const std::vecto
   instance.setBrowserProcessId(*processId);
   return true;
 }
+
+}  // namespace kx

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+namespace kx {
+
 // Where the instance's browser is looked for when the host names no program; empty when there is no such
 // place.
 std::string defaultBrowserPath(const BrowserInstance& instance);
@@ -14,3 +16,5 @@ std::string defaultBrowserPath(const BrowserInstance& instance);
 // Starts the program with the arguments. A null path stands for the default one; an empty one is used as it
 // is, and fails. False leaves the reason in the instance: a Windows error number and a text.
 bool launchBrowser(BrowserInstance& instance, const char* path, const std::vector<std::string>& arguments);
+
+}  // namespace kx

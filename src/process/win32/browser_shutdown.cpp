@@ -8,6 +8,8 @@
 
 #include <windows.h>
 
+namespace kx {
+
 namespace {
 
 constexpr UINT kExitCode = 0;
@@ -77,3 +79,5 @@ bool terminateAndWait(BrowserInstance& instance, int timeoutSeconds) {
   instance.clearWaitForProcessId();
   return waitForBrowserProcess(instance, processId, timeoutSeconds);
 }
+
+}  // namespace kx

@@ -7,6 +7,8 @@
 
 #include <cstdint>
 
+namespace kx {
+
 // Sends the exit request. True when the browser answered; the id of the process that will end, or 0 when the
 // answer names none, then goes to the given place, which may be null.
 bool terminate(BrowserInstance& instance, int timeoutSeconds, std::uint32_t* processId = nullptr);
@@ -19,3 +21,5 @@ void killLaunchedBrowser(const BrowserInstance& instance);
 // is killed. The reason is in the instance. The wait for the process is ten seconds for a time-out of 0 or
 // less, the request waits as every request does.
 bool terminateAndWait(BrowserInstance& instance, int timeoutSeconds);
+
+}  // namespace kx

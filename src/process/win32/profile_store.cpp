@@ -13,6 +13,8 @@
 #include <memory>
 #include <optional>
 
+namespace kx {
+
 namespace {
 
 struct FileCloser {
@@ -53,3 +55,5 @@ bool profileIsLocked(const std::string& browserType, const std::string& profileN
                                                     FILE_ATTRIBUTE_NORMAL, nullptr));
   return !file && ::GetLastError() == ERROR_SHARING_VIOLATION;
 }
+
+}  // namespace kx

@@ -6,6 +6,8 @@
 
 #include <string>
 
+namespace kx {
+
 // The list of profiles; empty, with an error entry in the log, when the file cannot be opened.
 FirefoxProfileList readFirefoxProfiles();
 
@@ -13,3 +15,5 @@ FirefoxProfileList readFirefoxProfiles();
 // profile that is not in the list, and when the file cannot be opened for another reason. Logs nothing about
 // the lock itself.
 bool profileIsLocked(const std::string& browserType, const std::string& profileName);
+
+}  // namespace kx

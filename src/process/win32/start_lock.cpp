@@ -6,6 +6,8 @@
 #include "common/win32/windows_calls.h"
 #include "log/log.h"
 
+namespace kx {
+
 MutexOwnership& MutexOwnership::operator=(MutexOwnership&& other) noexcept {
   release();
   mutex_ = std::exchange(other.mutex_, nullptr);
@@ -48,3 +50,5 @@ void StartLock::release() {
   ownership_.release();
   mutex_.reset();
 }
+
+}  // namespace kx

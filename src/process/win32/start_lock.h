@@ -8,6 +8,8 @@
 #include <windows.h>
 #include <string>
 
+namespace kx {
+
 // Owning a mutex, apart from having a handle to it. Releases it in the destructor.
 class MutexOwnership {
  public:
@@ -37,3 +39,5 @@ class StartLock {
   UniqueHandle mutex_;
   MutexOwnership ownership_;  // behind the handle, so that it is released before the handle is closed
 };
+
+}  // namespace kx

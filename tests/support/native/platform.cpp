@@ -55,7 +55,7 @@ std::uint32_t errorOfOpening(int number, const std::string& mode) {
 
 }  // namespace
 
-namespace platform {
+namespace kx::platform {
 
 std::uint32_t currentProcessId() {
   const std::lock_guard lock(controlsMutex);
@@ -112,7 +112,7 @@ std::FILE* openFile(const std::string& path, const char* mode) {
   return file;
 }
 
-}  // namespace platform
+}  // namespace kx::platform
 
 namespace test_platform {
 

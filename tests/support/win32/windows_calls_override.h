@@ -15,6 +15,8 @@
 #include <type_traits>
 #include <utility>
 
+namespace kx {
+
 // What a failing call leaves behind: the thread's last error and its result.
 template <typename Result>
 Result failWith(DWORD error, Result result) {
@@ -57,3 +59,5 @@ class SubstitutedCallOf<kCall, Result (*)(Arguments...)> {
 template <auto kCall>
 using SubstitutedCall =
     SubstitutedCallOf<kCall, std::remove_reference_t<decltype(std::declval<WindowsCalls&>().*kCall)>>;
+
+}  // namespace kx

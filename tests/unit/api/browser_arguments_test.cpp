@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+namespace kx {
+
 namespace {
 
 using Problem = RunnerBrowser::Problem;
@@ -282,3 +284,5 @@ TEST(RunnerCommandLine, OfChromeIsEmptyWhenThePageCannotBeWritten) {
 }
 
 }  // namespace
+
+}  // namespace kx

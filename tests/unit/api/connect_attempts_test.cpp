@@ -7,6 +7,8 @@
 
 #include <limits>
 
+namespace kx {
+
 namespace {
 
 using Journal = std::vector<std::string>;
@@ -21,11 +23,11 @@ struct StartedBrowser : FakeBrowser {
       }
       return !launchFailure;
     };
-    return ::connectOrLaunch(*this, timeoutSeconds, launch, [this] { journal.emplace_back("pause"); });
+    return kx::connectOrLaunch(*this, timeoutSeconds, launch, [this] { journal.emplace_back("pause"); });
   }
 
   RunnerConnect connectToRunner(int timeoutSeconds) {
-    return ::connectToRunner(*this, timeoutSeconds, [this] { journal.emplace_back("pause"); });
+    return kx::connectToRunner(*this, timeoutSeconds, [this] { journal.emplace_back("pause"); });
   }
 
   void failConnects(int times, int number) {
@@ -290,3 +292,5 @@ TEST(ConnectToRunner, NeitherALockedProfileNorATimeoutEndsItEarlier) {
 }
 
 }  // namespace
+
+}  // namespace kx

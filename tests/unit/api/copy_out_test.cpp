@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+namespace kx {
+
 namespace {
 
 constexpr int kSmallest = std::numeric_limits<int>::min();
@@ -151,3 +153,5 @@ TEST(CopyCommandLineOut, AnEmptyLineNeedsOneByte) {
 }
 
 }  // namespace
+
+}  // namespace kx

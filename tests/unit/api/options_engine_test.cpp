@@ -11,6 +11,8 @@
 #include <regex>
 #include <sstream>
 
+namespace kx {
+
 namespace {
 
 Options parsedByEngine(const std::string& text) {
@@ -157,3 +159,5 @@ TEST(OptionsEngine, AgreesWithTheMatchesThatABrowsersEngineFinds) {
 }
 
 }  // namespace
+
+}  // namespace kx

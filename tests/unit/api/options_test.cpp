@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+namespace kx {
+
 namespace {
 
 TEST(Options, OfANullOrEmptyTextAreNone) {
@@ -203,3 +205,5 @@ TEST(LongOptions, AMegabyteOfWordsOrOptionsIsRead) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -7,6 +7,8 @@
 
 #include <limits>
 
+namespace kx {
+
 namespace {
 
 using Sent = std::vector<FakeBrowser::SentRequest>;
@@ -379,3 +381,5 @@ TEST(Performance, AnyOtherIndexGivesNone) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -8,6 +8,8 @@
 
 #include <array>
 
+namespace kx {
+
 namespace {
 
 constexpr char kResponse[] =
@@ -662,3 +664,5 @@ TEST(FailingField, ThatIsOptionalIsAbandonedSilently) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+namespace kx {
+
 namespace {
 
 TEST(InitRequest, TellsTheTwoFlags) {
@@ -114,3 +116,5 @@ TEST(ExitRequest, HasNoArguments) {
 }
 
 }  // namespace
+
+}  // namespace kx

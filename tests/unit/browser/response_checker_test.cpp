@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+namespace kx {
+
 namespace {
 
 using State = ResponseChecker::State;
@@ -449,3 +451,5 @@ TEST(ResponseChecker, TheLimitCountsTheBottomOfTheStack) {
 }
 
 }  // namespace
+
+}  // namespace kx

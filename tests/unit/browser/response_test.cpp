@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+namespace kx {
+
 namespace {
 
 // All fields in one line, so that a test sees whatever changes.
@@ -199,3 +201,5 @@ TEST(ResponseNumber, AsAnUnsignedFieldIsTruncatedAndSaturates) {
 }
 
 }  // namespace
+
+}  // namespace kx

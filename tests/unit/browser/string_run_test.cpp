@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+namespace kx {
+
 namespace {
 
 std::size_t runLength(std::string_view text) {
@@ -86,3 +88,5 @@ TEST(StringRun, AnyTextIsReadAsTheSingleBytesAre) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -6,6 +6,8 @@
 
 #include <optional>
 
+namespace kx {
+
 namespace {
 
 std::string homeWith(std::optional<std::string> drive, std::optional<std::string> path) {
@@ -32,3 +34,5 @@ TEST(HomeDirectory, AnEmptyValueIsAValue) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+namespace kx {
+
 namespace {
 
 TEST(LastError, AGuardPutsTheNumberBack) {
@@ -23,3 +25,5 @@ TEST(LastError, ALogPrintsTheNumberAsASignedOne) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+namespace kx {
+
 namespace {
 
 TEST(Md5, TheTestValuesOfTheAlgorithmHold) {
@@ -51,3 +53,5 @@ TEST(Md5, TheCaseOfLettersMatters) {
 }
 
 }  // namespace
+
+}  // namespace kx

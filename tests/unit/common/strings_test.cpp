@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+namespace kx {
+
 namespace {
 
 // The bytes from 0 to 255 for which a class holds, in order.
@@ -71,3 +73,5 @@ TEST(Strings, QuotesEncloseATextAsItIs) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -4,6 +4,8 @@
 
 #include <limits>
 
+namespace kx {
+
 namespace {
 
 constexpr int kSmallest = std::numeric_limits<int>::min();
@@ -68,3 +70,5 @@ TEST(Seconds, TheFixedWaitsAreTwoSecondsFiveSecondsAndTenMinutes) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -6,6 +6,8 @@
 #include <utility>
 #include <variant>
 
+namespace kx {
+
 namespace {
 
 json::String text(const char* value) {
@@ -87,3 +89,5 @@ TEST(JsonObject, ACopyIsIndependent) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+namespace kx {
+
 namespace {
 
 using json::MemberNames;
@@ -135,3 +137,5 @@ TEST(MemberNames, ThatMeetAreTakenForEachOtherInNoPlace) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -13,6 +13,8 @@
 #include <string_view>
 #include <vector>
 
+namespace kx {
+
 namespace {
 
 double readNumber(const std::string& text) {
@@ -296,3 +298,5 @@ TEST(JsonNumber, DoesNotDependOnTheHostsLocale) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+namespace kx {
+
 namespace {
 
 TEST(JsonParser, ReadsEveryKindOfElement) {
@@ -185,3 +187,5 @@ TEST(JsonParserNesting, AHundredThousandLevelsDoNotOverflowTheStack) {
 }
 
 }  // namespace
+
+}  // namespace kx

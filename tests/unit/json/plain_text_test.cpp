@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <string>
 
+namespace kx {
+
 namespace {
 
 std::size_t plainLength(const std::string& text, std::size_t first, std::size_t last) {
@@ -63,3 +65,5 @@ TEST(PlainText, TheFirstOfSeveralEndsIt) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+namespace kx {
+
 inline std::string read(const std::string& text) {
   json::Parser parser(text);
   const std::string picture = pictureOf(parser);
@@ -47,3 +49,5 @@ inline std::string readError(const std::string& text) {
 inline std::string readObjectError(const std::string& text) {
   return errorOf(text, [](const std::string& t) { readObject(t); });
 }
+
+}  // namespace kx

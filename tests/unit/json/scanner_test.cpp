@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+namespace kx {
+
 namespace {
 
 // ---- texts ----
@@ -149,3 +151,5 @@ TEST(JsonScan, PlacesAreCountedFromZeroInLinesAndBytes) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -5,6 +5,8 @@
 #include <string>
 #include <utility>
 
+namespace kx {
+
 namespace {
 
 std::string written(json::UnknownElement value) {
@@ -68,3 +70,5 @@ TEST(JsonWriter, AMemberNameIsWrittenWithoutEscapes) {
 }
 
 }  // namespace
+
+}  // namespace kx

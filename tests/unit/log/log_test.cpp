@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+namespace kx {
+
 namespace {
 
 // The four variables that place the log, all absent.
@@ -302,3 +304,5 @@ TEST(LogLastError, SurvivesWithLoggingOff) {
 }
 
 }  // namespace
+
+}  // namespace kx

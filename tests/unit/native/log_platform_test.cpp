@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+namespace kx {
+
 namespace {
 
 using test_platform::DebuggerCapture;
@@ -165,3 +167,5 @@ TEST(LogMemory, WithoutMemoryForTheSwitchInformationIsOff) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+namespace kx {
+
 namespace {
 
 using test_platform::FileWatch;
@@ -58,3 +60,5 @@ TEST(StartPageFile, TheReasonOfAFailureIsLogged) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+namespace kx {
+
 namespace {
 
 constexpr char kPage[] = "<html><body></body></html>";
@@ -111,3 +113,5 @@ TEST(StartPagePath, IsTheTempFolderABackslashTheStemAndTheSuffix) {
 }
 
 }  // namespace
+
+}  // namespace kx

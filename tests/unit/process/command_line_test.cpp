@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+namespace kx {
+
 namespace {
 
 TEST(CommandLine, ATextWithABlankIsQuoted) {
@@ -56,3 +58,5 @@ TEST(WorkingDirectory, OfAPathWithoutABackslashIsTheWholePath) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+namespace kx {
+
 namespace {
 
 constexpr char kHome[] = "D:\\Home\\alice";
@@ -38,3 +40,5 @@ TEST(DefaultPaths, ChromeLiesInTheLocalFolderAboveMajorVersionFive) {
 }
 
 }  // namespace
+
+}  // namespace kx

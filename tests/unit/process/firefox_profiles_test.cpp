@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+namespace kx {
+
 namespace {
 
 constexpr char kRoaming[] = "C:\\Roaming";
@@ -283,3 +285,5 @@ TEST(ParentLock, APathCutOffByTheEndOfTheFileIsTheWordPath) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+namespace kx {
+
 namespace {
 
 struct ExpectedPipe {
@@ -135,3 +137,5 @@ TEST(StartLock, IsNamedAfterBrowserProfileAndUser) {
 }
 
 }  // namespace
+
+}  // namespace kx

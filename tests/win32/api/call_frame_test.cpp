@@ -12,6 +12,8 @@
 #include <stdexcept>
 #include <string>
 
+namespace kx {
+
 namespace {
 
 constexpr ExportFrame kFrame = {"kx_Test", "kx_Test(): context %d does not exist",
@@ -144,3 +146,5 @@ TEST_F(CallFrame, AnExceptionsTextIsNoFormat) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -16,6 +16,8 @@
 #include <thread>
 #include <vector>
 
+namespace kx {
+
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsNull;
@@ -318,3 +320,5 @@ TEST(InstanceStartTest, LeavesABrowserThatWasThereBeforeAlone) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -16,6 +16,8 @@
 #include <optional>
 #include <string>
 
+namespace kx {
+
 using testing::ElementsAre;
 
 namespace {
@@ -143,3 +145,5 @@ TEST(LastErrorGuardTest, PutsTheLastErrorBack) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -10,6 +10,8 @@
 #include <string>
 #include <utility>
 
+namespace kx {
+
 namespace {
 
 HANDLE newEvent() {
@@ -109,3 +111,5 @@ TEST(LocalMemoryTest, FreesItsMemoryAtTheEnd) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -6,6 +6,8 @@
 #include <windows.h>
 #include <string>
 
+namespace kx {
+
 namespace {
 
 TEST(Utf16, OfAnEmptyTextIsEmpty) {
@@ -37,3 +39,5 @@ TEST(Utf16, KeepsTheLastError) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -13,6 +13,8 @@
 #include <cstdlib>
 #include <string>
 
+namespace kx {
+
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -227,3 +229,5 @@ TEST(Log, EntriesOfAnotherThreadCarryItsId) {
 }
 
 }  // namespace
+
+}  // namespace kx

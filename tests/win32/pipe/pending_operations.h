@@ -8,6 +8,8 @@
 #include <windows.h>
 #include <string>
 
+namespace kx {
+
 // A test begins the read itself, with a buffer of its own.
 class PendingRead : public testing::Test {
  protected:
@@ -35,3 +37,5 @@ class PendingAccept : public testing::Test {
   std::string name = uniquePipeName();
   UniquePipe pipe{pipe_create(name.c_str())};
 };
+
+}  // namespace kx

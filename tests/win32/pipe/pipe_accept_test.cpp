@@ -9,6 +9,8 @@
 #include <string>
 #include <thread>
 
+namespace kx {
+
 using testing::IsEmpty;
 
 namespace {
@@ -110,3 +112,5 @@ TEST_F(PipeAccept, ANullEndIsABadArgumentAndIsNotLogged) {
 }
 
 }  // namespace
+
+}  // namespace kx

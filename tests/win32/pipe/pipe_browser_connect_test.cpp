@@ -12,6 +12,8 @@
 #include <thread>
 #include <vector>
 
+namespace kx {
+
 using testing::ElementsAre;
 
 namespace {
@@ -275,3 +277,5 @@ TEST_F(PipeBrowserConnect, ANameThatIsJustShortEnoughIsNotCut) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+namespace kx {
+
 using testing::ElementsAre;
 
 namespace {
@@ -397,3 +399,5 @@ TEST_F(PipeBrowserExchange, AnInstanceThatTimedOutCanBeDestroyed) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -12,6 +12,8 @@
 #include <string>
 #include <thread>
 
+namespace kx {
+
 namespace {
 
 class PipeBrowserFailure : public PipeBrowserTest {
@@ -287,3 +289,5 @@ TEST_F(PipeBrowserFailure, IsNotFinal) {
 }
 
 }  // namespace
+
+}  // namespace kx

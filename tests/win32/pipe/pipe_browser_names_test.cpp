@@ -6,6 +6,8 @@
 
 #include <string>
 
+namespace kx {
+
 namespace {
 
 class PipeBrowserNames : public testing::Test {
@@ -95,3 +97,5 @@ TEST_F(PipeBrowserNames, ABrowserWithoutAPipeCannotBeConnectedTo) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -15,6 +15,8 @@
 #include <windows.h>
 #include <string>
 
+namespace kx {
+
 // The pipe that an instance of the calling thread serves.
 inline std::string expectedCommunicationPipe(const std::string& browserType, const std::string& profile) {
   return "\\\\.\\pipe\\kx-" + browserType + "-cli-" + profile + "." +
@@ -63,3 +65,5 @@ class ConnectedPipeBrowserTest : public PipeBrowserTest {
 
   ExtensionPeer extension{serverPipe};
 };
+
+}  // namespace kx

@@ -13,6 +13,8 @@
 #include <utility>
 #include <vector>
 
+namespace kx {
+
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -208,3 +210,5 @@ TEST(PipeClose, TheNameIsFreeAfterwards) {
 }
 
 }  // namespace
+
+}  // namespace kx

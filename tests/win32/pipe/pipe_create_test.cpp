@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+namespace kx {
+
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -217,3 +219,5 @@ TEST(PipeCreate, WithoutItsOtherEventThePipeIsGivenUp) {
 }
 
 }  // namespace
+
+}  // namespace kx

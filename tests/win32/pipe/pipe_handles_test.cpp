@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+namespace kx {
+
 namespace {
 
 std::uintptr_t freshHandle() {
@@ -133,3 +135,5 @@ TEST_F(PipeBrowserHandles, ConnectionsThatAreNotAcceptedLeaveNone) {
 }
 
 }  // namespace
+
+}  // namespace kx

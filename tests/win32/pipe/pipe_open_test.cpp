@@ -11,6 +11,8 @@
 #include <thread>
 #include <vector>
 
+namespace kx {
+
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -254,3 +256,5 @@ TEST_P(PipeOpenWithoutEvent, IsGivenUpAndClosed) {
 INSTANTIATE_TEST_SUITE_P(FirstAndSecond, PipeOpenWithoutEvent, testing::Values(1, 2));
 
 }  // namespace
+
+}  // namespace kx

@@ -9,6 +9,8 @@
 #include <thread>
 #include <vector>
 
+namespace kx {
+
 using testing::ElementsAre;
 
 namespace {
@@ -113,3 +115,5 @@ TEST(PipeClose, EndsAPendingReadOfAClientEndToo) {
 }
 
 }  // namespace
+
+}  // namespace kx

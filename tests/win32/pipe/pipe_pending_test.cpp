@@ -12,6 +12,8 @@
 #include <thread>
 #include <vector>
 
+namespace kx {
+
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -378,3 +380,5 @@ TEST_F(PendingAccept, ThatWasCancelledIsContinuedToo) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <string>
 
+namespace kx {
+
 using testing::IsEmpty;
 
 namespace {
@@ -232,3 +234,5 @@ TEST_F(PipeRead, ALengthOfZeroIsNoBadArgument) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -15,6 +15,8 @@
 #include <string>
 #include <vector>
 
+namespace kx {
+
 // The library's server end with a raw client.
 struct ConnectedServer {
   ConnectedServer() : end(pipe_create(name.c_str())), peer(RawPipe::client(name)) {
@@ -84,3 +86,5 @@ inline int writeThatTimesOut(pipe_handle* pipe, const std::string& text) {
   const WaitsEndWith wait(WAIT_TIMEOUT);
   return writeText(pipe, text, 1);
 }
+
+}  // namespace kx

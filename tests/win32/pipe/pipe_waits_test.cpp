@@ -12,6 +12,8 @@
 #include <thread>
 #include <vector>
 
+namespace kx {
+
 using testing::IsEmpty;
 
 namespace {
@@ -161,3 +163,5 @@ TEST(PipeWait, AFinishedOperationWinsOverASignalledCancelEvent) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -9,6 +9,8 @@
 #include <string>
 #include <thread>
 
+namespace kx {
+
 using testing::IsEmpty;
 
 namespace {
@@ -164,3 +166,5 @@ TEST_F(PipeWrite, BadArgumentsAreRefusedWithoutAMessage) {
 }
 
 }  // namespace
+
+}  // namespace kx

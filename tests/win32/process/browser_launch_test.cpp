@@ -17,6 +17,8 @@
 #include <string>
 #include <vector>
 
+namespace kx {
+
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -329,3 +331,5 @@ TEST_F(BrowserLaunch, KeepsTheIdOfTheRealProcess) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -15,6 +15,8 @@
 #include <string>
 #include <vector>
 
+namespace kx {
+
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -340,3 +342,5 @@ TEST_F(ExitAndWait, ABrowserThatCannotBeOpenedIsLeftAloneWithoutAMessage) {
 }
 
 }  // namespace
+
+}  // namespace kx

@@ -16,6 +16,8 @@
 #include <string>
 #include <vector>
 
+namespace kx {
+
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -254,3 +256,5 @@ TEST_F(FirefoxProfileLock, ExistsForFirefoxOnly) {
 }
 
 }  // namespace
+
+}  // namespace kx

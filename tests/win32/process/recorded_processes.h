@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+namespace kx {
+
 inline bool isOpen(HANDLE handle) {
   DWORD flags = 0;
   return ::GetHandleInformation(handle, &flags) != FALSE;
@@ -88,3 +90,5 @@ class RecordedKills {
  private:
   SubstitutedCall<&WindowsCalls::terminateProcess> terminate_;
 };
+
+}  // namespace kx

@@ -16,6 +16,8 @@
 #include <thread>
 #include <utility>
 
+namespace kx {
+
 using testing::IsEmpty;
 
 namespace {
@@ -222,3 +224,5 @@ TEST(MutexOwnershipTest, PassesFromOneObjectToAnother) {
 }
 
 }  // namespace
+
+}  // namespace kx
