@@ -1,7 +1,6 @@
 #include "browser/response_checker.h"
 
 #include "browser/string_run.h"
-#include "json/numbers.h"
 #include "json/whitespace.h"
 
 #include <algorithm>
@@ -219,7 +218,6 @@ std::size_t ResponseChecker::feedUntilComplete(std::string_view bytes) {
   }
   const char* next = first;
   while (next != last) {
-    next = skipMoves(next, last);
     if (state_ == State::String) {
       next = skipStrings(next, last);
     }
@@ -230,32 +228,8 @@ std::size_t ResponseChecker::feedUntilComplete(std::string_view bytes) {
     if (isComplete()) {
       break;
     }
-    if (state_ == State::Value && topMode() == Mode::Array) {
-      next = skipNumbers(next, last);
-    }
   }
   return static_cast<std::size_t>(next - first);
-}
-
-// Bytes that lead from state to state and do nothing else, up to the beginning of a string.
-const char* ResponseChecker::skipMoves(const char* next, const char* last) {
-  State state = state_;
-  while (state != State::String && next != last) {
-    const std::uint8_t step = stepOf(state, *next);
-    if (!isMove(step)) {
-      break;
-    }
-    ++next;
-    if (step == static_cast<std::uint8_t>(state)) {
-      // Whitespace, mostly.
-      while (next != last && stepOf(state, *next) == step) {
-        ++next;
-      }
-    }
-    state = static_cast<State>(step);
-  }
-  state_ = state;
-  return next;
 }
 
 // Most strings are followed by a colon or a comma, perhaps with whitespace around it, and many by another
@@ -287,20 +261,6 @@ const char* ResponseChecker::skipStrings(const char* next, const char* last) {
       return behind;
     }
     next = behind + 1;
-  }
-}
-
-// Numbers of a list, each with the comma behind it: the state and the mode are the same behind the comma as
-// before the number.
-const char* ResponseChecker::skipNumbers(const char* next, const char* last) {
-  for (;;) {
-    const std::string_view rest(next, static_cast<std::size_t>(last - next));
-    const std::size_t length = json::numberLength(rest);
-    if (length == 0 || length == rest.size() || rest[length] != ',' ||
-        json::isCutShort(rest.substr(0, length))) {
-      return next;
-    }
-    next += length + 1;
   }
 }
 

@@ -77,9 +77,7 @@ class ResponseChecker {
   bool replaceTop(Mode mode, Mode by, State next);
   bool endString();
   bool separate();
-  const char* skipMoves(const char* next, const char* last);
   const char* skipStrings(const char* next, const char* last);
-  const char* skipNumbers(const char* next, const char* last);
   // Takes a byte that does more than name the next state.
   bool act(std::uint8_t step);
 

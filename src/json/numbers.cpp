@@ -1,10 +1,8 @@
 #include "json/numbers.h"
 
 #include "common/strings.h"
-#include "json/plain_text.h"
 
 #include <algorithm>
-#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -37,59 +35,9 @@ bool isHuge(std::string_view number) {
   return magnitude > 0;
 }
 
-#ifdef KX_JSON_SSE2
-
-// The length of a number of the usual kind: complete, and with a byte behind it among the first sixteen. 0
-// for anything else. Where its digits end is counted, not tried out byte by byte.
-std::size_t usualNumberLength(std::string_view text) {
-  constexpr int kSixteen = 16;
-  if (text.size() < kSixteen) {
-    return 0;
-  }
-  const auto at = [text](int i) { return text[static_cast<std::size_t>(i)]; };
-  const unsigned notDigits = ~SixteenBytes(text.data()).digits();
-  const auto endOfDigits = [notDigits](int i) { return i + std::countr_zero(notDigits >> i); };
-
-  const int first = at(0) == '-' ? 1 : 0;
-  const int integerEnd = endOfDigits(first);
-  if (integerEnd == first || integerEnd >= kSixteen || (at(first) == '0' && integerEnd != first + 1)) {
-    return 0;
-  }
-  int end = endOfDigits(integerEnd + (at(integerEnd) == '.' ? 1 : 0));
-  if (end >= kSixteen) {
-    return 0;
-  }
-  if (at(end) == 'e' || at(end) == 'E') {
-    const bool isBareZero = at(first) == '0' && end == integerEnd;
-    const int sign = end + 1;
-    if (isBareZero || sign == kSixteen) {
-      return 0;
-    }
-    const int exponent = sign + (at(sign) == '-' || at(sign) == '+' ? 1 : 0);
-    end = endOfDigits(exponent);
-    if (end == exponent || end >= kSixteen) {
-      return 0;
-    }
-  }
-  return static_cast<std::size_t>(end);
-}
-
-#else
-
-std::size_t usualNumberLength(std::string_view /*text*/) {
-  return 0;
-}
-
-#endif
-
 }  // namespace
 
 std::size_t numberLength(std::string_view text) {
-  const std::size_t usual = usualNumberLength(text);
-  return usual != 0 ? usual : numberLengthBytewise(text);
-}
-
-std::size_t numberLengthBytewise(std::string_view text) {
   std::size_t i = 0;
   const auto skipDigits = [&] {
     const std::size_t first = i;

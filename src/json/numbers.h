@@ -9,8 +9,6 @@ namespace kx::json {
 
 // How far the text goes as a number. A number that is cut short, as "-" or "1e", counts to its end.
 std::size_t numberLength(std::string_view text);
-// The same, byte by byte.
-std::size_t numberLengthBytewise(std::string_view text);
 
 // Whether a text that goes to its end as a number stops at its sign, or between exponent mark and exponent.
 bool isCutShort(std::string_view number);

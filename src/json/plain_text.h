@@ -47,7 +47,6 @@ class SixteenBytes {
 
   void store(char* target) const { _mm_storeu_si128(reinterpret_cast<__m128i*>(target), bytes_); }
 
-  unsigned digits() const { return bits(atMost(_mm_sub_epi8(bytes_, _mm_set1_epi8('0')), 9)); }
   unsigned equal(char c) const { return bits(_mm_cmpeq_epi8(bytes_, _mm_set1_epi8(c))); }
   unsigned notPlain() const {
     const __m128i isQuote = _mm_cmpeq_epi8(bytes_, _mm_set1_epi8('"'));

@@ -10,8 +10,6 @@
 #include <cstdlib>
 #include <random>
 #include <string>
-#include <string_view>
-#include <vector>
 
 namespace kx {
 
@@ -250,43 +248,6 @@ TEST(JsonNumber, EveryDoubleIsReadBackFromItsDigits) {
     if (std::isfinite(value)) {
       EXPECT_EQ(readNumber(pictureOf(value)), value);
     }
-  }
-}
-
-// ---- how far a text goes as a number ----
-
-void expectSameLengthAsBytewise(const std::string& text) {
-  // The text ends there, so that a sanitizer sees a look beyond it.
-  const std::vector<char> bytes(text.begin(), text.end());
-  const std::string_view exact(bytes.data(), bytes.size());
-
-  ASSERT_EQ(json::numberLength(exact), json::numberLengthBytewise(exact)) << text;
-}
-
-TEST(JsonNumber, EndsAtTheSameByteInOneLookAsBytewiseHoweverLongItsPartsAre) {
-  for (const char* const sign : {"", "-"}) {
-    for (const char first : {'0', '7'}) {
-      for (std::size_t integer = 0; integer <= 18; ++integer) {
-        for (const char* const middle :
-             {"", ".", ".5", ".1234567", "e", "e3", "E+12", ".5e-", ".e-1234567"}) {
-          for (const char* const behind : {"", ",", "]", "0", ".", "e", "-", ",12345678901234567890"}) {
-            expectSameLengthAsBytewise(sign + std::string(integer, first) + middle + behind);
-          }
-        }
-      }
-    }
-  }
-}
-
-TEST(JsonNumber, EndsAtTheSameByteInOneLookAsBytewiseWhateverItsBytes) {
-  constexpr std::string_view kBytes = "00123456789..eE+-, x/:";
-  std::mt19937 random(43);  // NOLINT(cert-msc51-cpp): the same texts in every run
-  for (int i = 0; i < 100000; ++i) {
-    std::string text(random() % 25, ' ');
-    for (char& c : text) {
-      c = kBytes[random() % kBytes.size()];
-    }
-    expectSameLengthAsBytewise(text);
   }
 }
 
