@@ -1,17 +1,17 @@
 #!/usr/bin/env python3
 """Adds the results of the benchmarks up: one table with what was measured, the goal, and whether it is met.
 
-Reads what kx_bench_host (one JSON object per line) and kx_bench_core (Google Benchmark's JSON) have left. Writes both
-as one JSON file and the plot of time against size as an SVG, and with --write-docs puts table and plot into the docs.
+Reads what kx_bench_host (one JSON object per line) and kx_bench_core (Google Benchmark's JSON) have left, and writes both
+as one JSON file. With --write-docs the table goes into the docs, and a plot of time against size beside it.
 """
 
 import argparse
 import json
 import statistics
+import subprocess
 import sys
 from pathlib import Path
 
-from bench_plot import plot
 from project_files import ROOT
 
 # Rows of the host: name, what is measured, against what, the largest ratio that is wanted.
@@ -180,6 +180,25 @@ def put_into_page(page, table):
     return f"{page[:begin]}\n\n{table}\n\n{page[end:]}"
 
 
+def plot(points, path):
+    """The time of plays against the size of their answers, as an SVG, by gnuplot."""
+    data, lines = "", []
+    for shape, colour in (("one_string", "#1b6ca8"), ("short_items", "#c4511a")):
+        rows = sorted((p["bytes"], p["microseconds"] / 1e6, p["base_microseconds"] / 1e6) for p in points if p["plot"] == shape)
+        data += f"${shape} << END\n" + "".join("%d %g %g\n" % row for row in rows) + "END\n"
+        for column, who, dash in ((2, "the library", 1), (3, "bare pipe", 2)):
+            lines.append(f"${shape} using 1:{column} with lines lw 2 dt {dash} lc rgb '{colour}' title '{words(shape)}, {who}'")
+    commands = f"""set terminal svg size 790,480 background '#ffffff'
+set output '{path}'
+set title 'Time of a play against the size of its answer'
+set xlabel 'bytes of the answer'; set ylabel 'time'
+set logscale x 2; set logscale y; set grid; set key left Left reverse
+set xtics 4; set format x '%.0b %BB'; set format y '%.0s %cs'
+plot {", ".join(lines)}
+"""
+    subprocess.run(["gnuplot"], input=data + commands, text=True, check=True)
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("folder", type=Path, help="holds host.jsonl and native.json; the results are left there")
@@ -194,8 +213,6 @@ def main():
 
     results = {"lines": [line.as_json() for line in measured], "rows": list(rows.values()), "plot": points}
     (arguments.folder / "results.json").write_text(json.dumps(results, indent=1) + "\n", encoding="utf-8")
-    if points:
-        (arguments.folder / "time_against_size.svg").write_text(plot(points), encoding="utf-8")
 
     print(text_table(measured))
     counts = {verdict: sum(line.verdict == verdict for line in measured) for verdict in ("met", "not met", "void")}
@@ -207,7 +224,7 @@ def main():
             sys.exit(f"bench_report: the docs get whole runs only; missing: {missing or 'the plot'}")
         page = Path(ROOT) / "docs" / "performance.md"
         page.write_text(put_into_page(page.read_text(encoding="utf-8"), markdown_table(lines)), encoding="utf-8")
-        (page.parent / "time_against_size.svg").write_text(plot(points), encoding="utf-8")
+        plot(points, page.parent / "time_against_size.svg")
 
 
 if __name__ == "__main__":

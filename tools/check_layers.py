@@ -6,7 +6,7 @@ The components form one arrow; a component includes itself and what stands to it
     api -> pipe -> process -> browser -> {json, log} -> common
 
 Windows headers appear under win32/ folders only, the public header in api/ only, and the peers and the examples include
-nothing of the library's inside.
+nothing of the library's inside. A source that no list of sources names is in no layer.
 """
 
 import argparse
@@ -111,7 +111,14 @@ def check_tree(root):
                 problem = None
             if problem:
                 problems.append(f"{name}:{number}: {problem}")
-    return problems, checked
+    return problems + unlisted_sources(root), checked
+
+
+def unlisted_sources(root):
+    lists = "".join((Path(root) / name).read_text(encoding="utf-8") for name in project_files(root, ("CMakeLists.txt",)))
+    listed = set(re.findall(r"\w+", lists))
+    return [f"{name}:1: no CMakeLists.txt names this file"
+            for name in project_files(root, (".c", ".cpp")) if listed and Path(name).stem not in listed]
 
 
 def main():

@@ -1,13 +1,11 @@
-"""The table of the benchmarks: what is met, what is not, what is void; and the plot."""
+"""The table of the benchmarks: what is met, what is not and what is void."""
 
 import json
 import unittest
-import xml.etree.ElementTree
 from pathlib import Path
 
 from support import Tree
 
-import bench_plot
 import bench_report
 
 
@@ -72,28 +70,6 @@ class Page(unittest.TestCase):
     def test_the_docs_have_the_marks(self):
         page = (Path(bench_report.ROOT) / "docs" / "performance.md").read_text(encoding="utf-8")
         self.assertIn("| new |", bench_report.put_into_page(page, "| new |"))
-
-
-class Plot(unittest.TestCase):
-    POINTS = [{"plot": shape, "bytes": size, "microseconds": size / 50, "base_microseconds": size / 100}
-              for shape in ("one_string", "short_items") for size in (1024, 65536, 67108864)]
-
-    def test_is_an_svg_with_a_line_per_shape_and_leg(self):
-        root = xml.etree.ElementTree.fromstring(bench_plot.plot(self.POINTS))
-        lines = [e for e in root if e.tag.endswith("polyline") and len(e.get("points").split()) == 3]
-        self.assertEqual(len(lines), 4)
-
-    def test_names_its_axes_and_sizes(self):
-        text = bench_plot.plot(self.POINTS)
-        for label in ("bytes of the answer", "time", "1 kB", "64 MB", "one string, bare pipe"):
-            self.assertIn(f">{label}<", text)
-
-    def test_everything_lies_inside(self):
-        root = xml.etree.ElementTree.fromstring(bench_plot.plot(self.POINTS))
-        for element in root:
-            for place in (element.get("points") or "").split():
-                x, y = map(float, place.split(","))
-                self.assertTrue(0 <= x <= bench_plot.WIDTH and 0 <= y <= bench_plot.HEIGHT)
 
 
 if __name__ == "__main__":

@@ -57,6 +57,10 @@ class CheckLayers(unittest.TestCase):
             self.assertEqual(len(problems(files)), 1, main)
             self.assertEqual(len(problems({main: '#include "kxtcp64.h"\n'})), 1, main)
 
+    def test_refuses_a_source_that_no_list_names(self):
+        files = {"src/CMakeLists.txt": "add_library(x json/reader.cpp)", "src/json/reader.cpp": "", "src/json/writer.cpp": ""}
+        self.assertEqual(problems(files), ["src/json/writer.cpp:1: no CMakeLists.txt names this file"])
+
     def test_lets_examples_use_the_public_header_only(self):
         files = {"src/common/md5.h": "\n", "examples/a.c": '#include "kxtcp64.h"\n#include <windows.h>\n'}
         self.assertEqual(problems(files), [])
