@@ -1,271 +1,123 @@
-// kx_Init() launches the browser: the command line, the folder, the start page, and what the browser is told
-// first.
+// kx_Init() launches the browser: the command line and the folder that a real process gets, and the pipe on
+// which it is met.
 #include "scenario/conversation.h"
+#include "support/win32/log_file.h"
+
+#include <algorithm>
+#include <ostream>
 
 namespace {
 
-class Launch : public Conversation {};
+struct LaunchOptions {
+  const char* name;
+  const char* browser;
+  std::string options;
+  std::string profile;    // what the options name, if anything
+  std::string arguments;  // of the browser, in front of the start page
+};
 
-TEST_F(Launch, FirefoxWithAProfileGetsItsSwitchesAndTheStartPage) {
-  SimulatedBrowser browser;
-  const std::string profile = uniqueName("profile");
-
-  launch(browser, "fx", "-fxProfile " + profile);
-
-  EXPECT_EQ(browser.commandLine(),
-            browser.program() + " -no-remote -P \"" + profile + "\" " + startPageUrl("fx", profile));
-  EXPECT_EQ(exit(), KX_OK);
+std::ostream& operator<<(std::ostream& stream, const LaunchOptions& launch) {
+  return stream << launch.name;
 }
 
-TEST_F(Launch, ChromeWithADataFolderGetsItsSwitchAndTheStartPage) {
-  SimulatedBrowser browser;
-  const std::string folder = user_.roaming() + "\\" + uniqueName("data");
+class Launch : public Conversation, public ::testing::WithParamInterface<LaunchOptions> {};
 
-  launch(browser, "cr", "-crUserDataDir " + folder);
+// Program and start page lie in folders with blanks, so that both are quoted.
+TEST_P(Launch, GivesTheBrowserItsArgumentsAndMeetsItOnItsPipe) {
+  const LaunchOptions& options = GetParam();
+  SimulatedBrowser browser(uniqueName(options.browser == std::string("cr") ? "chrome" : "firefox") + ".exe",
+                           "program files");
+  const TempFolder pages("start pages");
+  const EnvironmentVariable temp("TEMP", pages.path());
+  const bool hasProfile = !options.profile.empty();
 
-  EXPECT_EQ(browser.commandLine(),
-            browser.program() + " --user-data-dir=\"" + folder + "\" " + startPageUrl("cr", folder));
-  EXPECT_EQ(exit(), KX_OK);
-}
+  ASSERT_EQ(init({options.browser, options.options, browser.program()}), KX_OK);
 
-TEST_F(Launch, ABrowserWithoutAProfileGetsNothingButItsPath) {
-  SimulatedBrowser browser;
-
-  launch(browser);
-
-  EXPECT_EQ(browser.commandLine(), browser.program());
-  EXPECT_EQ(browser.pipe(), defaultPipe("fx"));
-  EXPECT_EQ(exit(), KX_OK);
-}
-
-TEST_F(Launch, ChromeWithoutADataFolderGetsNothingButItsPath) {
-  SimulatedBrowser browser = SimulatedBrowser::chrome();
-
-  launch(browser, "cr");
-
-  EXPECT_EQ(browser.commandLine(), browser.program());
-  EXPECT_EQ(browser.pipe(), defaultPipe("cr"));
-  EXPECT_EQ(exit(), KX_OK);
-}
-
-TEST_F(Launch, ChromeWithAnEmptyDataFolderIsPassedItWithoutAStartPage) {
-  SimulatedBrowser browser;
-  browser.script("pipe " + profilePipe("cr", ""));
-
-  launch(browser, "cr", "-crUserDataDir=\"\"");
-
-  EXPECT_EQ(browser.commandLine(), browser.program() + " --user-data-dir=\"\"");
-  EXPECT_FALSE(fileExists(startPage("")));
-  EXPECT_EQ(exit(), KX_OK);
-}
-
-TEST_F(Launch, FirefoxWithAnEmptyProfileGetsNeitherSwitchesNorAStartPage) {
-  SimulatedBrowser browser;
-  browser.script("pipe " + profilePipe("fx", ""));
-
-  launch(browser, "fx", "-fxProfile=\"\"");
-
-  EXPECT_EQ(browser.commandLine(), browser.program());
-  EXPECT_FALSE(fileExists(startPage("")));
-  EXPECT_EQ(exit(), KX_OK);
-}
-
-TEST_F(Launch, ABackslashAtTheEndOfTheDataFolderDoesNotChangeThePipeAndThePage) {
-  SimulatedBrowser browser;
-  const std::string folder = user_.roaming() + "\\" + uniqueName("data");
-
-  launch(browser, "cr", "-crUserDataDir " + folder + "\\");
-
-  EXPECT_EQ(browser.commandLine(),
-            browser.program() + " --user-data-dir=\"" + folder + "\\\" " + startPageUrl("cr", folder));
-  EXPECT_EQ(exit(), KX_OK);
-}
-
-TEST_F(Launch, OnlyOneBackslashAtTheEndIsLeftOut) {
-  SimulatedBrowser browser;
-  const std::string folder = user_.roaming() + "\\" + uniqueName("data") + "\\";
-
-  launch(browser, "cr", "-crUserDataDir " + folder + "\\");
-
-  EXPECT_EQ(browser.pipe(), profilePipe("cr", folder));
-  EXPECT_EQ(exit(), KX_OK);
-}
-
-TEST_F(Launch, AProgramInAPathWithBlanksIsQuoted) {
-  SimulatedBrowser browser(uniqueName("my browser") + ".exe", "program files");
-  const std::string profile = uniqueName("profile");
-
-  launch(browser, "fx", "-fxProfile " + profile);
-
-  EXPECT_EQ(browser.commandLine(),
-            "\"" + browser.program() + "\" -no-remote -P \"" + profile + "\" " + startPageUrl("fx", profile));
+  const std::string page = hasProfile ? " \"" + startPageUrl(options.browser, options.profile) + "\"" : "";
+  EXPECT_EQ(browser.commandLine(), "\"" + browser.program() + "\"" + options.arguments + page);
   EXPECT_EQ(browser.workingDirectory(), browser.folder());
-  EXPECT_EQ(exit(), KX_OK);
-}
-
-TEST_F(Launch, TheStartPageIsTheSmallPageWithoutALineEnd) {
-  SimulatedBrowser browser;
-  const std::string profile = uniqueName("profile");
-
-  launch(browser, "fx", "-fxProfile " + profile);
-
-  EXPECT_EQ(fileBytes(startPage(profile)), "<html><body></body></html>");
-  EXPECT_EQ(exit(), KX_OK);
-}
-
-TEST_F(Launch, TheBrowserServesThePipeThatTheStartPageNames) {
-  SimulatedBrowser browser;
-  const std::string profile = uniqueName("profile");
-
-  launch(browser, "fx", "-fxProfile " + profile);
-
-  EXPECT_EQ(browser.events("pipe "),
-            std::vector<std::string>{"pipe from=start page name=" + profilePipe("fx", profile)});
-  EXPECT_EQ(exit(), KX_OK);
-}
-
-TEST_F(Launch, ADataFolderWithBlanksKeepsItsOwnQuotes) {
-  SimulatedBrowser browser;
-  const std::string folder = user_.roaming() + "\\my " + uniqueName("data");
-
-  launch(browser, "cr", "-crUserDataDir \"" + folder + "\"");
-
-  EXPECT_EQ(browser.commandLine(),
-            browser.program() + " --user-data-dir=\"" + folder + "\" " + startPageUrl("cr", folder));
-  EXPECT_EQ(exit(), KX_OK);
-}
-
-TEST_F(Launch, AProfileWithBlanksKeepsItsOwnQuotes) {
-  SimulatedBrowser browser;
-  const std::string profile = "my " + uniqueName("profile");
-
-  launch(browser, "fx", "-fxProfile \"" + profile + "\"");
-
-  EXPECT_EQ(browser.commandLine(),
-            browser.program() + " -no-remote -P \"" + profile + "\" " + startPageUrl("fx", profile));
-  EXPECT_EQ(exit(), KX_OK);
-}
-
-TEST_F(Launch, AStartPageInAFolderWithBlanksIsQuoted) {
-  SimulatedBrowser browser;
-  const std::string profile = uniqueName("profile");
-  const TempFolder blank("a folder");
-  const EnvironmentVariable temp("TEMP", blank.path());
-
-  launch(browser, "fx", "-fxProfile " + profile);
-
-  EXPECT_EQ(browser.commandLine(), browser.program() + " -no-remote -P \"" + profile + "\" \"file://" +
-                                       blank.path(md5Digest(profile)) +
-                                       ".html?pipe=" + profilePipe("fx", profile) + "\"");
-  EXPECT_EQ(exit(), KX_OK);
-}
-
-TEST_F(Launch, EverythingMayHoldCharactersOutsideAscii) {
-  const std::string name = "\xc3\xa6\xc3\xb8 \xe6\x97\xa5\xe6\x9c\xac";
-  SimulatedBrowser browser(uniqueName(name) + ".exe", name);
-  const TempFolder folder(name);
-  const EnvironmentVariable temp("TEMP", folder.path());
-  const std::string profile = uniqueName(name);
-
-  launch(browser, "fx", "-fxProfile \"" + profile + "\"");
-
-  EXPECT_EQ(browser.commandLine(), "\"" + browser.program() + "\" -no-remote -P \"" + profile +
-                                       "\" \"file://" + folder.path(md5Digest(profile)) +
-                                       ".html?pipe=" + profilePipe("fx", profile) + "\"");
-  EXPECT_EQ(browser.workingDirectory(), browser.folder());
-  EXPECT_EQ(fileBytes(folder.path(md5Digest(profile) + ".html")), "<html><body></body></html>");
-  EXPECT_EQ(exit(), KX_OK);
-}
-
-TEST_F(Launch, TheBrowserStartsInTheFolderOfItsProgram) {
-  SimulatedBrowser browser;
-
-  launch(browser);
-
-  EXPECT_EQ(browser.workingDirectory(), browser.folder());
-  EXPECT_EQ(exit(), KX_OK);
-}
-
-TEST_F(Launch, TheBrowserInheritsTheHostsEnvironment) {
-  SimulatedBrowser browser;
-  browser.script("on start log mark=$(env.KX_TEST_MARK)");
-  const EnvironmentVariable mark("KX_TEST_MARK", "of the host");
-
-  launch(browser);
-
-  EXPECT_EQ(browser.events("log mark="), std::vector<std::string>{"log mark=of the host"});
-  EXPECT_EQ(exit(), KX_OK);
-}
-
-TEST_F(Launch, TheProcessIdIsThatOfTheStartedProcess) {
-  SimulatedBrowser browser;
-
-  launch(browser);
-
+  EXPECT_EQ(browser.pipe(),
+            hasProfile ? profilePipe(options.browser, options.profile) : defaultPipe(options.browser));
+  EXPECT_EQ(browser.events("init "), std::vector<std::string>{"init open-new-browser=false launched=true"});
   EXPECT_EQ(browserProcessId(), browser.processId());
   EXPECT_EQ(exit(), KX_OK);
+  EXPECT_FALSE(browser.isRunning());
 }
 
-TEST_F(Launch, TheBrowserIsToldThatItWasLaunched) {
+// Pipes are called after the profile, so each run has profiles of its own.
+std::vector<LaunchOptions> launchOptions() {
+  const std::string own = uniqueName("profile");
+  const std::string named = "my " + own;
+  const std::string folder = "C:\\data of " + own;
+  return {
+      {"Firefox", "fx", "", "", ""},
+      {"Chrome", "cr", "", "", ""},
+      {"FirefoxWithAProfile", "fx", "-fxProfile \"" + named + "\"", named,
+       " -no-remote -P \"" + named + "\""},
+      {"TheLastOfTwoProfiles", "fx", "-fxProfile first -profiler -fxProfile=" + own, own,
+       " -no-remote -P \"" + own + "\""},
+      {"ChromeWithAFolder", "cr", "-crUserDataDir \"" + folder + "\"", folder,
+       " --user-data-dir=\"" + folder + "\""},
+      {"ChromeWithAFolderThatEndsInABackslash", "cr", "-crUserDataDir C:\\" + own + "\\", "C:\\" + own,
+       " --user-data-dir=\"C:\\" + own + "\\\""},
+  };
+}
+
+INSTANTIATE_TEST_SUITE_P(Options, Launch, ::testing::ValuesIn(launchOptions()),
+                         [](const auto& tested) { return tested.param.name; });
+
+class LaunchAfterAFailedConnect : public Conversation {
+ protected:
+  const LogFile log_;
+};
+
+TEST_F(LaunchAfterAFailedConnect, IsMadeOnceHoweverLateTheBrowserServesItsPipe) {
   SimulatedBrowser browser;
+  const NamedEvent go;
+  browser.script("on serve wait-event " + go.name());
+  const LogSignal afterSecondAttempt("Could not open pipe ", 2, [&] { go.signal(); });
 
-  ASSERT_EQ(init({.program = browser.program(), .openNewBrowser = 0}), KX_OK);
+  EXPECT_EQ(init({.program = browser.program()}), KX_OK);
 
-  EXPECT_EQ(browser.request(1), initRequest(false, true));
+  EXPECT_EQ(browser.processIds().size(), 1U);
   EXPECT_EQ(exit(), KX_OK);
 }
 
-TEST_F(Launch, TheLaunchedBrowserIsAskedForANewWindowToo) {
-  SimulatedBrowser browser;
+TEST_F(LaunchAfterAFailedConnect, WaitsUntilARunningFirefoxHasLetItsProfileGo) {
+  user_.writeProfiles("[Profile0]\nName=dev\nIsRelative=1\nPath=Profiles/dev\nDefault=1\n");
+  std::filesystem::create_directories(wide(user_.roaming() + "\\Mozilla\\Firefox\\Profiles\\dev"));
+  SimulatedBrowser running;
+  SimulatedBrowser launched;
+  const NamedEvent locked;
+  const NamedEvent leave;
+  for (const std::string& action : {std::string("lock-profile"), "set-event " + locked.name(),
+                                    "wait-event " + leave.name(), std::string("die 0")}) {
+    running.script("on start " + action);
+  }
+  running.startOnly();
+  ASSERT_TRUE(locked.wait());
+  const LogSignal afterFirstAttempt("Client: connect failed but lock present", 1, [&] {
+    EXPECT_FALSE(launched.hasRecorded("command-line.txt"));
+    leave.signal();
+  });
 
-  ASSERT_EQ(init({.program = browser.program(), .openNewBrowser = 1}), KX_OK);
+  EXPECT_EQ(init({.program = launched.program()}), KX_OK);
 
-  EXPECT_EQ(browser.request(1), initRequest(true, true));
+  EXPECT_EQ(browserProcessId(), launched.processId());
   EXPECT_EQ(exit(), KX_OK);
 }
 
-TEST_F(Launch, TheProfilerIsNoSwitchOfTheBrowser) {
-  SimulatedBrowser browser;
-  const std::string profile = uniqueName("profile");
+// A forward slash makes no folder to start in, and a program needs one.
+TEST_F(LaunchAfterAFailedConnect, FailsForAPathWithoutABackslash) {
+  const SimulatedBrowser browser;
+  std::string program = browser.program();
+  std::replace(program.begin(), program.end(), '\\', '/');
 
-  launch(browser, "fx", "-fxProfile " + profile + " -profiler");
+  EXPECT_EQ(init({.program = program}), ERROR_DIRECTORY);
 
-  EXPECT_EQ(browser.commandLine(),
-            browser.program() + " -no-remote -P \"" + profile + "\" " + startPageUrl("fx", profile));
-  EXPECT_EQ(exit(), KX_OK);
-}
-
-TEST_F(Launch, TheLastOfTwoProfilesIsTaken) {
-  SimulatedBrowser browser;
-  const std::string profile = uniqueName("profile");
-
-  launch(browser, "fx", "-fxProfile first -unknown=1 -fxProfile=" + profile);
-
-  EXPECT_EQ(browser.pipe(), profilePipe("fx", profile));
-  EXPECT_EQ(exit(), KX_OK);
-}
-
-TEST_F(Launch, WithoutAPathChromeIsFoundInTheUsersLocalFolder) {
-  const std::string inLocalFolder = "\\Google\\Chrome\\Application";
-  SimulatedBrowser browser("chrome.exe", "local" + inLocalFolder);
-  const std::string local = browser.folder().substr(0, browser.folder().size() - inLocalFolder.size());
-  const EnvironmentVariable localFolder("LOCALAPPDATA", local);
-
-  EXPECT_EQ(dll_.kx_Init(context_, "cr", nullptr, nullptr, 0, 0, 60), KX_OK);
-
-  EXPECT_EQ(browser.commandLine(), local + inLocalFolder + "\\chrome.exe");
-  EXPECT_EQ(exit(), KX_OK);
-}
-
-TEST_F(Launch, AProfileNameMayBeLongerThanAPath) {
-  SimulatedBrowser browser;
-  const std::string profile = uniqueName("profile") + std::string(300, 'p');
-
-  launch(browser, "fx", "-fxProfile " + profile);
-
-  EXPECT_EQ(browser.commandLine(),
-            browser.program() + " -no-remote -P \"" + profile + "\" " + startPageUrl("fx", profile));
-  EXPECT_EQ(exit(), KX_OK);
+  EXPECT_EQ(errorNumber(), -ERROR_DIRECTORY);
+  EXPECT_EQ(errorText(), "Couldn't start browser binary " + program);
+  EXPECT_FALSE(browser.hasRecorded("command-line.txt"));
 }
 
 }  // namespace

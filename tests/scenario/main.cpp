@@ -1,11 +1,11 @@
-// main() of the conversations: they run hosts in processes of their own as well. Names and folders are those
-// of each test's user.
-#include "scenario/host_process.h"
+// main() of the conversations: they run hosts and helpers in processes of their own as well. Names and
+// folders are those of each test's user.
+#include "support/win32/host_process.h"
 
 #include <gtest/gtest.h>
 
 int main(int argc, char** argv) {
-  if (const std::optional<int> exitCode = runAsHost(argc, argv)) {
+  if (const std::optional<int> exitCode = runAsHost()) {
     return *exitCode;
   }
   if (const std::optional<int> exitCode = runAsHelper()) {

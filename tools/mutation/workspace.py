@@ -59,7 +59,7 @@ THROUGH_THE_LIBRARY = {"src/browser/": Stage("windows", "kx_soak_tests", "ManyCo
 CORPORA = {"json": ["json_parser", "requests", "response_checker"], "browser": ["response_checker"],
            "process": ["profiles_ini"], "api": ["options"]}
 ONLY_IN_THE_DLL = ("exports", "runner_exports", "dll_main")
-DLL_TESTS = ["kx_host_tests", "kx_scenario_tests", "kx_fault_tests", "kx_failing_call_tests"]
+DLL_TESTS = ["kx_host_tests", "kx_scenario_tests", "kx_failing_call_tests"]
 
 
 def suites_of(file, root=ROOT):
