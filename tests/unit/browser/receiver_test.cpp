@@ -9,11 +9,15 @@
 #include <array>
 
 namespace kx {
-
 namespace {
 
 constexpr char kResponse[] =
     "{\"status\":\"O\\u004B\",\"errorCode\":1,\"extractData\":[\"a\",\"b\"],\"profilerData\":\"{}[]\\\"\"}";
+constexpr char kTakenOver[] = "1 'OK' extracts 'a[EXTRACT]b' performance none wait 0 profiler '{}[]\"'";
+
+constexpr char kEarlier[] = R"({"status":"before","errorCode":7,"extractData":["e"],
+  "lastPerformance":[{"name":"n","value":"v"}],"waitForProcessId":42,"profilerData":"p"})";
+constexpr char kBefore[] = "7 'before' extracts 'e' performance n=v wait 42 profiler 'p'";
 
 bool feed(FakeBrowser& browser, std::string_view piece) {
   return browser.processResponseBytes(piece.data(), piece.size());
@@ -29,264 +33,146 @@ std::string describe(const FakeBrowser& browser) {
          "'";
 }
 
-constexpr char kTakenOver[] = "1 'OK' extracts 'a[EXTRACT]b' performance none wait 0 profiler '{}[]\"'";
-constexpr char kMalformedText[] = "Cought excpetion while processing response, maybe malformed data";
-
-std::string notParsed(const std::string& character, int number, int position, const std::string& piece) {
-  return error("BrowserInstance::processResponseBytes() Can not parse char " + character + "(" +
-               std::to_string(number) + ") at position " + std::to_string(position) + ", responce chunk '" +
-               piece + "'");
+std::string notParsed(char c, int position, const std::string& piece) {
+  return error("BrowserInstance::processResponseBytes() Can not parse char " + std::string(1, c) + "(" +
+               std::to_string(static_cast<signed char>(c)) + ") at position " + std::to_string(position) +
+               ", responce chunk '" + piece + "'");
 }
+std::string parseError(const std::string& text, const std::string& place) {
+  return error("BrowserInstance::handleResponse() Caught json::ParseException: " + text +
+               " , line/offset: " + place);
+}
+std::string scanError(const std::string& text, const std::string& place) {
+  return error("BrowserInstance::handleResponse() Caught json::ScanException: " + text +
+               ", line/offset: " + place + " ");
+}
+std::string unexpected(const std::string& character) {
+  return scanError("Unexpected character in stream: " + character, "1/1");
+}
+
+struct Receiver : testing::Test {
+  LogCapture log;
+  FakeBrowser browser;
+};
 
 // ---- cutting ----
 
-TEST(Receiver, AWholeResponseInOnePieceIsComplete) {
-  const LogCapture log;
-  FakeBrowser browser;
-
-  EXPECT_TRUE(feed(browser, kResponse));
-  EXPECT_FALSE(browser.isResponseIncomplete());
-  browser.handleResponse();
-
-  EXPECT_EQ(describe(browser), kTakenOver);
-  EXPECT_TRUE(browser.isResponseIncomplete());
+TEST_F(Receiver, AResponseIsCompleteWithItsLastByteWhereverItIsSplit) {
+  const std::string response = kResponse;
+  for (std::size_t split = 0; split <= response.size(); ++split) {
+    FakeBrowser another;
+    for (const std::string& piece : {response.substr(0, split), response.substr(split)}) {
+      EXPECT_TRUE(another.isResponseIncomplete() || piece.empty());
+      EXPECT_TRUE(feed(another, piece));
+    }
+    EXPECT_EQ(another.isResponseIncomplete(), split == response.size()) << "an empty piece asks for more";
+    another.handleResponse();
+    EXPECT_EQ(describe(another), kTakenOver) << split;
+    EXPECT_TRUE(another.isResponseIncomplete());
+  }
   EXPECT_EQ(log.text(), "");
 }
 
-TEST(Receiver, SinglesBytesMakeAResponseThatIsCompleteWithItsLast) {
+TEST_F(Receiver, SingleBytesMakeResponsesThatAreCompleteWithTheirLast) {
   const std::string response = kResponse;
-  FakeBrowser browser;
-
-  for (std::size_t i = 0; i < response.size(); ++i) {
-    EXPECT_TRUE(feed(browser, response.substr(i, 1)));
-    EXPECT_EQ(browser.isResponseIncomplete(), i + 1 < response.size()) << i;
-  }
-  browser.handleResponse();
-
-  EXPECT_EQ(describe(browser), kTakenOver);
-}
-
-TEST(Receiver, AResponseMayBeSplitAnywhere) {
-  const std::string response = kResponse;
-  for (std::size_t split = 1; split < response.size(); ++split) {
-    FakeBrowser browser;
-
-    EXPECT_TRUE(feed(browser, response.substr(0, split)));
-    EXPECT_TRUE(browser.isResponseIncomplete());
-    EXPECT_TRUE(feed(browser, response.substr(split)));
-    EXPECT_FALSE(browser.isResponseIncomplete());
+  for (const char* extracts : {"a[EXTRACT]b", "a[EXTRACT]b[EXTRACT]a[EXTRACT]b"}) {
+    for (std::size_t i = 0; i < response.size(); ++i) {
+      EXPECT_TRUE(feed(browser, response.substr(i, 1)));
+      EXPECT_EQ(browser.isResponseIncomplete(), i + 1 < response.size()) << i;
+    }
     browser.handleResponse();
-
-    EXPECT_EQ(describe(browser), kTakenOver) << split;
+    EXPECT_EQ(browser.extract(0).toString(), extracts);
   }
 }
 
-TEST(Receiver, APieceOfLengthZeroLeavesTheResponseIncomplete) {
-  FakeBrowser browser;
-
-  EXPECT_TRUE(feed(browser, ""));
-  EXPECT_TRUE(browser.isResponseIncomplete());
-  EXPECT_TRUE(feed(browser, "{"));
-  EXPECT_TRUE(feed(browser, ""));
-  EXPECT_TRUE(feed(browser, "}"));
-  EXPECT_FALSE(browser.isResponseIncomplete());
-}
-
-TEST(Receiver, APieceOfLengthZeroBehindACompleteResponseAsksForMore) {
-  FakeBrowser browser;
-  feed(browser, "{}");
-
-  EXPECT_TRUE(feed(browser, ""));
-  EXPECT_TRUE(browser.isResponseIncomplete());
-}
-
-TEST(Receiver, BlanksBeforeTheResponseAreAcceptedAndKept) {
-  const LogCapture log;
-  FakeBrowser browser;
-
+TEST_F(Receiver, WhitespaceBeforeTheResponseIsAcceptedAndKept) {
   EXPECT_TRUE(feed(browser, " \t\r\n"));
   EXPECT_FALSE(feed(browser, "{\"status\":01}"));
   browser.handleResponse();
 
-  // The place in the message counts the blanks, as the buffer holds them.
-  EXPECT_EQ(
-      log.text(),
-      notParsed("1", '1', 11, "{\"status\":01}") +
-          error("BrowserInstance::handleResponse() Caught json::ParseException: Unexpected end of token "
-                "stream , line/offset: 2/11"));
-}
-
-TEST(Receiver, TheNextResponseStartsAfresh) {
-  FakeBrowser browser;
-  browser.receive(R"({"status":"one","errorCode":1})");
-
-  browser.receive(R"({"status":"two","errorCode":2})");
-
-  EXPECT_EQ(browser.errorText(), "two");
-  EXPECT_EQ(browser.errorNumber(), 2);
-}
-
-TEST(Receiver, TheCheckerStartsAfreshBehindACompleteResponse) {
-  FakeBrowser browser;
-  feed(browser, "{}");
-  browser.handleResponse();
-
-  EXPECT_TRUE(feed(browser, "{"));
-  EXPECT_TRUE(browser.isResponseIncomplete());
-  EXPECT_TRUE(feed(browser, "}"));
-  EXPECT_FALSE(browser.isResponseIncomplete());
-}
-
-TEST(Receiver, ATopLevelArrayIsCompleteToo) {
-  FakeBrowser browser;
-
-  EXPECT_TRUE(feed(browser, "[1]"));
-  EXPECT_FALSE(browser.isResponseIncomplete());
+  // The place in the message counts the whitespace, as the buffer holds it.
+  EXPECT_EQ(log.text(),
+            notParsed('1', 11, "{\"status\":01}") + parseError("Unexpected end of token stream", "2/11"));
 }
 
 // ---- what follows a complete response ----
 
-TEST(Pending, BytesBehindAResponseStartTheNextWithoutBeingChecked) {
-  const LogCapture log;
-  FakeBrowser browser;
+using Pending = Receiver;
 
+TEST_F(Pending, BytesBehindAResponseStartTheNextWithoutBeingChecked) {
   EXPECT_TRUE(feed(browser, R"({"status":"one","errorCode":1}{"status":"two","errorCode":2})"));
   EXPECT_FALSE(browser.isResponseIncomplete());
   browser.handleResponse();
 
   EXPECT_EQ(browser.errorText(), "one");
-  EXPECT_TRUE(browser.isResponseIncomplete());
   EXPECT_TRUE(feed(browser, ""));
   EXPECT_TRUE(browser.isResponseIncomplete());
   // The second response is in the buffer whole; it is handled when somebody asks.
   browser.handleResponse();
   EXPECT_EQ(browser.errorText(), "two");
-  EXPECT_EQ(browser.errorNumber(), 2);
   EXPECT_EQ(log.text(), "");
 }
 
-TEST(Pending, BytesBehindAResponseStandBeforeTheNextPiece) {
-  const LogCapture log;
-  FakeBrowser browser;
-  feed(browser, R"({"errorCode":1}xy)");
-  browser.handleResponse();
-
-  EXPECT_TRUE(feed(browser, R"({"errorCode":2})"));
-  EXPECT_FALSE(browser.isResponseIncomplete());
-  browser.handleResponse();
-
-  EXPECT_EQ(browser.errorNumber(), 1);
-  EXPECT_EQ(log.text(),
-            error("BrowserInstance::handleResponse() Caught json::ScanException: Unexpected character in "
-                  "stream: x, line/offset: 1/1 "));
-}
-
-TEST(Pending, BytesBehindAResponseStandBeforeTheAnswerToTheNextPlayAndNoOther) {
-  const LogCapture log;
-  FakeBrowser browser;
-  browser.answer(R"({"status":"first","errorCode":1}x)");
+TEST_F(Pending, BytesBehindAResponseStandBeforeTheAnswerToTheNextPlayAndNoOther) {
+  browser.answer(R"({"status":"first","errorCode":1}xy)");
   browser.play("macro", 5);
 
   browser.play("macro", 5);
 
   EXPECT_EQ(browser.errorText(), "first");
+  EXPECT_EQ(log.text(), unexpected("x"));
   browser.play("macro", 5);
   EXPECT_EQ(browser.errorText(), "OK");
 }
 
-TEST(Pending, BlanksBehindAResponseDoNoHarm) {
-  FakeBrowser browser;
+TEST_F(Pending, WhitespaceBehindAResponseDoesNoHarm) {
   browser.receive("{\"errorCode\":1}\r\n");
-
   browser.receive("{\"errorCode\":2}\r\n");
 
   EXPECT_EQ(browser.errorNumber(), 2);
 }
 
-TEST(Pending, BytesOfALaterPieceReplaceThoseBefore) {
-  const LogCapture log;
-  FakeBrowser browser;
+TEST_F(Pending, BytesOfALaterPieceReplaceThoseBefore) {
   feed(browser, "{\"errorCode\":1}x");
   feed(browser, "  {}y");
   browser.handleResponse();
-  EXPECT_EQ(log.text(),
-            error("BrowserInstance::handleResponse() Caught json::ParseException: Expected End of token "
-                  "stream; found { , line/offset: 1/18"));
+  browser.receive("{}");
 
-  feed(browser, "{}");
-  browser.handleResponse();
-
-  EXPECT_EQ(log.text(),
-            error("BrowserInstance::handleResponse() Caught json::ParseException: Expected End of token "
-                  "stream; found { , line/offset: 1/18") +
-                error("BrowserInstance::handleResponse() Caught json::ScanException: Unexpected character in "
-                      "stream: y, line/offset: 1/1 "));
+  EXPECT_EQ(log.text(), parseError("Expected End of token stream; found {", "1/18") + unexpected("y"));
 }
 
-TEST(Pending, ACompleteResponseWithNothingBehindItLeavesEarlierPendingBytes) {
-  const LogCapture log;
-  FakeBrowser browser;
+TEST_F(Pending, ACompleteResponseWithNothingBehindItLeavesEarlierPendingBytes) {
   feed(browser, "{}x");
   feed(browser, " {}");
   browser.handleResponse();
+  browser.receive("{}");
 
-  feed(browser, "{}");
-  browser.handleResponse();
-
-  EXPECT_EQ(log.text(),
-            error("BrowserInstance::handleResponse() Caught json::ParseException: Expected End of token "
-                  "stream; found { , line/offset: 1/4") +
-                error("BrowserInstance::handleResponse() Caught json::ScanException: Unexpected character in "
-                      "stream: x, line/offset: 1/1 "));
+  EXPECT_EQ(log.text(), parseError("Expected End of token stream; found {", "1/4") + unexpected("x"));
 }
 
 // ---- rejected bytes ----
 
-TEST(RejectedByte, IsLoggedWithItsPlaceInThePiece) {
-  const LogCapture log;
-  FakeBrowser browser;
+using RejectedByte = Receiver;
 
+TEST_F(RejectedByte, IsLoggedWithItsPlaceInItsPieceAndItsSignedNumber) {
   EXPECT_FALSE(feed(browser, "{\"a\":?}"));
-
-  EXPECT_EQ(log.text(), notParsed("?", 63, 5, "{\"a\":?}"));
-}
-
-TEST(RejectedByte, ThePlaceIsThatInItsOwnPiece) {
-  const LogCapture log;
-  FakeBrowser browser;
-  feed(browser, "{\"a\"");
-
+  EXPECT_TRUE(feed(browser, "{\"a\""));
   EXPECT_FALSE(feed(browser, " :x"));
-
-  EXPECT_EQ(log.text(), notParsed("x", 'x', 2, " :x"));
-}
-
-TEST(RejectedByte, Above127IsLoggedAsANegativeNumber) {
-  const LogCapture log;
-  FakeBrowser browser;
-
   EXPECT_FALSE(feed(browser, "\xE9"));
   EXPECT_FALSE(feed(browser, "\x80"));
-
-  EXPECT_EQ(log.text(), notParsed("\xE9", -23, 0, "\xE9") + notParsed("\x80", -128, 0, "\x80"));
-}
-
-TEST(RejectedByte, OfZeroIsLoggedAndCutsThePiece) {
-  const LogCapture log;
-  FakeBrowser browser;
-
   EXPECT_FALSE(feed(browser, std::string_view("{\0}", 3)));
 
-  EXPECT_EQ(log.text(), notParsed(std::string(1, '\0'), 0, 1, "{"));
+  // A zero byte cuts the piece.
+  EXPECT_EQ(log.text(), notParsed('?', 5, "{\"a\":?}") + notParsed('x', 2, " :x") +
+                            notParsed('\xE9', 0, "\xE9") + notParsed('\x80', 0, "\x80") +
+                            notParsed('\0', 1, "{"));
 }
 
-TEST(RejectedByte, LeavesTheErrorTheExtractsAndTheFlagAsTheyAre) {
-  FakeBrowser browser;
-  browser.receive(kResponse);
-  const std::string before = describe(browser);
+TEST_F(RejectedByte, LeavesTheErrorTheExtractsAndTheFlagAsTheyAre) {
+  browser.receive(kEarlier);
 
   EXPECT_FALSE(feed(browser, "?"));
-  EXPECT_EQ(describe(browser), before);
+  EXPECT_EQ(describe(browser), kBefore);
   EXPECT_TRUE(browser.isResponseIncomplete());
 
   feed(browser, "{}");
@@ -294,9 +180,7 @@ TEST(RejectedByte, LeavesTheErrorTheExtractsAndTheFlagAsTheyAre) {
   EXPECT_FALSE(browser.isResponseIncomplete());
 }
 
-TEST(RejectedByte, KeepsTheBytesBeforeItAndALaterResponseIsAppended) {
-  const LogCapture log;
-  FakeBrowser browser;
+TEST_F(RejectedByte, KeepsTheBytesBeforeItAndALaterResponseIsAppended) {
   browser.fail(7, "before");
   feed(browser, "{\"x\":1,");
   EXPECT_FALSE(feed(browser, " \"y\":?"));
@@ -308,26 +192,12 @@ TEST(RejectedByte, KeepsTheBytesBeforeItAndALaterResponseIsAppended) {
 
   EXPECT_EQ(browser.errorNumber(), 7);
   EXPECT_EQ(browser.errorText(), "before");
-  EXPECT_EQ(
-      log.text(),
-      notParsed("?", 63, 5, " \"y\":?") +
-          error("BrowserInstance::handleResponse() Caught json::ParseException: Unexpected end of token "
-                "stream , line/offset: 1/27"));
+  EXPECT_EQ(log.text(), notParsed('?', 5, " \"y\":?") + parseError("Unexpected end of token stream", "1/27"));
+  browser.receive("{\"errorCode\":1}");
+  EXPECT_EQ(browser.errorNumber(), 1) << "once handled, the old bytes are gone";
 }
 
-TEST(RejectedByte, OnceHandledTheOldBytesAreGone) {
-  FakeBrowser browser;
-  EXPECT_FALSE(feed(browser, "[?"));
-  browser.receive("{\"errorCode\":1}");
-  EXPECT_EQ(browser.errorNumber(), 0);
-
-  browser.receive("{\"errorCode\":1}");
-
-  EXPECT_EQ(browser.errorNumber(), 1);
-}
-
-TEST(RejectedByte, TheOldBytesAndTheNewMayMakeAResponse) {
-  FakeBrowser browser;
+TEST_F(RejectedByte, TheOldBytesAndTheNewMayMakeAResponse) {
   EXPECT_FALSE(feed(browser, "  ?"));
 
   browser.receive("{\"errorCode\":3}");
@@ -335,24 +205,16 @@ TEST(RejectedByte, TheOldBytesAndTheNewMayMakeAResponse) {
   EXPECT_EQ(browser.errorNumber(), 3);
 }
 
-TEST(RejectedByte, LeavesThePendingBytes) {
-  const LogCapture log;
-  FakeBrowser browser;
+TEST_F(RejectedByte, LeavesThePendingBytes) {
   feed(browser, "{}x");
   EXPECT_FALSE(feed(browser, "?"));
   browser.handleResponse();
-  feed(browser, "{}");
-  browser.handleResponse();
+  browser.receive("{}");
 
-  EXPECT_EQ(log.text(),
-            notParsed("?", 63, 0, "?") +
-                error("BrowserInstance::handleResponse() Caught json::ScanException: Unexpected character in "
-                      "stream: x, line/offset: 1/1 "));
+  EXPECT_EQ(log.text(), notParsed('?', 0, "?") + unexpected("x"));
 }
 
-TEST(RejectedByte, TheTwentiethOpenContainerIsOneInEveryResponse) {
-  const LogCapture log;
-  FakeBrowser browser;
+TEST_F(RejectedByte, TheTwentiethOpenContainerIsOneInEveryResponse) {
   const std::string deep = std::string(20, '[');
 
   EXPECT_FALSE(feed(browser, deep));
@@ -360,75 +222,34 @@ TEST(RejectedByte, TheTwentiethOpenContainerIsOneInEveryResponse) {
   EXPECT_TRUE(feed(browser, std::string(19, '[') + std::string(19, ']')));
   EXPECT_FALSE(feed(browser, deep));
 
-  const std::string rejected = notParsed("[", '[', 19, deep);
+  const std::string rejected = notParsed('[', 19, deep);
   EXPECT_EQ(log.text(), rejected + rejected + rejected);
 }
 
 // ---- what the parser refuses ----
 
-struct EarlierResponse : FakeBrowser {
-  EarlierResponse() {
-    receive(R"({"status":"before","errorCode":7,"extractData":["e"],
-                "lastPerformance":[{"name":"n","value":"v"}],"waitForProcessId":42,"profilerData":"p"})");
-  }
-};
+using RefusedResponse = Receiver;
 
-constexpr char kBefore[] = "7 'before' extracts 'e' performance n=v wait 42 profiler 'p'";
-
-TEST(RefusedResponse, ATopLevelArrayIsLoggedAndChangesNothing) {
-  const LogCapture log;
-  EarlierResponse browser;
-
+TEST_F(RefusedResponse, IsLoggedAndChangesNothing) {
+  browser.receive(kEarlier);
   browser.receive("[]");
-
-  EXPECT_EQ(describe(browser), kBefore);
-  EXPECT_TRUE(browser.isResponseIncomplete());
-  EXPECT_EQ(log.text(),
-            error("BrowserInstance::handleResponse() Caught json::ParseException: Unexpected token: [ , "
-                  "line/offset: 1/1"));
-}
-
-TEST(RefusedResponse, ADuplicateMemberIsLoggedWithItsPlaceAndChangesNothing) {
-  const LogCapture log;
-  EarlierResponse browser;
-
   browser.receive("{\n  \"errorCode\":1,\n  \"errorCode\":2}");
-
-  EXPECT_EQ(describe(browser), kBefore);
-  EXPECT_EQ(log.text(),
-            error("BrowserInstance::handleResponse() Caught json::ParseException: Duplicate object member "
-                  "token: errorCode , line/offset: 3/3"));
-}
-
-TEST(RefusedResponse, AScanErrorIsLoggedInItsOwnFormAndChangesNothing) {
-  const LogCapture log;
-  EarlierResponse browser;
+  browser.handleResponse();
   feed(browser, "[\n\"?");
   feed(browser, "\x01");
-
   browser.receive("{}");
 
   EXPECT_EQ(describe(browser), kBefore);
-  EXPECT_EQ(log.text(),
-            notParsed("\x01", 1, 0, "\x01") +
-                error("BrowserInstance::handleResponse() Caught json::ScanException: Expected string: \", "
-                      "line/offset: 2/5 "));
+  EXPECT_TRUE(browser.isResponseIncomplete());
+  EXPECT_EQ(log.text(), parseError("Unexpected token: [", "1/1") +
+                            parseError("Duplicate object member token: errorCode", "3/3") +
+                            parseError("Unexpected end of token stream", "1/1") +
+                            notParsed('\x01', 0, "\x01") + scanError("Expected string: \"", "2/5"));
+  browser.receive(R"({"status":"after","errorCode":8})");
+  EXPECT_EQ(browser.errorText(), "after");
 }
 
-TEST(RefusedResponse, HandlingWithoutAnyBytesIsLoggedAndChangesNothing) {
-  const LogCapture log;
-  EarlierResponse browser;
-
-  browser.handleResponse();
-
-  EXPECT_EQ(describe(browser), kBefore);
-  EXPECT_EQ(log.text(),
-            error("BrowserInstance::handleResponse() Caught json::ParseException: Unexpected end of token "
-                  "stream , line/offset: 1/1"));
-}
-
-TEST(RefusedResponse, APlayReportsTheOutcomeOfTheResponseBefore) {
-  FakeBrowser browser;
+TEST_F(RefusedResponse, APlayReportsTheOutcomeOfTheResponseBefore) {
   EXPECT_TRUE(browser.play("m", 5));
   browser.answer("[]");
   EXPECT_TRUE(browser.play("m", 5));
@@ -440,89 +261,33 @@ TEST(RefusedResponse, APlayReportsTheOutcomeOfTheResponseBefore) {
   EXPECT_EQ(browser.errorNumber(), -2);
 }
 
-TEST(RefusedResponse, TheNextResponseIsReadAsUsual) {
-  EarlierResponse browser;
-  browser.receive("[]");
+TEST_F(RefusedResponse, ThatComesAgainAndAgainLeavesWhatWasThere) {
+  browser.receive(kEarlier);
 
-  browser.receive(R"({"status":"after","errorCode":8})");
+  for (int i = 0; i < 20; ++i) {
+    browser.receive(R"({"extractData":["x\n"],"profilerData":"y","a":1,"a":2})");
+  }
 
-  EXPECT_EQ(browser.errorText(), "after");
-  EXPECT_EQ(browser.errorNumber(), 8);
+  EXPECT_EQ(describe(browser), kBefore);
 }
 
-TEST(RefusedResponse, NestingBeyondTheCheckersLimitNeverReachesTheReader) {
-  const LogCapture log;
-  FakeBrowser browser;
-  std::string text = "{\"a\":";
-  text += std::string(600, '[');
+TEST_F(RefusedResponse, AFieldThatFailsAndIsNotOptionalIsTheInstancesError) {
+  const auto failToMerge = [](Response&, Response&) { throw json::Exception("broken field"); };
+  const std::array<ResponseField, 1> fields = {{{"a", false, nullptr, failToMerge}}};
+  Response received;
 
-  EXPECT_FALSE(feed(browser, text));
+  browser.merge(received, fields);
 
-  EXPECT_EQ(log.text(), notParsed("[", '[', 23, text));
-}
-
-// ---- what the response says ----
-
-TEST(HandledResponse, WithoutErrorCodeTheNumberIsZero) {
-  EarlierResponse browser;
-
-  browser.receive(R"({"status":"s"})");
-
-  EXPECT_EQ(browser.errorNumber(), 0);
-  EXPECT_EQ(browser.errorText(), "s");
-}
-
-TEST(HandledResponse, WithoutStatusTheTextIsEmpty) {
-  EarlierResponse browser;
-
-  browser.receive(R"({"errorCode":1})");
-
-  EXPECT_EQ(browser.errorNumber(), 1);
-  EXPECT_EQ(browser.errorText(), "");
-}
-
-TEST(HandledResponse, AnEmptyObjectLeavesTheListsAndEmptiesTheRest) {
-  EarlierResponse browser;
-
-  browser.receive("{}");
-
-  EXPECT_EQ(describe(browser), "0 '' extracts 'e' performance n=v wait 0 profiler ''");
-}
-
-TEST(HandledResponse, NumbersAreTruncatedTowardZero) {
-  FakeBrowser browser;
-
-  browser.receive(R"({"errorCode":2.9})");
-  EXPECT_EQ(browser.errorNumber(), 2);
-  browser.receive(R"({"errorCode":-1.5})");
   EXPECT_EQ(browser.errorNumber(), -1);
-  browser.receive(R"({"errorCode":1.e0})");
-  EXPECT_EQ(browser.errorNumber(), 1);
-}
-
-TEST(HandledResponse, AnExtractThatIsANumberIsAnEmptyExtract) {
-  FakeBrowser browser;
-
-  browser.receive(R"({"extractData":["a",5,"b"]})");
-
-  EXPECT_EQ(browser.extract(0).toString(), "a[EXTRACT][EXTRACT]b");
-  EXPECT_EQ(browser.extract(2).toString(), "");
-}
-
-TEST(HandledResponse, TextsMayHoldAnyCharacter) {
-  FakeBrowser browser;
-
-  browser.receive(R"({"status":"\u0000\u00e9\uD83D\uDE00 )"
-                  "\xC3\xA9"
-                  R"("})");
-
-  EXPECT_EQ(browser.errorText(), std::string("\0\xC3\xA9\xF0\x9F\x98\x80 \xC3\xA9", 10));
+  EXPECT_EQ(browser.errorText(), "Cought excpetion while processing response, maybe malformed data");
+  EXPECT_EQ(log.text(), error("BrowserInstance::handleResponse() caught exception broken field"));
 }
 
 // ---- texts that stay ----
 
-TEST(KeptText, ExtractsOutliveTheResponsesBehindThem) {
-  FakeBrowser browser;
+using KeptText = Receiver;
+
+TEST_F(KeptText, ExtractsOutliveTheResponsesBehindThem) {
   browser.receive(
       R"({"extractData":["first","se\u0063ond"],"lastPerformance":[{"name":"n\n","value":"v"}]})");
 
@@ -535,8 +300,7 @@ TEST(KeptText, ExtractsOutliveTheResponsesBehindThem) {
             "0 '' extracts 'first[EXTRACT]second[EXTRACT]third' performance n\n=v wait 0 profiler 'last'");
 }
 
-TEST(KeptText, PerformanceEntriesAloneOutliveTheResponsesBehindThem) {
-  FakeBrowser browser;
+TEST_F(KeptText, PerformanceEntriesAloneOutliveTheResponsesBehindThem) {
   const std::string value(1000, 'v');
   browser.receive(R"({"lastPerformance":[{"name":"n\n","value":")" + value + R"("}]})");
 
@@ -550,119 +314,47 @@ TEST(KeptText, PerformanceEntriesAloneOutliveTheResponsesBehindThem) {
   EXPECT_EQ(browser.performanceEntry(1)->value, value);
 }
 
-TEST(KeptText, ProfilerDataIsKeptWithoutAnythingElse) {
-  FakeBrowser browser;
+TEST_F(KeptText, ProfilerDataIsKeptAloneAndThroughBytesThatAreRefused) {
   browser.receive(R"({"extractData":["e"]})");
   browser.receive(R"({"profilerData":")" + std::string(1000, 'p') + "\"}");
   // Takes the place of a text that was dropped.
   const std::string another(1000, 'q');
-
   EXPECT_EQ(browser.profilerData(), std::string(1000, 'p'));
-}
-
-TEST(KeptText, ProfilerDataOutlivesBytesThatAreRefused) {
-  FakeBrowser browser;
-  browser.receive(R"({"profilerData":")" + std::string(1000, 'p') + "\"}");
 
   EXPECT_FALSE(feed(browser, "{\"" + std::string(900, 'q') + "\" !"));
-
   EXPECT_EQ(browser.profilerData(), std::string(1000, 'p'));
 }
 
-TEST(KeptText, ProfilerDataGoesWithTheResponseBehindIt) {
-  FakeBrowser browser;
+TEST_F(KeptText, ProfilerDataGoesWithTheResponseBehindIt) {
   browser.receive(R"({"profilerData":"one"})");
-
   browser.receive(R"({"status":"two"})");
 
   EXPECT_EQ(describe(browser), "0 'two' extracts '' performance none wait 0 profiler ''");
 }
 
-TEST(KeptText, APlayReusesTheBufferOfTheOneBeforeWhateverTheSizes) {
-  FakeBrowser browser;
-  for (const std::size_t size : {10U, 1000000U, 10U, 300000U, 2000000U, 0U, 5U}) {
-    const std::string data(size, 'd');
-    browser.answer(R"({"status":"OK","errorCode":1,"extractData":["e"],"profilerData":")" + data + "\"}");
-
-    EXPECT_TRUE(browser.play("m", 5));
-
-    EXPECT_EQ(browser.profilerData(), data);
-    EXPECT_EQ(browser.extract(0).toString(), "e");
-  }
-}
-
 // Where the profiler data of a play lies whose answer holds that much of it.
 const char* placeOfPlayed(FakeBrowser& browser, std::size_t size) {
-  browser.answer(R"({"errorCode":1,"profilerData":")" + std::string(size, 'd') + "\"}");
+  const std::string data(size, 'd');
+  browser.answer(R"({"status":"OK","errorCode":1,"extractData":["e"],"profilerData":")" + data + "\"}");
   EXPECT_TRUE(browser.play("m", 5));
-  EXPECT_EQ(browser.profilerData().size(), size);
+  EXPECT_EQ(browser.extract(0).toString(), "e");
+  EXPECT_EQ(browser.profilerData(), data);
   return browser.profilerData().data();
 }
 
-TEST(KeptText, AResponseAboutAsLargeAsTheOneBeforeLiesInItsMemory) {
-  FakeBrowser browser;
+TEST_F(KeptText, APlayReusesTheMemoryOfTheOneBeforeUnlessThatIsFarTooLarge) {
   const char* const place = placeOfPlayed(browser, 1000000);
-
   EXPECT_EQ(placeOfPlayed(browser, 1000000), place);
   EXPECT_EQ(placeOfPlayed(browser, 500000), place);
-}
-
-TEST(KeptText, AMuchSmallerResponseLetsGoOfTheMemoryOfALargeOne) {
-  FakeBrowser browser;
-  const char* const place = placeOfPlayed(browser, 1000000);
-
   EXPECT_NE(placeOfPlayed(browser, 50000), place);
-}
 
-TEST(KeptText, MemoryOfLessThan64KIsNeverTooLarge) {
-  FakeBrowser browser;
-  const char* const place = placeOfPlayed(browser, 30000);
-
-  EXPECT_EQ(placeOfPlayed(browser, 10), place);
-}
-
-TEST(KeptText, ARefusedResponseLeavesWhatWasThere) {
-  EarlierResponse browser;
-
-  for (int i = 0; i < 20; ++i) {
-    browser.receive(R"({"extractData":["x\n"],"profilerData":"y","a":1,"a":2})");
+  FakeBrowser another;
+  const char* const small = placeOfPlayed(another, 30000);
+  EXPECT_EQ(placeOfPlayed(another, 10), small) << "memory of less than 64 kB is never too large";
+  for (const std::size_t size : {10U, 1000000U, 10U, 300000U, 2000000U, 0U, 5U}) {
+    placeOfPlayed(browser, size);
   }
-
-  EXPECT_EQ(describe(browser), kBefore);
-}
-
-// ---- fields that fail ----
-
-void failToTake(Response& /*received*/, Response& gathered) {
-  gathered.extracts.add("x");
-  throw json::Exception("broken field");
-}
-
-TEST(FailingField, ThatIsNotOptionalIsTheInstancesError) {
-  const LogCapture log;
-  EarlierResponse browser;
-  Response received;
-  constexpr std::array<ResponseField, 1> kFields = {{{"a", false, nullptr, failToTake}}};
-
-  browser.merge(received, kFields);
-
-  EXPECT_EQ(browser.errorNumber(), -1);
-  EXPECT_EQ(browser.errorText(), kMalformedText);
-  EXPECT_EQ(log.text(), error("BrowserInstance::handleResponse() caught exception broken field"));
-}
-
-TEST(FailingField, ThatIsOptionalIsAbandonedSilently) {
-  const LogCapture log;
-  EarlierResponse browser;
-  Response received;
-  constexpr std::array<ResponseField, 1> kFields = {{{"a", true, nullptr, failToTake}}};
-
-  browser.merge(received, kFields);
-
-  EXPECT_EQ(describe(browser), "7 'before' extracts 'e[EXTRACT]x' performance n=v wait 42 profiler 'p'");
-  EXPECT_EQ(log.text(), "");
 }
 
 }  // namespace
-
 }  // namespace kx

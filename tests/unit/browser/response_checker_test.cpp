@@ -4,8 +4,10 @@
 
 #include <array>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 namespace kx {
@@ -197,46 +199,20 @@ TEST(ResponseChecker, FromEveryPlaceEveryByteLeadsWhereTheGrammarSays) {
 }
 
 TEST(ResponseChecker, ThePlacesCoverEveryState) {
-  std::vector<std::string> missing;
-  for (const char* name : kStateNames) {
-    bool isCovered = false;
-    for (const Place& place : places()) {
-      isCovered = isCovered || std::string_view(place.state) == name;
-    }
-    if (!isCovered) {
-      missing.emplace_back(name);
-    }
+  std::set<std::string> covered;
+  for (const Place& place : places()) {
+    covered.insert(place.state);
   }
-
-  EXPECT_EQ(missing, std::vector<std::string>());
-  EXPECT_EQ(ResponseChecker::kStateCount, 30);
+  EXPECT_EQ(covered, std::set<std::string>(kStateNames.begin(), kStateNames.end()));
 }
 
 // ---- whole texts ----
 
 TEST(ResponseChecker, IsCompleteWhenTheTopLevelContainerHasJustClosed) {
-  for (const char* text : {"{}",
-                           "[]",
-                           " \t\r\n{}",
-                           "{ }",
-                           "[\n]",
-                           R"({"a":1})",
-                           R"({"a":{"b":[]},"c":"x"})",
-                           "[1,2,3]",
-                           "[[],{},[{}]]",
-                           R"(["\"\\\/\b\f\n\r\t\u00e9"])",
-                           "[true,false,null]",
-                           "[0,-0,1,-1,10,1.5,0.5]",
-                           "[1.]",
-                           "[1.e5]",
-                           "[0.e5]",
-                           "[0.5e5]",
-                           "[1e5,1E5,1e+5,1e-5]",
-                           "[\"\xC3\xA9\xFF\x7F\"]",
-                           R"({"":""})",
-                           R"({"a":1,"a":2})",
-                           "{}  ",
-                           "[]\n"}) {
+  for (const char* text :
+       {"{}", " \t\r\n[]", "{ }", "[\n]", R"({"a":{"b":[]},"c":"x"})", "[[],{},[{}]]", R"({"":"","":2})",
+        R"(["\"\\\/\b\f\n\r\t\u00e9"])", "[true,false,null]", "[0,-0,1,-1,10,1.5,0.5,1.,1.e5,0.e5,0.5e5]",
+        "[1e5,1E5,1e+5,1e-5]", "[\"\x80\xC3\xA9\xFF\x7F\"]", "{}  "}) {
     EXPECT_EQ(verdict(text), "complete") << text;
   }
 }
@@ -259,20 +235,6 @@ TEST(ResponseChecker, AskingChangesNothing) {
   EXPECT_TRUE(checker.isComplete());
 }
 
-TEST(ResponseChecker, AScalarAtTheTopIsRejectedAtItsFirstByte) {
-  for (const char* text : {"5", "-1", "0", "\"x\"", "true", "false", "null", "]", "}", ":", ","}) {
-    EXPECT_EQ(verdict(text), "rejected at 0") << text;
-  }
-}
-
-TEST(ResponseChecker, WhatFollowsACompleteTextIsRejectedUnlessItIsABlank) {
-  EXPECT_EQ(verdict("{}{"), "rejected at 2");
-  EXPECT_EQ(verdict("{},"), "rejected at 2");
-  EXPECT_EQ(verdict("[]]"), "rejected at 2");
-  EXPECT_EQ(verdict("{}}"), "rejected at 2");
-  EXPECT_EQ(verdict("{} x"), "rejected at 3");
-}
-
 TEST(ResponseChecker, ContainersCloseInTheOrderTheyWereOpened) {
   EXPECT_EQ(verdict("[}"), "rejected at 1");
   EXPECT_EQ(verdict("{]"), "rejected at 1");
@@ -280,37 +242,6 @@ TEST(ResponseChecker, ContainersCloseInTheOrderTheyWereOpened) {
   EXPECT_EQ(verdict(R"({"a":1])"), "rejected at 6");
   EXPECT_EQ(verdict(R"([{"a":[1}])"), "rejected at 8");
   EXPECT_EQ(verdict("[{]"), "rejected at 2");
-}
-
-TEST(ResponseChecker, ACommaNeedsWhatFollowsIt) {
-  EXPECT_EQ(verdict("[1,]"), "rejected at 3");
-  EXPECT_EQ(verdict(R"({"a":1,})"), "rejected at 7");
-  EXPECT_EQ(verdict("[,1]"), "rejected at 1");
-  EXPECT_EQ(verdict("{,}"), "rejected at 1");
-  EXPECT_EQ(verdict(R"({"a",)"), "rejected at 4");
-  EXPECT_EQ(verdict(R"({"a":1:)"), "rejected at 6");
-  EXPECT_EQ(verdict(R"({"a":})"), "rejected at 5");
-  EXPECT_EQ(verdict(R"(["a":1])"), "rejected at 4");
-}
-
-TEST(ResponseChecker, AZeroTakesNoExponentDirectlyAndNoFurtherDigit) {
-  EXPECT_EQ(verdict("[0e5]"), "rejected at 2");
-  EXPECT_EQ(verdict("[0E5]"), "rejected at 2");
-  EXPECT_EQ(verdict("[01]"), "rejected at 2");
-  EXPECT_EQ(verdict("[-00]"), "rejected at 3");
-}
-
-TEST(ResponseChecker, ControlCharactersAreRejectedInsideATextToo) {
-  EXPECT_EQ(verdict("[\"a\x07"), "rejected at 3");
-  EXPECT_EQ(verdict("[\"a\t"), "rejected at 3");
-  EXPECT_EQ(verdict("[\"a\n"), "rejected at 3");
-  EXPECT_EQ(verdict("[\"a\r"), "rejected at 3");
-  EXPECT_EQ(verdict(std::string_view("[\"a\0", 4)), "rejected at 3");
-  EXPECT_EQ(verdict("[\"a\x80\xFF\x7F\"]"), "complete");
-}
-
-TEST(ResponseChecker, AByteOrderMarkIsRejected) {
-  EXPECT_EQ(verdict("\xEF\xBB\xBF{}"), "rejected at 0");
 }
 
 // ---- in strides ----
@@ -372,24 +303,14 @@ TEST(ResponseCheckerInStrides, TheVerdictIsThatOfTheSingleBytesWhereverTheTextIs
 }
 
 TEST(ResponseCheckerInStrides, OneByteExchangedForAnyOtherIsRejectedWhereTheSingleBytesAre) {
-  for (const std::string_view text : kTexts) {
-    for (std::size_t place = 0; place < text.size(); ++place) {
-      for (const char byte : {'"', '\\', '\n', '\x07', '{', ']', ',', ':', 'u', '0', 'x', '\xE9', ' '}) {
-        std::string changed(text);
-        changed[place] = byte;
-        ASSERT_TRUE(agree(changed)) << changed;
-      }
-    }
-  }
-}
-
-TEST(ResponseCheckerInStrides, OneByteExchangedForEachOfAllIsRejectedWhereTheSingleBytesAreInOnePiece) {
+  constexpr std::string_view kSplitEverywhere = "\"\\\n\x07{],:u0x\xE9 ";
   for (const std::string_view text : kTexts) {
     for (std::size_t place = 0; place < text.size(); ++place) {
       for (int byte = 0; byte < 256; ++byte) {
         std::string changed(text);
         changed[place] = static_cast<char>(byte);
-        ASSERT_TRUE(fedInStrides(changed, 0) == fedByteByByte(changed)) << changed;
+        const bool isSplit = kSplitEverywhere.find(changed[place]) != std::string_view::npos;
+        ASSERT_TRUE(isSplit ? agree(changed) : fedInStrides(changed, 0) == fedByteByByte(changed)) << changed;
       }
     }
   }
@@ -413,41 +334,31 @@ std::string repeated(int count, const std::string& text) {
   return result;
 }
 
-TEST(ResponseChecker, NineteenContainersMayBeOpenAtOnce) {
+TEST(ResponseChecker, NineteenContainersMayBeOpenAtOnceAndTheTwentiethIsRejectedWhereItOpens) {
   EXPECT_EQ(verdict(repeated(19, "[") + repeated(19, "]")), "complete");
   EXPECT_EQ(verdict(repeated(18, R"({"a":)") + "{}" + repeated(18, "}")), "complete");
   EXPECT_EQ(verdict(repeated(9, R"([{"a":)") + "[1,2]" + repeated(9, "}]")), "complete");
   EXPECT_EQ(verdict(repeated(19, R"({"a":)") + "1" + repeated(19, R"(,"b":2})")), "complete");
-}
 
-TEST(ResponseChecker, TheTwentiethIsRejectedWhereItOpens) {
   EXPECT_EQ(verdict(repeated(20, "[")), "rejected at 19");
   EXPECT_EQ(verdict(repeated(19, "[") + "{"), "rejected at 19");
   EXPECT_EQ(verdict(repeated(20, R"({"a":)")), "rejected at 95");
 }
 
-TEST(ResponseChecker, ClosedContainersDoNotCount) {
+TEST(ResponseChecker, ContainersThatHaveClosedDoNotCountForTheDepth) {
   const std::string deep = repeated(18, "[") + repeated(18, "]");
 
   EXPECT_EQ(verdict("[" + repeated(50, deep + ",") + deep + "]"), "complete");
 }
 
 TEST(ResponseChecker, TheLimitCountsTheBottomOfTheStack) {
-  ResponseChecker two(2);
-  EXPECT_EQ(rejectedAt(two, "[]"), std::nullopt);
-  EXPECT_TRUE(two.isComplete());
-
-  ResponseChecker twoWithObject(2);
-  EXPECT_EQ(rejectedAt(twoWithObject, R"({"a":1,"b":2})"), std::nullopt);
-  EXPECT_TRUE(twoWithObject.isComplete());
-
-  ResponseChecker twoExceeded(2);
-  EXPECT_EQ(rejectedAt(twoExceeded, "[["), 1U);
-
-  ResponseChecker one(1);
-  EXPECT_EQ(rejectedAt(one, "["), 0U);
-
-  EXPECT_EQ(ResponseChecker::kDepthLimit, 20);
+  for (const auto& [limit, text, place] :
+       std::vector<std::tuple<int, const char*, std::optional<std::size_t>>>{
+           {2, "[]", {}}, {2, R"({"a":1,"b":2})", {}}, {2, "[[", 1}, {1, "[", 0}}) {
+    ResponseChecker checker(limit);
+    EXPECT_EQ(rejectedAt(checker, text), place) << text;
+    EXPECT_EQ(checker.isComplete(), !place);
+  }
 }
 
 }  // namespace

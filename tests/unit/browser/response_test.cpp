@@ -67,28 +67,20 @@ TEST(ReadResponse, MissingMembersCountAsEmptyOnes) {
 }
 
 TEST(ReadResponse, AMemberOfAnotherTypeCountsAsAnEmptyOne) {
-  for (const char* wrong : {"null", "true", "12", "\"12\"", "[]", "{}", "[1]", R"({"a":1})"}) {
+  for (const std::string wrong : {"null", "true", "12", "\"12\"", "[]", "{}", "[1]", R"({"a":1})"}) {
     SCOPED_TRACE(wrong);
-    const bool isText = *wrong == '"';
-    const bool isNumber = *wrong == '1';
-    const std::string value = wrong;
+    const std::string number = wrong == "12" ? "12" : "0";
+    const std::string text = wrong == "\"12\"" ? "12" : "";
+    const std::string lists = "' extracts 'old' performance 'on'='ov' wait ";
 
-    EXPECT_EQ(afterReading("{\"errorCode\":" + value + "}"),
-              std::string(isNumber ? "12" : "0") + std::string(kNothingSaid).substr(1));
-    EXPECT_EQ(afterReading("{\"status\":" + value + "}"),
-              isText ? "0 '12' extracts 'old' performance 'on'='ov' wait 0 profiler ''" : kNothingSaid);
-    EXPECT_EQ(afterReading("{\"waitForProcessId\":" + value + "}"),
-              isNumber ? "0 '' extracts 'old' performance 'on'='ov' wait 12 profiler ''" : kNothingSaid);
-    EXPECT_EQ(afterReading("{\"profilerData\":" + value + "}"),
-              isText ? "0 '' extracts 'old' performance 'on'='ov' wait 0 profiler '12'" : kNothingSaid);
-  }
-}
-
-TEST(ReadResponse, ListsOfAnotherTypeCountAsEmptyOnes) {
-  for (const char* wrong : {"null", "true", "12", "\"12\"", "{}", R"({"a":1})", "[]"}) {
-    SCOPED_TRACE(wrong);
-    EXPECT_EQ(afterReading("{\"extractData\":" + std::string(wrong) + "}"), kNothingSaid);
-    EXPECT_EQ(afterReading("{\"lastPerformance\":" + std::string(wrong) + "}"), kNothingSaid);
+    EXPECT_EQ(afterReading("{\"errorCode\":" + wrong + "}"), number + " '" + lists + "0 profiler ''");
+    EXPECT_EQ(afterReading("{\"status\":" + wrong + "}"), "0 '" + text + lists + "0 profiler ''");
+    EXPECT_EQ(afterReading("{\"waitForProcessId\":" + wrong + "}"), "0 '" + lists + number + " profiler ''");
+    EXPECT_EQ(afterReading("{\"profilerData\":" + wrong + "}"), "0 '" + lists + "0 profiler '" + text + "'");
+    if (wrong != "[1]") {
+      EXPECT_EQ(afterReading("{\"extractData\":" + wrong + "}"), kNothingSaid);
+      EXPECT_EQ(afterReading("{\"lastPerformance\":" + wrong + "}"), kNothingSaid);
+    }
   }
 }
 
@@ -102,62 +94,39 @@ TEST(ReadResponse, APerformanceEntryOfAnotherTypeIsAnEmptyOneInItsPlace) {
             "0 '' extracts 'old' performance 'on'='ov' ''='' 'n'='' ''='v' ''='' ''='' wait 0 profiler ''");
 }
 
-TEST(ReadResponse, NumbersAreTruncatedTowardZero) {
-  EXPECT_EQ(afterReading(R"({"errorCode":2.9,"waitForProcessId":7.99})"),
-            "2 '' extracts 'old' performance 'on'='ov' wait 7 profiler ''");
-  EXPECT_EQ(afterReading(R"({"errorCode":-1.5,"waitForProcessId":-0.5})"),
-            "-1 '' extracts 'old' performance 'on'='ov' wait 0 profiler ''");
-}
-
-TEST(ReadResponse, NumbersSaturateAtTheEndsOfTheirFields) {
-  EXPECT_EQ(afterReading(R"({"errorCode":1e300,"waitForProcessId":1e300})"),
-            "2147483647 '' extracts 'old' performance 'on'='ov' wait 4294967295 profiler ''");
-  EXPECT_EQ(afterReading(R"({"errorCode":-1e999,"waitForProcessId":-1})"),
-            "-2147483648 '' extracts 'old' performance 'on'='ov' wait 0 profiler ''");
+TEST(ReadResponse, NumbersAreTruncatedTowardZeroAndSaturateAtTheEndsOfTheirFields) {
+  EXPECT_EQ(afterReading(R"({"errorCode":-1.5,"waitForProcessId":7.99})"),
+            "-1 '' extracts 'old' performance 'on'='ov' wait 7 profiler ''");
+  EXPECT_EQ(afterReading(R"({"errorCode":-1e999,"waitForProcessId":1e300})"),
+            "-2147483648 '' extracts 'old' performance 'on'='ov' wait 4294967295 profiler ''");
 }
 
 // Fields of a test's own, which fail where no field of a real response can.
-
-void failToTake(Response& /*received*/, Response& gathered) {
-  gathered.extracts.add("taken before the failure");
-  throw json::Exception("broken");
-}
-
-void takeNumber(Response& received, Response& gathered) {
-  gathered.errorNumber = received.errorNumber;
-}
-
-void takeProcessId(Response& received, Response& gathered) {
-  gathered.waitForProcessId = received.waitForProcessId;
-}
-
-Response receivedNumbers() {
-  Response received;
-  received.errorNumber = 5;
-  received.waitForProcessId = 6;
-  return received;
-}
-
-TEST(MergeFields, TroubleInAnOptionalFieldAbandonsThatFieldAlone) {
-  constexpr std::array<ResponseField, 2> kFields = {
-      {{"a", true, nullptr, failToTake}, {"b", false, nullptr, takeNumber}}};
-  Response received = receivedNumbers();
-  Response response;
-
-  mergeFields(received, kFields, response);
-
-  EXPECT_EQ(describe(response), "5 '' extracts 'taken before the failure' performance wait 0 profiler ''");
-}
-
-TEST(MergeFields, TroubleInAnyOtherFieldEndsTheTaking) {
-  constexpr std::array<ResponseField, 3> kFields = {{{"b", false, nullptr, takeNumber},
-                                                     {"a", false, nullptr, failToTake},
-                                                     {"c", false, nullptr, takeProcessId}}};
-  Response received = receivedNumbers();
-  Response response;
-
-  EXPECT_THROW(mergeFields(received, kFields, response), json::Exception);
-  EXPECT_EQ(describe(response), "5 '' extracts 'taken before the failure' performance wait 0 profiler ''");
+TEST(MergeFields, TroubleInAnOptionalFieldAbandonsThatFieldAloneAndInAnyOtherEndsTheMerging) {
+  const auto mergeNumber = [](Response& r, Response& gathered) { gathered.errorNumber = r.errorNumber; };
+  const auto mergeProcessId = [](Response& r, Response& gathered) {
+    gathered.waitForProcessId = r.waitForProcessId;
+  };
+  const auto failToMerge = [](Response&, Response& gathered) {
+    gathered.extracts.add("merged before the failure");
+    throw json::Exception("broken");
+  };
+  for (const bool isOptional : {true, false}) {
+    const std::array<ResponseField, 3> fields = {{{"a", false, nullptr, mergeNumber},
+                                                  {"b", isOptional, nullptr, failToMerge},
+                                                  {"c", false, nullptr, mergeProcessId}}};
+    Response received;
+    received.errorNumber = 5;
+    received.waitForProcessId = 6;
+    Response response;
+    if (isOptional) {
+      mergeFields(received, fields, response);
+    } else {
+      EXPECT_THROW(mergeFields(received, fields, response), json::Exception);
+    }
+    EXPECT_EQ(describe(response), std::string("5 '' extracts 'merged before the failure' performance wait ") +
+                                      (isOptional ? "6" : "0") + " profiler ''");
+  }
 }
 
 TEST(MergeFields, OnlyStatusAndErrorCodeAreNotOptional) {
@@ -169,35 +138,33 @@ TEST(MergeFields, OnlyStatusAndErrorCodeAreNotOptional) {
   EXPECT_EQ(fields, "status errorCode extractData? lastPerformance? waitForProcessId? profilerData? ");
 }
 
-TEST(ResponseNumber, AsASignedFieldIsTruncatedAndSaturates) {
-  EXPECT_EQ(toInt32(0.0), 0);
-  EXPECT_EQ(toInt32(2.9), 2);
-  EXPECT_EQ(toInt32(-1.5), -1);
-  EXPECT_EQ(toInt32(-0.9), 0);
-  EXPECT_EQ(toInt32(2147483646.5), 2147483646);
-  EXPECT_EQ(toInt32(2147483647.0), 2147483647);
-  EXPECT_EQ(toInt32(2147483647.5), 2147483647);
-  EXPECT_EQ(toInt32(2147483648.0), 2147483647);
-  EXPECT_EQ(toInt32(-2147483647.5), -2147483647);
-  EXPECT_EQ(toInt32(-2147483648.0), std::numeric_limits<int>::min());
-  EXPECT_EQ(toInt32(-2147483649.0), std::numeric_limits<int>::min());
-  EXPECT_EQ(toInt32(HUGE_VAL), 2147483647);
-  EXPECT_EQ(toInt32(-HUGE_VAL), std::numeric_limits<int>::min());
-  EXPECT_EQ(toInt32(std::nan("")), 0);
-}
-
-TEST(ResponseNumber, AsAnUnsignedFieldIsTruncatedAndSaturates) {
-  EXPECT_EQ(toUint32(0.0), 0U);
-  EXPECT_EQ(toUint32(1.9), 1U);
-  EXPECT_EQ(toUint32(-0.5), 0U);
-  EXPECT_EQ(toUint32(-1.0), 0U);
-  EXPECT_EQ(toUint32(-1e300), 0U);
-  EXPECT_EQ(toUint32(2147483648.0), 2147483648U);
-  EXPECT_EQ(toUint32(4294967294.5), 4294967294U);
-  EXPECT_EQ(toUint32(4294967295.0), 4294967295U);
-  EXPECT_EQ(toUint32(4294967296.0), 4294967295U);
-  EXPECT_EQ(toUint32(HUGE_VAL), 4294967295U);
-  EXPECT_EQ(toUint32(std::nan("")), 0U);
+TEST(ResponseNumber, IsTruncatedAndSaturatesAtTheEndsOfItsField) {
+  constexpr int kLowest = std::numeric_limits<int>::min();
+  struct Case {
+    double number;
+    int asSigned;
+    std::uint32_t asUnsigned;
+  };
+  for (const Case& c : {Case{0.0, 0, 0},
+                        {2.9, 2, 2},
+                        {-0.9, 0, 0},
+                        {-1.5, -1, 0},
+                        {2147483646.5, 2147483646, 2147483646},
+                        {2147483647.0, 2147483647, 2147483647},
+                        {2147483647.5, 2147483647, 2147483647},
+                        {2147483648.0, 2147483647, 2147483648},
+                        {-2147483647.5, -2147483647, 0},
+                        {-2147483648.0, kLowest, 0},
+                        {-2147483649.0, kLowest, 0},
+                        {4294967294.5, 2147483647, 4294967294},
+                        {4294967295.0, 2147483647, 4294967295},
+                        {4294967296.0, 2147483647, 4294967295},
+                        {HUGE_VAL, 2147483647, 4294967295},
+                        {-HUGE_VAL, kLowest, 0},
+                        {std::nan(""), 0, 0}}) {
+    EXPECT_EQ(toInt32(c.number), c.asSigned) << c.number;
+    EXPECT_EQ(toUint32(c.number), c.asUnsigned) << c.number;
+  }
 }
 
 }  // namespace

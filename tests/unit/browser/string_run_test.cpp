@@ -6,6 +6,7 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace kx {
 
@@ -22,38 +23,35 @@ std::size_t runLengthBytewise(std::string_view text) {
 
 constexpr char kPlain[] = "sixteen bytes and some more";
 
-TEST(StringRun, EndsAtTheClosingQuote) {
-  EXPECT_EQ(runLength("\""), 0U);
-  EXPECT_EQ(runLength(R"(abc"def)"), 3U);
-  EXPECT_EQ(runLength(R"(a\"b\\"x)"), 6U);
-  EXPECT_EQ(runLength(kPlain + std::string(R"(\\\"\n" and behind it)")), sizeof(kPlain) - 1 + 6);
-}
-
-TEST(StringRun, EndsBeforeAByteThatMayNotStandThere) {
-  EXPECT_EQ(runLength("ab\x01"), 2U);
-  EXPECT_EQ(runLength("ab\\n\tx"), 4U);
-  EXPECT_EQ(runLength(std::string(R"(\n\n\n\n\n\n\n\n\n)") + "\x1F"), 18U);
-}
-
-TEST(StringRun, EndsBeforeAnEscapeThatIsNone) {
-  EXPECT_EQ(runLength(R"(ab\x)"), 2U);
-  EXPECT_EQ(runLength(R"(\n\u12g4)"), 2U);
-  EXPECT_EQ(runLength(R"(\n\n\n\n\n\n\U0041\n\n\n\n\n\n)"), 12U);
-}
-
-TEST(StringRun, EndsBeforeAnEscapeThatIsCutShort) {
-  EXPECT_EQ(runLength("ab\\"), 2U);
-  EXPECT_EQ(runLength(R"(ab\u)"), 2U);
-  EXPECT_EQ(runLength(R"(ab\u00e)"), 2U);
-  EXPECT_EQ(runLength(R"(ab\u00e9)"), 8U);
-}
-
-TEST(StringRun, GoesToTheEndOfABeginningString) {
-  EXPECT_EQ(runLength(""), 0U);
-  EXPECT_EQ(runLength(R"(\"\\\/\b\f\n\r\t\u0041\uFfFf plain)"), 34U);
-  for (const char* escape : {R"(\u0189)", R"(\uabef)", R"(\uABEF)"}) {
-    EXPECT_EQ(runLength(escape), 6U) << escape;
-    EXPECT_EQ(runLengthBytewise(escape), 6U) << escape;
+TEST(StringRun, EndsBeforeAQuoteAnEscapeThatIsNoneOrCutShortAndAByteThatMayNotStandThere) {
+  const std::string plain = kPlain;
+  const std::pair<std::string, std::size_t> cases[] = {
+      {"\"", 0},
+      {R"(abc"def)", 3},
+      {R"(a\"b\\"x)", 6},
+      {plain + R"(\\\"\n" and behind it)", plain.size() + 6},
+      {"ab\x01", 2},
+      {"ab\\n\tx", 4},
+      {R"(\n\n\n\n\n\n\n\n\n)"
+       "\x1F",
+       18},
+      {R"(ab\x)", 2},
+      {R"(\n\u12g4)", 2},
+      {R"(\n\n\n\n\n\n\U0041\n\n\n\n\n\n)", 12},
+      {"ab\\", 2},
+      {R"(ab\u)", 2},
+      {R"(ab\u00e)", 2},
+      {R"(ab\u00e9)", 8},
+      // These go on to the end.
+      {"", 0},
+      {R"(\"\\\/\b\f\n\r\t\u0041\uFfFf plain)", 34},
+      {R"(\u0189)", 6},
+      {R"(\uabef)", 6},
+      {R"(\uABEF)", 6},
+  };
+  for (const auto& [text, length] : cases) {
+    EXPECT_EQ(runLength(text), length) << text;
+    EXPECT_EQ(runLengthBytewise(text), length) << text;
   }
 }
 

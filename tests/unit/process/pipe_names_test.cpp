@@ -6,88 +6,66 @@ namespace kx {
 
 namespace {
 
-struct ExpectedPipe {
-  std::string pipePath;
-  std::string profileName;
-};
-
-void expectPipe(const ServerPipe& pipe, const ExpectedPipe& expected) {
-  EXPECT_EQ(pipe.pipePath, expected.pipePath);
-  EXPECT_EQ(pipe.profileName, expected.profileName);
+// Path and profile.
+std::string described(const ServerPipe& pipe) {
+  return pipe.pipePath + " of " + pipe.profileName;
 }
 
-ServerPipe defaultFirefoxPipe(std::string_view profilesIni) {
-  return defaultServerPipe("fx", "alice", parseFirefoxProfiles(profilesIni));
+TEST(ExplicitPipe, AShortNameIsCompletedWithBrowserTypeAndUserAndAFullPathIsTakenAsItIs) {
+  const struct {
+    const char* browser;
+    const char* name;
+    const char* user;
+    const char* expected;
+  } cases[] = {
+      {"fx", "work", "alice", R"(\\.\pipe\kx-fx-work.alice of work)"},
+      {"cr", "My Work", "Bob B", R"(\\.\pipe\kx-cr-My Work.Bob B of My Work)"},
+      {"fx", "work", "", R"(\\.\pipe\kx-fx-work. of work)"},
+      {"fx", "", "alice", R"(\\.\pipe\kx-fx-.alice of default)"},
+      // The profile of a full path is unknown.
+      {"fx", R"(\\.\pipe\custom)", "alice", R"(\\.\pipe\custom of unknonw)"},
+      {"cr", R"(\\.)", "alice", R"(\\. of unknonw)"},
+      // What begins a full path is nothing special later in a name, nor is a part of it.
+      {"fx", R"(a\\.b)", "alice", R"(\\.\pipe\kx-fx-a\\.b.alice of a\\.b)"},
+      {"fx", R"(\\server\pipe\x)", "alice", R"(\\.\pipe\kx-fx-\\server\pipe\x.alice of \\server\pipe\x)"},
+      {"fx", R"(\\)", "alice", R"(\\.\pipe\kx-fx-\\.alice of \\)"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(described(explicitServerPipe(c.browser, c.name, c.user)), c.expected);
+  }
 }
 
-TEST(ExplicitPipe, AShortNameIsCompletedWithBrowserTypeAndUser) {
-  expectPipe(explicitServerPipe("fx", "work", "alice"), {R"(\\.\pipe\kx-fx-work.alice)", "work"});
-  expectPipe(explicitServerPipe("cr", "My Work", "Bob B"), {R"(\\.\pipe\kx-cr-My Work.Bob B)", "My Work"});
+TEST(DefaultPipe, OfFirefoxIsThatOfItsStartProfileOrHasTheDefaultName) {
+  const struct {
+    const char* rule;
+    const char* profilesIni;
+    const char* expected;
+  } cases[] = {
+      {"no profiles", "", R"(\\.\pipe\kx-fx-default.alice of default)"},
+      {"a default", "[Profile0]\nName=other\n[Profile1]\nDefault=1\nName=dev\n",
+       R"(\\.\pipe\kx-fx-dev.alice of dev)"},
+      {"Firefox asks", "[General]\nStartWithLastProfile=0\n[Profile0]\nName=dev\nDefault=1\n",
+       R"(\\.\pipe\kx-fx-default.alice of default)"},
+      {"a default without a name", "[Profile0]\nDefault=1\n", R"(\\.\pipe\kx-fx-.alice of )"},
+      // Firefox 67 and later start with the profile of their own section instead.
+      {"a section of an installation does not decide",
+       "[Install308046B0AF4A39CB]\nDefault=Profiles/new\nLocked=1\n"
+       "[Profile1]\nName=old\nPath=Profiles/old\nDefault=1\n[Profile0]\nName=new\nPath=Profiles/new\n",
+       R"(\\.\pipe\kx-fx-old.alice of old)"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(described(defaultServerPipe("fx", "alice", parseFirefoxProfiles(c.profilesIni))), c.expected)
+        << c.rule;
+  }
 }
 
-TEST(ExplicitPipe, AFullPathIsTakenAsItIsAndItsProfileIsUnknown) {
-  expectPipe(explicitServerPipe("fx", R"(\\.\pipe\custom)", "alice"), {R"(\\.\pipe\custom)", "unknonw"});
-  expectPipe(explicitServerPipe("cr", R"(\\.)", "alice"), {R"(\\.)", "unknonw"});
-}
-
-TEST(ExplicitPipe, TheStartOfAFullPathLaterInANameIsNothingSpecial) {
-  expectPipe(explicitServerPipe("fx", R"(a\\.b)", "alice"), {R"(\\.\pipe\kx-fx-a\\.b.alice)", R"(a\\.b)"});
-}
-
-TEST(ExplicitPipe, LessThanTheStartOfAFullPathIsAShortName) {
-  expectPipe(explicitServerPipe("fx", R"(\\server\pipe\x)", "alice"),
-             {R"(\\.\pipe\kx-fx-\\server\pipe\x.alice)", R"(\\server\pipe\x)"});
-  expectPipe(explicitServerPipe("fx", R"(\\)", "alice"), {R"(\\.\pipe\kx-fx-\\.alice)", R"(\\)"});
-}
-
-TEST(ExplicitPipe, AnEmptyNameIsTheDefaultProfile) {
-  expectPipe(explicitServerPipe("fx", "", "alice"), {R"(\\.\pipe\kx-fx-.alice)", "default"});
-}
-
-TEST(ExplicitPipe, AnEmptyUserNameLeavesThePointAlone) {
-  expectPipe(explicitServerPipe("fx", "work", ""), {R"(\\.\pipe\kx-fx-work.)", "work"});
-}
-
-TEST(DefaultPipe, WithoutProfilesFirefoxHasTheDefaultName) {
-  expectPipe(defaultFirefoxPipe(""), {R"(\\.\pipe\kx-fx-default.alice)", "default"});
-}
-
-TEST(DefaultPipe, FirefoxIsMetOnThePipeOfItsStartProfile) {
-  expectPipe(defaultFirefoxPipe("[General]\nStartWithLastProfile=1\n"
-                                "[Profile0]\nName=other\n"
-                                "[Profile1]\nDefault=1\nName=dev\n"),
-             {R"(\\.\pipe\kx-fx-dev.alice)", "dev"});
-}
-
-// Firefox 67 and later start with the profile of their own section instead.
-TEST(DefaultPipe, ASectionOfAnInstallationDoesNotDecide) {
-  expectPipe(defaultFirefoxPipe("[Install308046B0AF4A39CB]\nDefault=Profiles/new.default-release\nLocked=1\n"
-                                "[Profile1]\nName=default\nPath=Profiles/old.default\nDefault=1\n"
-                                "[Profile0]\nName=default-release\nPath=Profiles/new.default-release\n"),
-             {R"(\\.\pipe\kx-fx-default.alice)", "default"});
-}
-
-TEST(DefaultPipe, AFirefoxThatAsksForTheProfileHasTheDefaultName) {
-  expectPipe(defaultFirefoxPipe("[General]\nStartWithLastProfile=0\n[Profile0]\nName=dev\nDefault=1\n"),
-             {R"(\\.\pipe\kx-fx-default.alice)", "default"});
-}
-
-TEST(DefaultPipe, AStartProfileWithoutANameLeavesTheNameEmpty) {
-  expectPipe(defaultFirefoxPipe("[Profile0]\nDefault=1\n"), {R"(\\.\pipe\kx-fx-.alice)", ""});
-}
-
-TEST(DefaultPipe, ChromeHasTheDefaultNameWhateverProfilesThereAre) {
+TEST(DefaultPipe, OfChromeHasTheDefaultNameAndAnyOtherBrowserHasNone) {
   const FirefoxProfileList profiles = parseFirefoxProfiles("[Profile0]\nName=dev\nDefault=1\n");
 
-  expectPipe(defaultServerPipe("cr", "alice", profiles), {R"(\\.\pipe\kx-cr-default.alice)", "default"});
-}
-
-TEST(DefaultPipe, AnyOtherBrowserHasNone) {
-  const FirefoxProfileList profiles = parseFirefoxProfiles("[Profile0]\nName=dev\nDefault=1\n");
-
+  EXPECT_EQ(described(defaultServerPipe("cr", "alice", profiles)),
+            R"(\\.\pipe\kx-cr-default.alice of default)");
   for (const char* browser : {"", "FX", "fxx", "CR", "ie"}) {
-    SCOPED_TRACE(browser);
-    expectPipe(defaultServerPipe(browser, "alice", profiles), {"", ""});
+    EXPECT_EQ(described(defaultServerPipe(browser, "alice", profiles)), " of ") << browser;
   }
 }
 
