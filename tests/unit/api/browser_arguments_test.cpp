@@ -17,8 +17,6 @@ constexpr char kDigestOfDev[] = "e77989ed21758e78331b20e477fc5582";
 constexpr char kDigestOfEmpty[] = "d41d8cd98f00b204e9800998ecf8427e";
 constexpr char kDigestOfData[] = "82aebf38bf0edf1d5ddb4b71f2afe642";  // C:\Users\me\Data
 
-constexpr char kDevRunnerPipe[] = R"(\\.\pipe\dev.runner)";
-
 std::string digestPipe(const std::string& browser, const std::string& digest) {
   return R"(\\.\pipe\kx-)" + browser + "-" + digest + ".runner";
 }
@@ -30,113 +28,86 @@ struct StartPageFolder : TestFolder {
   std::string url(const std::string& digest, const std::string& pipe) const {
     return "file://" + file(digest + ".html") + "?pipe=" + pipe;
   }
-  bool holds(const std::string& digest) const { return fileBytes(file(digest + ".html")).has_value(); }
+  // The digest whose page has been written.
+  std::string written() const {
+    for (const char* digest : {kDigestOfDev, kDigestOfEmpty, kDigestOfData}) {
+      if (fileBytes(file(std::string(digest) + ".html"))) {
+        return digest;
+      }
+    }
+    return "none";
+  }
 };
 
 // ---- kx_Init ----
 
-TEST(InitPipe, IsNamedAfterTheDigestForBothBrowsers) {
-  EXPECT_EQ(initPipeName("fx", parseOptions("-fxProfile dev")), digestPipe("fx", kDigestOfDev));
-  EXPECT_EQ(initPipeName("cr", parseOptions(R"(-crUserDataDir C:\Users\me\Data)")),
-            digestPipe("cr", kDigestOfData));
-}
-
-TEST(InitPipe, ATrailingBackslashDoesNotMatter) {
-  EXPECT_EQ(initPipeName("fx", parseOptions(R"(-fxProfile dev\)")), digestPipe("fx", kDigestOfDev));
-  EXPECT_EQ(initPipeName("cr", parseOptions(R"(-crUserDataDir "C:\Users\me\Data\")")),
-            digestPipe("cr", kDigestOfData));
-}
-
-TEST(InitPipe, AnEmptyProfileHasADigestToo) {
-  EXPECT_EQ(initPipeName("fx", parseOptions("-fxProfile")), digestPipe("fx", kDigestOfEmpty));
-  EXPECT_EQ(initPipeName("cr", parseOptions("-crUserDataDir")), digestPipe("cr", kDigestOfEmpty));
-}
-
-TEST(InitPipe, IsEmptyWithoutTheBrowsersOwnOption) {
-  EXPECT_EQ(initPipeName("fx", {}), "");
-  EXPECT_EQ(initPipeName("cr", {}), "");
-  EXPECT_EQ(initPipeName("fx", parseOptions("-crUserDataDir dev")), "");
-  EXPECT_EQ(initPipeName("cr", parseOptions("-fxProfile dev")), "");
-  EXPECT_EQ(initPipeName("fx", parseOptions("-fxprofile dev")), "");
-}
-
-TEST(InitPipe, IsEmptyForAnyOtherBrowser) {
-  const Options options = parseOptions("-fxProfile dev -crUserDataDir dev");
-  for (const char* browser : {"FX", "CR", "", "fx ", "ie"}) {
-    EXPECT_EQ(initPipeName(browser, options), "") << browser;
+TEST(InitPipe, IsNamedAfterTheDigestOfTheBrowsersOwnOptionAndEmptyWithoutIt) {
+  const struct {
+    const char* browser;
+    const char* options;
+    std::string pipe;
+  } cases[] = {
+      {"fx", "-fxProfile dev", digestPipe("fx", kDigestOfDev)},
+      {"fx", R"(-fxProfile dev\)", digestPipe("fx", kDigestOfDev)},
+      {"fx", "-fxProfile", digestPipe("fx", kDigestOfEmpty)},
+      {"cr", R"(-crUserDataDir C:\Users\me\Data)", digestPipe("cr", kDigestOfData)},
+      {"cr", R"(-crUserDataDir "C:\Users\me\Data\")", digestPipe("cr", kDigestOfData)},
+      {"cr", "-crUserDataDir", digestPipe("cr", kDigestOfEmpty)},
+      {"fx", "", ""},
+      {"cr", "", ""},
+      {"fx", "-crUserDataDir dev", ""},
+      {"cr", "-fxProfile dev", ""},
+      {"fx", "-fxprofile dev", ""},
+      {"FX", "-fxProfile dev -crUserDataDir dev", ""},
+      {"CR", "-fxProfile dev -crUserDataDir dev", ""},
+      {"fx ", "-fxProfile dev -crUserDataDir dev", ""},
+      {"ie", "-fxProfile dev -crUserDataDir dev", ""},
+      {"", "-fxProfile dev -crUserDataDir dev", ""},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(initPipeName(c.browser, parseOptions(c.options)), c.pipe) << c.browser << " " << c.options;
   }
 }
 
-TEST(StartArguments, OfFirefoxAreTheProfileSwitchesAndThePage) {
-  const StartPageFolder folder;
+TEST(StartArguments, AreTheBrowsersSwitchForItsProfileAndTheStartPage) {
+  struct Case {
+    const char* browser;
+    const char* options;
+    Arguments switches;
+    const char* page;
+  };
+  const Case cases[] = {
+      {"fx", "-fxProfile dev", {"-no-remote", "-P \"dev\""}, kDigestOfDev},
+      {"cr", R"(-crUserDataDir C:\Users\me\Data)", {R"(--user-data-dir="C:\Users\me\Data")"}, kDigestOfData},
+      // A trailing backslash gives the same page, but the argument keeps it.
+      {"fx", R"(-fxProfile dev\)", {"-no-remote", R"(-P "dev\")"}, kDigestOfDev},
+      {"cr",
+       R"(-crUserDataDir="C:\Users\me\Data\")",
+       {R"(--user-data-dir="C:\Users\me\Data\")"},
+       kDigestOfData},
+      // A profile of nothing but a backslash is not empty.
+      {"fx", R"(-fxProfile \)", {"-no-remote", R"(-P "\")"}, kDigestOfEmpty},
+      {"cr", R"(-crUserDataDir \)", {R"(--user-data-dir="\")"}, kDigestOfEmpty},
+      {"fx", "-fxProfile", {}, "none"},
+      {"cr", "-crUserDataDir", {"--user-data-dir=\"\""}, "none"},
+      {"fx", "-crUserDataDir dev", {}, "none"},
+      {"cr", "-fxProfile dev", {}, "none"},
+      {"FX", "-fxProfile dev -crUserDataDir dev -profiler -runner", {}, "none"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.options);
+    const StartPageFolder folder;
+    Arguments expected = c.switches;
+    if (c.page != std::string("none")) {
+      expected.push_back(folder.url(c.page, "PIPE"));
+    }
 
-  const StartArguments start = startArguments("fx", parseOptions("-fxProfile dev"), "PIPE");
+    const StartArguments start = startArguments(c.browser, parseOptions(c.options), "PIPE");
 
-  EXPECT_EQ(start.arguments, (Arguments{"-no-remote", "-P \"dev\"", folder.url(kDigestOfDev, "PIPE")}));
-  EXPECT_EQ(start.unwritableStartPage, "");
-  EXPECT_TRUE(folder.holds(kDigestOfDev));
-}
-
-TEST(StartArguments, OfChromeAreTheDataFolderAndThePage) {
-  const StartPageFolder folder;
-
-  const StartArguments start =
-      startArguments("cr", parseOptions(R"(-crUserDataDir C:\Users\me\Data)"), "PIPE");
-
-  EXPECT_EQ(start.arguments,
-            (Arguments{R"(--user-data-dir="C:\Users\me\Data")", folder.url(kDigestOfData, "PIPE")}));
-  EXPECT_TRUE(folder.holds(kDigestOfData));
-}
-
-TEST(StartArguments, ATrailingBackslashGivesTheSamePageButKeepsTheArgument) {
-  const StartPageFolder folder;
-
-  const StartArguments firefox = startArguments("fx", parseOptions(R"(-fxProfile dev\)"), "PIPE");
-  const StartArguments chrome =
-      startArguments("cr", parseOptions(R"(-crUserDataDir="C:\Users\me\Data\")"), "PIPE");
-
-  EXPECT_EQ(firefox.arguments, (Arguments{"-no-remote", R"(-P "dev\")", folder.url(kDigestOfDev, "PIPE")}));
-  EXPECT_EQ(chrome.arguments,
-            (Arguments{R"(--user-data-dir="C:\Users\me\Data\")", folder.url(kDigestOfData, "PIPE")}));
-}
-
-TEST(StartArguments, AnEmptyFirefoxProfileGivesNone) {
-  const StartPageFolder folder;
-
-  const StartArguments start = startArguments("fx", parseOptions("-fxProfile"), "PIPE");
-
-  EXPECT_EQ(start.arguments, Arguments());
-  EXPECT_EQ(start.unwritableStartPage, "");
-  EXPECT_FALSE(folder.holds(kDigestOfEmpty));
-}
-
-TEST(StartArguments, AnEmptyDataFolderIsPassedOnWithoutAPage) {
-  const StartPageFolder folder;
-
-  const StartArguments start = startArguments("cr", parseOptions("-crUserDataDir"), "PIPE");
-
-  EXPECT_EQ(start.arguments, (Arguments{"--user-data-dir=\"\""}));
-  EXPECT_FALSE(folder.holds(kDigestOfEmpty));
-}
-
-TEST(StartArguments, AProfileOfNothingButABackslashIsNotEmpty) {
-  const StartPageFolder folder;
-
-  EXPECT_EQ(startArguments("fx", parseOptions(R"(-fxProfile \)"), "PIPE").arguments,
-            (Arguments{"-no-remote", R"(-P "\")", folder.url(kDigestOfEmpty, "PIPE")}));
-  EXPECT_EQ(startArguments("cr", parseOptions(R"(-crUserDataDir \)"), "PIPE").arguments,
-            (Arguments{R"(--user-data-dir="\")", folder.url(kDigestOfEmpty, "PIPE")}));
-  EXPECT_EQ(runnerBrowser("cr", parseOptions(R"(-runner -crUserDataDir \)")).problem, Problem::None);
-}
-
-TEST(StartArguments, WithoutAProfileOrForAnyOtherBrowserThereAreNone) {
-  const StartPageFolder folder;
-  const Options both = parseOptions("-fxProfile dev -crUserDataDir dev -profiler -runner");
-
-  EXPECT_EQ(startArguments("fx", parseOptions("-crUserDataDir dev"), "PIPE").arguments, Arguments());
-  EXPECT_EQ(startArguments("cr", parseOptions("-fxProfile dev"), "PIPE").arguments, Arguments());
-  EXPECT_EQ(startArguments("FX", both, "PIPE").arguments, Arguments());
-  EXPECT_FALSE(folder.holds(kDigestOfDev));
+    EXPECT_EQ(start.arguments, expected);
+    EXPECT_EQ(start.unwritableStartPage, "");
+    EXPECT_EQ(folder.written(), c.page);
+  }
 }
 
 TEST(StartArguments, APageThatCannotBeWrittenIsNamedAndLeftOut) {
@@ -154,133 +125,87 @@ TEST(StartArguments, APageThatCannotBeWrittenIsNamedAndLeftOut) {
 
 // ---- the runner family ----
 
-void expectProblem(const std::string& browser, const char* options, Problem problem) {
-  const RunnerBrowser runner = runnerBrowser(browser, parseOptions(options));
-  EXPECT_EQ(runner.problem, problem) << browser << " " << options;
-  EXPECT_EQ(runner.profile, "");
-  EXPECT_EQ(runner.pipeName, "");
-}
-
-TEST(Runner, NeedsItsOptionBeforeAnythingElse) {
-  expectProblem("fx", "-fxProfile dev", Problem::RunnerRequired);
-  expectProblem("cr", "-crUserDataDir dev", Problem::RunnerRequired);
-  expectProblem("ie", "", Problem::RunnerRequired);
-}
-
-TEST(Runner, FirefoxNeedsAProfile) {
-  expectProblem("fx", "-runner", Problem::FirefoxProfileRequired);
-  expectProblem("fx", "-runner -crUserDataDir dev", Problem::FirefoxProfileRequired);
-}
-
-TEST(Runner, ChromeNeedsADataFolderThatIsNotEmpty) {
-  expectProblem("cr", "-runner", Problem::ChromeDataFolderRequired);
-  expectProblem("cr", "-runner -fxProfile dev", Problem::ChromeDataFolderRequired);
-  expectProblem("cr", "-runner -crUserDataDir", Problem::ChromeDataFolderRequired);
-  expectProblem("cr", "-runner -crUserDataDir \"\"", Problem::ChromeDataFolderRequired);
-}
-
-TEST(Runner, AnyOtherBrowserIsNotSupported) {
-  for (const char* browser : {"FX", "Cr", "", "ie"}) {
-    expectProblem(browser, "-runner -fxProfile dev -crUserDataDir dev", Problem::UnsupportedBrowser);
+TEST(Runner, NeedsItsOptionAndTheBrowsersOwnAndMeetsTheBrowserOnItsPipe) {
+  struct Case {
+    const char* browser;
+    const char* options;
+    Problem problem;
+    const char* profile = "";
+    std::string pipe = "";
+  };
+  const Case cases[] = {
+      {"fx", "-fxProfile dev", Problem::RunnerRequired},
+      {"cr", "-crUserDataDir dev", Problem::RunnerRequired},
+      {"ie", "", Problem::RunnerRequired},
+      {"fx", "-runner", Problem::FirefoxProfileRequired},
+      {"fx", "-runner -crUserDataDir dev", Problem::FirefoxProfileRequired},
+      {"cr", "-runner", Problem::ChromeDataFolderRequired},
+      {"cr", "-runner -fxProfile dev", Problem::ChromeDataFolderRequired},
+      {"cr", "-runner -crUserDataDir", Problem::ChromeDataFolderRequired},
+      {"cr", "-runner -crUserDataDir \"\"", Problem::ChromeDataFolderRequired},
+      {"FX", "-runner -fxProfile dev -crUserDataDir dev", Problem::UnsupportedBrowser},
+      {"Cr", "-runner -fxProfile dev -crUserDataDir dev", Problem::UnsupportedBrowser},
+      {"ie", "-runner -fxProfile dev -crUserDataDir dev", Problem::UnsupportedBrowser},
+      {"", "-runner -fxProfile dev -crUserDataDir dev", Problem::UnsupportedBrowser},
+      // Firefox is met on the pipe named after the profile itself, Chrome after its digest.
+      {"fx", "-runner=no -fxProfile dev", Problem::None, "dev", R"(\\.\pipe\dev.runner)"},
+      {"fx", R"(-runner -fxProfile "my dev\")", Problem::None, R"(my dev\)", R"(\\.\pipe\my dev\.runner)"},
+      {"fx", "-runner -fxProfile", Problem::None, "", R"(\\.\pipe\.runner)"},
+      {"cr", R"(-runner -crUserDataDir "C:\Users\me\Data\")", Problem::None, R"(C:\Users\me\Data\)",
+       digestPipe("cr", kDigestOfData)},
+      {"cr", R"(-runner -crUserDataDir \)", Problem::None, "\\", digestPipe("cr", kDigestOfEmpty)},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.browser) + " " + c.options);
+    const RunnerBrowser runner = runnerBrowser(c.browser, parseOptions(c.options));
+    EXPECT_EQ(runner.problem, c.problem);
+    EXPECT_EQ(runner.profile, c.profile);
+    EXPECT_EQ(runner.pipeName, c.pipe);
   }
 }
 
-TEST(Runner, FirefoxIsMetOnThePipeNamedAfterTheProfileItself) {
-  const RunnerBrowser runner = runnerBrowser("fx", parseOptions("-runner=no -fxProfile dev"));
-
-  EXPECT_EQ(runner.problem, Problem::None);
-  EXPECT_EQ(runner.profile, "dev");
-  EXPECT_EQ(runner.pipeName, kDevRunnerPipe);
+std::string lineFor(const char* browser, const char* options, bool useProfiler = false,
+                    const char* hostPage = nullptr) {
+  return runnerCommandLine(browser, runnerBrowser(browser, parseOptions(options)), useProfiler, hostPage);
 }
 
-TEST(Runner, FirefoxKeepsBlanksAndATrailingBackslashOfTheProfileInBothNames) {
-  const RunnerBrowser runner = runnerBrowser("fx", parseOptions(R"(-runner -fxProfile "my dev\")"));
+TEST(RunnerCommandLine, OfFirefoxNamesProfileAndPipeEndsWithTheProfilerAndNeedsNoPage) {
+  const StartPageFolder folder;
 
-  EXPECT_EQ(runner.profile, R"(my dev\)");
-  EXPECT_EQ(runner.pipeName, R"(\\.\pipe\my dev\.runner)");
-}
-
-TEST(Runner, AnEmptyFirefoxProfileIsAccepted) {
-  const RunnerBrowser runner = runnerBrowser("fx", parseOptions("-runner -fxProfile"));
-
-  EXPECT_EQ(runner.problem, Problem::None);
-  EXPECT_EQ(runner.profile, "");
-  EXPECT_EQ(runner.pipeName, R"(\\.\pipe\.runner)");
-}
-
-TEST(Runner, ChromeIsMetOnThePipeNamedAfterTheDigest) {
-  const RunnerBrowser runner =
-      runnerBrowser("cr", parseOptions(R"(-runner -crUserDataDir "C:\Users\me\Data\")"));
-
-  EXPECT_EQ(runner.problem, Problem::None);
-  EXPECT_EQ(runner.profile, R"(C:\Users\me\Data\)");
-  EXPECT_EQ(runner.pipeName, digestPipe("cr", kDigestOfData));
-}
-
-TEST(RunnerCommandLine, OfFirefoxNamesProfileAndPipe) {
-  const RunnerBrowser runner = runnerBrowser("fx", parseOptions("-runner -fxProfile default"));
-
-  EXPECT_EQ(runnerCommandLine("fx", runner, false, nullptr),
+  EXPECT_EQ(lineFor("fx", "-runner -fxProfile default"),
             R"(-no-remote -P "default" -kx-pipe "\\.\pipe\default.runner")");
-}
-
-TEST(RunnerCommandLine, OfFirefoxKeepsATrailingBackslashOfTheProfile) {
-  const RunnerBrowser runner = runnerBrowser("fx", parseOptions(R"(-runner -fxProfile dev\)"));
-
-  EXPECT_EQ(runnerCommandLine("fx", runner, false, nullptr),
+  EXPECT_EQ(lineFor("fx", R"(-runner -fxProfile dev\)"),
             R"(-no-remote -P "dev\" -kx-pipe "\\.\pipe\dev\.runner")");
+  EXPECT_EQ(lineFor("fx", "-runner -fxProfile dev", true, "C:\\ignored.html"),
+            R"(-no-remote -P "dev" -kx-pipe "\\.\pipe\dev.runner" -kx-profiler)");
+  EXPECT_EQ(folder.written(), "none");
 }
 
-TEST(RunnerCommandLine, OfFirefoxEndsWithTheProfilerSwitch) {
-  const RunnerBrowser runner = runnerBrowser("fx", parseOptions("-runner -fxProfile default"));
-
-  EXPECT_EQ(runnerCommandLine("fx", runner, true, "C:\\ignored.html"),
-            R"(-no-remote -P "default" -kx-pipe "\\.\pipe\default.runner" -kx-profiler)");
+TEST(RunnerCommandLine, OfChromeNamesDataFolderAndPageWhateverTheProfiler) {
+  for (const bool useProfiler : {false, true}) {
+    const StartPageFolder folder;
+    EXPECT_EQ(lineFor("cr", R"(-runner -crUserDataDir "C:\Users\me\Data\")", useProfiler),
+              R"(--user-data-dir="C:\Users\me\Data\" )" +
+                  folder.url(kDigestOfData, digestPipe("cr", kDigestOfData)));
+    EXPECT_EQ(folder.written(), kDigestOfData);
+  }
 }
 
-TEST(RunnerCommandLine, OfFirefoxWritesNoPage) {
+TEST(RunnerCommandLine, OfChromeHasAPageOfTheHost) {
   const StartPageFolder folder;
 
-  runnerCommandLine("fx", runnerBrowser("fx", parseOptions("-runner -fxProfile dev")), false, nullptr);
-
-  EXPECT_FALSE(folder.holds(kDigestOfDev));
-}
-
-TEST(RunnerCommandLine, OfChromeNamesDataFolderAndPage) {
-  const StartPageFolder folder;
-  const RunnerBrowser runner =
-      runnerBrowser("cr", parseOptions(R"(-runner -crUserDataDir "C:\Users\me\Data\")"));
-
-  EXPECT_EQ(
-      runnerCommandLine("cr", runner, false, nullptr),
-      R"(--user-data-dir="C:\Users\me\Data\" )" + folder.url(kDigestOfData, digestPipe("cr", kDigestOfData)));
-  EXPECT_TRUE(folder.holds(kDigestOfData));
-}
-
-TEST(RunnerCommandLine, OfChromeIgnoresTheProfiler) {
-  const StartPageFolder folder;
-  const RunnerBrowser runner = runnerBrowser("cr", parseOptions("-runner -crUserDataDir dev"));
-
-  EXPECT_EQ(runnerCommandLine("cr", runner, true, nullptr), runnerCommandLine("cr", runner, false, nullptr));
-}
-
-TEST(RunnerCommandLine, OfChromeTakesAPageOfTheHost) {
-  const StartPageFolder folder;
-  const RunnerBrowser runner = runnerBrowser("cr", parseOptions("-runner -crUserDataDir dev"));
-
-  EXPECT_EQ(runnerCommandLine("cr", runner, false, "C:\\my page.html"),
+  EXPECT_EQ(lineFor("cr", "-runner -crUserDataDir dev", false, "C:\\my page.html"),
             "--user-data-dir=\"dev\" file://C:\\my page.html?pipe=" + digestPipe("cr", kDigestOfDev));
-  EXPECT_FALSE(folder.holds(kDigestOfDev));
+  EXPECT_EQ(folder.written(), "none");
 }
 
 TEST(RunnerCommandLine, OfChromeIsEmptyWhenThePageCannotBeWritten) {
   const LogCapture log;
   const ScopedVariable temp("TEMP", std::nullopt);
-  const RunnerBrowser runner = runnerBrowser("cr", parseOptions("-runner -crUserDataDir dev"));
 
-  EXPECT_EQ(runnerCommandLine("cr", runner, false, nullptr), "");
+  EXPECT_EQ(lineFor("cr", "-runner -crUserDataDir dev"), "");
   EXPECT_EQ(log.text(),
-            error(std::string("Could not open temp file \\") + kDigestOfDev + ".html, error 203"));
+            error("Could not open temp file \\" + std::string(kDigestOfDev) + ".html, error 203"));
 }
 
 }  // namespace

@@ -11,282 +11,153 @@ namespace kx {
 
 namespace {
 
-using Journal = std::vector<std::string>;
+constexpr char kLockPresent[] = "Client: connect failed but lock present";
 
-// A browser whose start and pauses are journalled between its connection attempts.
+// The numbers with which the first attempts fail; the ones behind them succeed.
+using Failures = std::vector<int>;
+
+Failures times(int count, int number) {
+  return Failures(static_cast<std::size_t>(count), number);
+}
+
+// What happens, in order: 'c' a connection attempt, 'l' a launch, 'p' a pause.
 struct StartedBrowser : FakeBrowser {
-  ConnectOutcome connectOrLaunch(int timeoutSeconds) {
-    const auto launch = [this] {
-      journal.emplace_back("launch");
-      if (launchFailure) {
-        fail(*launchFailure, "Couldn't start browser binary");
-      }
-      return !launchFailure;
-    };
-    return kx::connectOrLaunch(*this, timeoutSeconds, launch, [this] { journal.emplace_back("pause"); });
-  }
-
-  RunnerConnect connectToRunner(int timeoutSeconds) {
-    return kx::connectToRunner(*this, timeoutSeconds, [this] { journal.emplace_back("pause"); });
-  }
-
-  void failConnects(int times, int number) {
-    for (int i = 0; i < times; ++i) {
-      failConnect(number);
+  explicit StartedBrowser(const Failures& failures) {
+    for (const int number : failures) {
+      failConnect(number, "failed with " + std::to_string(number));
     }
   }
 
-  std::ptrdiff_t countOf(const std::string& event) const {
-    return std::count(journal.begin(), journal.end(), event);
+  bool connect(int timeoutSeconds) override {
+    timeouts.push_back(timeoutSeconds);
+    steps += 'c';
+    return FakeBrowser::connect(timeoutSeconds);
   }
 
-  std::optional<int> launchFailure;
+  std::string steps;
+  std::vector<int> timeouts;
 };
 
-void expectOutcome(const ConnectOutcome& outcome, bool isConnected, bool launched, int failureResult) {
-  EXPECT_EQ(outcome.isConnected, isConnected);
-  EXPECT_EQ(outcome.launched, launched);
-  EXPECT_EQ(outcome.failureResult, failureResult);
-}
-
-TEST(ConnectAttempts, AreHalfTheTimeoutAndAtLeastOne) {
-  EXPECT_EQ(connectAttempts(1), 1);
-  EXPECT_EQ(connectAttempts(2), 1);
-  EXPECT_EQ(connectAttempts(3), 1);
-  EXPECT_EQ(connectAttempts(4), 2);
-  EXPECT_EQ(connectAttempts(5), 2);
-  EXPECT_EQ(connectAttempts(600), 300);
-  EXPECT_EQ(connectAttempts(std::numeric_limits<int>::max()), 1073741823);
-}
-
-TEST(ConnectAttempts, AreTenWithoutATimeout) {
-  EXPECT_EQ(connectAttempts(0), 10);
-}
-
-TEST(ConnectOrLaunch, ABrowserThatAnswersIsNotLaunched) {
-  StartedBrowser browser;
-
-  expectOutcome(browser.connectOrLaunch(600), true, false, 0);
-
-  EXPECT_EQ(browser.journal, (Journal{"connect 600"}));
-}
-
-TEST(ConnectOrLaunch, ABrowserThatDoesNotAnswerIsLaunchedOnceAndTriedAgain) {
-  StartedBrowser browser;
-  browser.failConnects(3, -1);
-
-  expectOutcome(browser.connectOrLaunch(20), true, true, 0);
-
-  EXPECT_EQ(browser.journal, (Journal{"connect 20", "launch", "pause", "connect 20", "pause", "connect 20",
-                                      "pause", "connect 20"}));
-}
-
-TEST(ConnectOrLaunch, AnyOtherErrorNumberLaunchesToo) {
-  for (const int number : {0, 1, 2, -2, -5, 5, 231}) {
-    StartedBrowser browser;
-    browser.failConnect(number);
-
-    expectOutcome(browser.connectOrLaunch(20), true, true, 0);
+TEST(ConnectAttempts, AreHalfTheTimeoutAtLeastOneAndTenWithoutATimeout) {
+  const std::pair<int, int> cases[] = {
+      {0, 10}, {1, 1}, {2, 1},     {3, 1},
+      {4, 2},  {5, 2}, {600, 300}, {std::numeric_limits<int>::max(), 1073741823}};
+  for (const auto& [timeout, attempts] : cases) {
+    EXPECT_EQ(connectAttempts(timeout), attempts) << timeout;
   }
 }
 
-TEST(ConnectOrLaunch, WithTimeoutOneThereIsOneFurtherAttempt) {
-  StartedBrowser browser;
-  browser.failConnects(100, -1);
+TEST(ConnectOrLaunch, LaunchesOnceAndPausesBeforeEachFurtherAttempt) {
+  struct Case {
+    const char* rule;
+    int timeout;
+    Failures failures;
+    std::string steps;
+    bool isConnected;
+    bool launched;
+    int failureResult;
+    int lockEntries = 0;
+  };
+  const auto further = [](int attempts) {
+    std::string steps = "cl";
+    for (int i = 0; i < attempts; ++i) {
+      steps += "pc";
+    }
+    return steps;
+  };
+  std::vector<Case> cases = {
+      {"a browser that answers is not launched", 600, {}, "c", true, false, 0},
+      {"one that does not is launched once and tried again", 20, times(3, -1), "clpcpcpc", true, true, 0},
+      {"with time-out 1 there is one further attempt", 1, times(100, -1), further(1), false, true, -1},
+      {"without a time-out there are ten", 0, times(100, -1), further(10), false, true, -1},
+      {"with ten minutes there are three hundred", 600, times(1000, -1), further(300), false, true, -1},
+      {"the last attempt may succeed", 4, times(2, -1), "clpcpc", true, true, 0},
+      {"used up attempts leave the last error", 2, {-1, 2}, "clpc", false, true, -1},
+      {"a profile in use is waited for without a launch", 20, times(2, -4), "cpcpc", true, false, 0, 2},
+      {"to the end it uses the attempts up", 4, times(100, -4), "cpcpc", false, false, -1, 2},
+      {"one that is given up is launched after all", 20, {-4, -1}, "cpclpc", true, true, 0, 1},
+      {"one that the launched browser holds is waited for", 20, {-1, -4, -4}, "clpcpcpc", true, true, 0, 2},
+      {"a time-out ends the start with its number", 20, {-3}, "c", false, false, -3},
+      {"also that of a later attempt", 20, {-1, -3}, "clpc", false, true, -3},
+      {"that of the last attempt counts as attempts used up", 1, {-1, -3}, "clpc", false, true, -1},
+  };
+  for (const int number : {0, 1, 2, -2, -5, 5, 231}) {
+    cases.push_back({"any other error number launches too", 20, {number}, "clpc", true, true, 0});
+  }
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.rule);
+    const LogCapture log;
+    StartedBrowser browser(c.failures);
+    const auto launch = [&] {
+      browser.steps += 'l';
+      return true;
+    };
+    const ConnectOutcome outcome = connectOrLaunch(browser, c.timeout, launch, [&] { browser.steps += 'p'; });
 
-  expectOutcome(browser.connectOrLaunch(1), false, true, -1);
-
-  EXPECT_EQ(browser.journal, (Journal{"connect 1", "launch", "pause", "connect 1"}));
-}
-
-TEST(ConnectOrLaunch, WithoutATimeoutThereAreTenFurtherAttempts) {
-  StartedBrowser browser;
-  browser.failConnects(100, -1);
-
-  expectOutcome(browser.connectOrLaunch(0), false, true, -1);
-
-  EXPECT_EQ(browser.countOf("connect 0"), 11);
-  EXPECT_EQ(browser.countOf("pause"), 10);
-  EXPECT_EQ(browser.countOf("launch"), 1);
-}
-
-TEST(ConnectOrLaunch, WithTenMinutesThereAreThreeHundredFurtherAttempts) {
-  StartedBrowser browser;
-  browser.failConnects(1000, -1);
-
-  expectOutcome(browser.connectOrLaunch(600), false, true, -1);
-
-  EXPECT_EQ(browser.countOf("connect 600"), 301);
-  EXPECT_EQ(browser.countOf("pause"), 300);
-  EXPECT_EQ(browser.countOf("launch"), 1);
-}
-
-TEST(ConnectOrLaunch, TheLastAttemptMaySucceed) {
-  StartedBrowser browser;
-  browser.failConnects(2, -1);
-
-  expectOutcome(browser.connectOrLaunch(4), true, true, 0);
-}
-
-TEST(ConnectOrLaunch, UsedUpAttemptsLeaveTheLastErrorInTheInstance) {
-  StartedBrowser browser;
-  browser.failConnect(-1, "first");
-  browser.failConnect(2, "last");
-
-  expectOutcome(browser.connectOrLaunch(2), false, true, -1);
-
-  EXPECT_EQ(browser.errorNumber(), 2);
-  EXPECT_EQ(browser.errorText(), "last");
-}
-
-TEST(ConnectOrLaunch, AProfileInUseIsWaitedForWithoutALaunch) {
-  const LogCapture log;
-  StartedBrowser browser;
-  browser.failConnects(2, -4);
-
-  expectOutcome(browser.connectOrLaunch(20), true, false, 0);
-
-  EXPECT_EQ(browser.journal, (Journal{"connect 20", "pause", "connect 20", "pause", "connect 20"}));
-  const std::string entry = information("Client: connect failed but lock present");
-  EXPECT_EQ(log.text(), entry + entry);
-}
-
-TEST(ConnectOrLaunch, AProfileInUseToTheEndUsesTheAttemptsUp) {
-  const LogCapture log;
-  StartedBrowser browser;
-  browser.failConnects(100, -4);
-
-  expectOutcome(browser.connectOrLaunch(4), false, false, -1);
-
-  const std::string entry = information("Client: connect failed but lock present");
-  EXPECT_EQ(browser.journal, (Journal{"connect 4", "pause", "connect 4", "pause", "connect 4"}));
-  EXPECT_EQ(log.text(), entry + entry);
-}
-
-TEST(ConnectOrLaunch, AProfileThatIsGivenUpIsLaunchedAfterAll) {
-  StartedBrowser browser;
-  browser.failConnect(-4);
-  browser.failConnect(-1);
-
-  expectOutcome(browser.connectOrLaunch(20), true, true, 0);
-
-  EXPECT_EQ(browser.journal, (Journal{"connect 20", "pause", "connect 20", "launch", "pause", "connect 20"}));
-}
-
-TEST(ConnectOrLaunch, AProfileThatTheLaunchedBrowserHoldsIsWaitedForWithoutASecondLaunch) {
-  const LogCapture log;
-  StartedBrowser browser;
-  browser.failConnect(-1);
-  browser.failConnects(2, -4);
-
-  expectOutcome(browser.connectOrLaunch(20), true, true, 0);
-
-  EXPECT_EQ(browser.journal, (Journal{"connect 20", "launch", "pause", "connect 20", "pause", "connect 20",
-                                      "pause", "connect 20"}));
-  const std::string entry = information("Client: connect failed but lock present");
-  EXPECT_EQ(log.text(), entry + entry);
-}
-
-TEST(ConnectOrLaunch, ATimeoutEndsTheStartWithItsNumber) {
-  const LogCapture log;
-  StartedBrowser browser;
-  browser.failConnect(-3);
-
-  expectOutcome(browser.connectOrLaunch(20), false, false, -3);
-
-  EXPECT_EQ(browser.journal, (Journal{"connect 20"}));
-  EXPECT_EQ(log.text(), "");
-}
-
-TEST(ConnectOrLaunch, ATimeoutOfALaterAttemptEndsTheStartOfALaunchedBrowser) {
-  StartedBrowser browser;
-  browser.failConnect(-1);
-  browser.failConnect(-3);
-
-  expectOutcome(browser.connectOrLaunch(20), false, true, -3);
-
-  EXPECT_EQ(browser.journal, (Journal{"connect 20", "launch", "pause", "connect 20"}));
-}
-
-TEST(ConnectOrLaunch, ATimeoutOfTheLastAttemptCountsAsAttemptsUsedUp) {
-  StartedBrowser browser;
-  browser.failConnect(-1);
-  browser.failConnect(-3);
-
-  expectOutcome(browser.connectOrLaunch(1), false, true, -1);
+    EXPECT_EQ(browser.steps, c.steps);
+    EXPECT_EQ(browser.timeouts, std::vector<int>(browser.timeouts.size(), c.timeout));
+    EXPECT_EQ(outcome.isConnected, c.isConnected);
+    EXPECT_EQ(outcome.launched, c.launched);
+    EXPECT_EQ(outcome.failureResult, c.failureResult);
+    if (!c.isConnected) {
+      const int last = c.failures.at(browser.timeouts.size() - 1);
+      EXPECT_EQ(browser.errorNumber(), last);
+      EXPECT_EQ(browser.errorText(), "failed with " + std::to_string(last));
+    }
+    std::string entries;
+    for (int i = 0; i < c.lockEntries; ++i) {
+      entries += information(kLockPresent);
+    }
+    EXPECT_EQ(log.text(), entries);
+  }
 }
 
 TEST(ConnectOrLaunch, ALaunchThatFailsEndsTheStartWithTheInstancesNumber) {
-  StartedBrowser browser;
-  browser.failConnect(-1);
-  browser.launchFailure = 193;
+  StartedBrowser browser({-1});
+  const auto failToLaunch = [&] {
+    browser.fail(193, "Couldn't start browser binary");
+    return false;
+  };
 
-  expectOutcome(browser.connectOrLaunch(20), false, false, 193);
+  const ConnectOutcome outcome = connectOrLaunch(browser, 20, failToLaunch, [] {});
 
-  EXPECT_EQ(browser.journal, (Journal{"connect 20", "launch"}));
+  EXPECT_EQ(browser.steps, "c");
+  EXPECT_FALSE(outcome.isConnected);
+  EXPECT_FALSE(outcome.launched);
+  EXPECT_EQ(outcome.failureResult, 193);
 }
 
-TEST(ConnectToRunner, ARunnerThatAnswersNeedsOneAttempt) {
-  StartedBrowser browser;
-
-  EXPECT_EQ(browser.connectToRunner(10), RunnerConnect::Connected);
-
-  EXPECT_EQ(browser.journal, (Journal{"connect 10"}));
-}
-
-TEST(ConnectToRunner, EachFurtherAttemptComesAfterAPause) {
-  StartedBrowser browser;
-  browser.failConnects(2, -1);
-
-  EXPECT_EQ(browser.connectToRunner(10), RunnerConnect::Connected);
-
-  EXPECT_EQ(browser.journal, (Journal{"connect 10", "pause", "connect 10", "pause", "connect 10"}));
-}
-
-TEST(ConnectToRunner, WithTimeoutTenThereAreElevenFurtherAttempts) {
-  StartedBrowser browser;
-  browser.failConnects(100, -1);
-
-  EXPECT_EQ(browser.connectToRunner(10), RunnerConnect::TimedOut);
-
-  EXPECT_EQ(browser.countOf("connect 10"), 12);
-  EXPECT_EQ(browser.countOf("pause"), 11);
-}
-
-TEST(ConnectToRunner, TheLastAttemptMaySucceed) {
-  StartedBrowser browser;
-  browser.failConnects(2, -1);
-
-  EXPECT_EQ(browser.connectToRunner(1), RunnerConnect::Connected);
-
-  EXPECT_EQ(browser.countOf("connect 1"), 3);
-}
-
-TEST(ConnectToRunner, WithTimeoutZeroThereIsNoFurtherAttemptAndTheInstanceTellsWhy) {
-  StartedBrowser browser;
-  browser.failConnect(-1, "Could not open server pipe x");
-
-  EXPECT_EQ(browser.connectToRunner(0), RunnerConnect::Failed);
-
-  EXPECT_EQ(browser.journal, (Journal{"connect 0"}));
-  EXPECT_EQ(browser.errorText(), "Could not open server pipe x");
-}
-
-TEST(ConnectToRunner, WithTimeoutZeroARunnerThatAnswersIsConnected) {
-  StartedBrowser browser;
-
-  EXPECT_EQ(browser.connectToRunner(0), RunnerConnect::Connected);
-}
-
-TEST(ConnectToRunner, NeitherALockedProfileNorATimeoutEndsItEarlier) {
+TEST(ConnectToRunner, TriesOnceMoreThanItsTimeoutSaysWithAPauseBeforeEachAttempt) {
+  struct Case {
+    const char* rule;
+    int timeout;
+    Failures failures;
+    std::string steps;
+    RunnerConnect result;
+  };
+  const Case cases[] = {
+      {"a runner that answers needs one attempt", 10, {}, "c", RunnerConnect::Connected},
+      {"each further attempt comes after a pause", 10, times(2, -1), "cpcpc", RunnerConnect::Connected},
+      {"with time-out 10 there are eleven", 10, times(100, -1), "cpcpcpcpcpcpcpcpcpcpcpc",
+       RunnerConnect::TimedOut},
+      {"the last attempt may succeed", 1, times(2, -1), "cpcpc", RunnerConnect::Connected},
+      {"with time-out 0 there is no further one", 0, times(1, -1), "c", RunnerConnect::Failed},
+      {"but the first one counts", 0, {}, "c", RunnerConnect::Connected},
+      {"a locked profile does not end it earlier", 1, times(100, -4), "cpcpc", RunnerConnect::TimedOut},
+      {"nor does a time-out", 1, times(100, -3), "cpcpc", RunnerConnect::TimedOut},
+  };
   const LogCapture log;
-  for (const int number : {-4, -3}) {
-    StartedBrowser browser;
-    browser.failConnects(100, number);
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.rule);
+    StartedBrowser browser(c.failures);
 
-    EXPECT_EQ(browser.connectToRunner(1), RunnerConnect::TimedOut);
+    EXPECT_EQ(connectToRunner(browser, c.timeout, [&] { browser.steps += 'p'; }), c.result);
 
-    EXPECT_EQ(browser.journal, (Journal{"connect 1", "pause", "connect 1", "pause", "connect 1"}));
+    EXPECT_EQ(browser.steps, c.steps);
+    EXPECT_EQ(browser.timeouts, std::vector<int>(browser.timeouts.size(), c.timeout));
+    if (c.result == RunnerConnect::Failed) {
+      EXPECT_EQ(browser.errorText(), "failed with -1") << "the instance tells why";
+    }
   }
   EXPECT_EQ(log.text(), "");
 }
