@@ -57,38 +57,23 @@ void expectSameForAllTexts(const std::string& beginning, const std::string& alph
   }
 }
 
-constexpr char kAlphabet[] = "-a= \"\n";
-
-TEST(OptionsEngine, AgreesOnEveryTextOfUpToFiveCharacters) {
-  for (std::size_t length = 0; length <= 5; ++length) {
-    expectSameForAllTexts("", kAlphabet, length);
+TEST(OptionsEngine, AgreesOnEveryTextOfUpToFiveCharactersAloneBehindAnOptionAndBehindAnOpenQuote) {
+  for (const char* beginning : {"", "-a", "-a=\""}) {
+    for (std::size_t length = 0; length <= 5; ++length) {
+      expectSameForAllTexts(beginning, "-a= \"\n", length);
+    }
   }
 }
 
-TEST(OptionsEngine, AgreesOnEveryTextBehindAnOption) {
-  for (std::size_t length = 0; length <= 5; ++length) {
-    expectSameForAllTexts("-a", kAlphabet, length);
-  }
-}
-
-TEST(OptionsEngine, AgreesOnEveryTextBehindAnOpenQuote) {
-  for (std::size_t length = 0; length <= 5; ++length) {
-    expectSameForAllTexts("-a=\"", kAlphabet, length);
-  }
-}
-
-TEST(OptionsEngine, AgreesOnEveryPairOfBytesWithinAnOption) {
+TEST(OptionsEngine, AgreesOnEveryByteWithinAnOption) {
   std::string bytes;
   for (int byte = 1; byte < 256; ++byte) {
     bytes += static_cast<char>(byte);
   }
 
-  expectSameForAllTexts("", bytes, 1);
-  expectSameForAllTexts("-", bytes, 1);
-  expectSameForAllTexts("-a", bytes, 1);
-  expectSameForAllTexts("-a ", bytes, 1);
-  expectSameForAllTexts("-a=", bytes, 1);
-  expectSameForAllTexts("-a=\"\"", bytes, 1);
+  for (const char* beginning : {"", "-", "-a", "-a ", "-a=", "-a=\"\""}) {
+    expectSameForAllTexts(beginning, bytes, 1);
+  }
   for (const char byte : bytes) {
     const std::string c(1, byte);
     expectSameAsEngine("-a" + c + "x");
@@ -131,12 +116,10 @@ std::string unescaped(const std::string& field) {
 
 std::vector<std::string> fieldsOf(const std::string& line) {
   std::vector<std::string> fields;
-  std::size_t first = 0;
-  for (std::size_t tab = line.find('\t'); tab != std::string::npos; tab = line.find('\t', first)) {
-    fields.push_back(unescaped(line.substr(first, tab - first)));
-    first = tab + 1;
+  std::istringstream stream(line + '\t');
+  for (std::string field; std::getline(stream, field, '\t');) {
+    fields.push_back(unescaped(field));
   }
-  fields.push_back(unescaped(line.substr(first)));
   return fields;
 }
 

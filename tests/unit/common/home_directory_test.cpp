@@ -16,19 +16,11 @@ std::string homeWith(std::optional<std::string> drive, std::optional<std::string
   return homeDirectory();
 }
 
-TEST(HomeDirectory, IsTheDriveFollowedByThePath) {
+TEST(HomeDirectory, IsTheDriveOrDriveCFollowedByThePathAndEmptyWithoutAPath) {
   EXPECT_EQ(homeWith("D:", "\\Users\\alice"), "D:\\Users\\alice");
-}
-
-TEST(HomeDirectory, IsOnDriveCWithoutADrive) {
   EXPECT_EQ(homeWith(std::nullopt, "\\Users\\alice"), "c:\\Users\\alice");
-}
-
-TEST(HomeDirectory, IsEmptyWithoutAPath) {
   EXPECT_EQ(homeWith("D:", std::nullopt), "");
-}
-
-TEST(HomeDirectory, AnEmptyValueIsAValue) {
+  // An empty value is a value.
   EXPECT_EQ(homeWith("D:", ""), "D:");
   EXPECT_EQ(homeWith("", "\\Users\\alice"), "\\Users\\alice");
 }
