@@ -4,79 +4,65 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <utility>
+
 namespace kx {
 
 namespace {
 
-TEST(JsonParser, ReadsEveryKindOfElement) {
-  EXPECT_EQ(read("null"), "null");
-  EXPECT_EQ(read("true"), "true");
-  EXPECT_EQ(read("false"), "false");
-  EXPECT_EQ(read("12"), "12");
-  EXPECT_EQ(read(R"("text")"), "'text'");
-  EXPECT_EQ(read("[]"), "[]");
-  EXPECT_EQ(read("{}"), "{}");
-}
-
-TEST(JsonParser, ReadsNestedContainersInTheirOrder) {
+TEST(JsonParser, ReadsEveryKindOfElementInItsOrderWithWhitespaceBetweenAllTokens) {
+  for (const char* text : {"null", "true", "false", "12", "[]", "{}"}) {
+    EXPECT_EQ(read(text), text);
+  }
   EXPECT_EQ(read(R"({"b":[1,"x",[],{}],"a":{"c":null,"":true}})"),
             "{'b': [1, 'x', [], {}], 'a': {'c': null, '': true}}");
-}
-
-TEST(JsonParser, TheFourBlanksMayStandBetweenAllTokens) {
   EXPECT_EQ(read(" \t\r\n{ \"a\"\t:\r1\n,\n\"b\" : [ 2 , 3 ] } \t\r\n"), "{'a': 1, 'b': [2, 3]}");
 }
 
 // ---- tokens in a wrong order ----
 
-TEST(JsonParserOrder, ATextThatEndsTooEarlyIsReportedAtItsLastToken) {
-  EXPECT_EQ(readError("[1, 23"), "parse: Unexpected end of token stream @ 0/4/4 to 0/6/6");
-  EXPECT_EQ(readError("{\n \"a\""), "parse: Unexpected end of token stream @ 1/1/3 to 1/4/6");
-  EXPECT_EQ(readError("{\"a\":  \n"), "parse: Unexpected end of token stream @ 0/4/4 to 0/5/5");
-  EXPECT_EQ(readError("["), "parse: Unexpected end of token stream @ 0/0/0 to 0/1/1");
-  EXPECT_EQ(readError("[1,"), "parse: Unexpected end of token stream @ 0/2/2 to 0/3/3");
-  EXPECT_EQ(readError("{"), "parse: Unexpected end of token stream @ 0/0/0 to 0/1/1");
-  EXPECT_EQ(readError("{\"a\":1,"), "parse: Unexpected end of token stream @ 0/6/6 to 0/7/7");
-}
-
-TEST(JsonParserOrder, ATextWithoutAnyTokenEndsTooEarly) {
-  EXPECT_EQ(readError(""), "parse: Unexpected end of token stream @ 0/0/0 to 0/0/0");
-  EXPECT_EQ(readError(" \n "), "parse: Unexpected end of token stream @ 0/0/0 to 0/0/0");
+TEST(JsonParserOrder, ATokenInAWrongPlaceOrNoneAtAllIsReportedWithItsPlaces) {
+  const std::pair<std::string, const char*> cases[] = {
+      {"[1, 23", "Unexpected end of token stream @ 0/4/4 to 0/6/6"},
+      {"{\n \"a\"", "Unexpected end of token stream @ 1/1/3 to 1/4/6"},
+      {"{\"a\":  \n", "Unexpected end of token stream @ 0/4/4 to 0/5/5"},
+      {"[", "Unexpected end of token stream @ 0/0/0 to 0/1/1"},
+      {"[1,", "Unexpected end of token stream @ 0/2/2 to 0/3/3"},
+      {"{", "Unexpected end of token stream @ 0/0/0 to 0/1/1"},
+      {"{\"a\":1,", "Unexpected end of token stream @ 0/6/6 to 0/7/7"},
+      {"", "Unexpected end of token stream @ 0/0/0 to 0/0/0"},
+      {" \n ", "Unexpected end of token stream @ 0/0/0 to 0/0/0"},
+      {"]", "Unexpected token: ] @ 0/0/0 to 0/1/1"},
+      {"}", "Unexpected token: } @ 0/0/0 to 0/1/1"},
+      {",", "Unexpected token: , @ 0/0/0 to 0/1/1"},
+      {":", "Unexpected token: : @ 0/0/0 to 0/1/1"},
+      {"[,1]", "Unexpected token: , @ 0/1/1 to 0/2/2"},
+      {"[1,]", "Unexpected token: ] @ 0/3/3 to 0/4/4"},
+      {"[1 2]", "Unexpected token: 2 @ 0/3/3 to 0/4/4"},
+      {"[1}", "Unexpected token: } @ 0/2/2 to 0/3/3"},
+      {"[1:2]", "Unexpected token: : @ 0/2/2 to 0/3/3"},
+      {"{1:2}", "Unexpected token: 1 @ 0/1/1 to 0/2/2"},
+      {"{true:2}", "Unexpected token: true @ 0/1/1 to 0/5/5"},
+      {"{false:2}", "Unexpected token: false @ 0/1/1 to 0/6/6"},
+      {"{null:2}", "Unexpected token: null @ 0/1/1 to 0/5/5"},
+      {"{,}", "Unexpected token: , @ 0/1/1 to 0/2/2"},
+      {R"({"a" 1})", "Unexpected token: 1 @ 0/5/5 to 0/6/6"},
+      {R"({"a","b"})", "Unexpected token: , @ 0/4/4 to 0/5/5"},
+      {R"({"a":})", "Unexpected token: } @ 0/5/5 to 0/6/6"},
+      {R"({"a":1,})", "Unexpected token: } @ 0/7/7 to 0/8/8"},
+      {R"({"a":1 "b":2})", "Unexpected token: b @ 0/7/7 to 0/10/10"},
+      {R"({"a":1])", "Unexpected token: ] @ 0/6/6 to 0/7/7"},
+      {"{}{}", "Expected End of token stream; found { @ 0/2/2 to 0/3/3"},
+      {"[] null", "Expected End of token stream; found null @ 0/3/3 to 0/7/7"},
+      {"1 \"x\"", "Expected End of token stream; found x @ 0/2/2 to 0/5/5"},
+      {"[1\n\"a\nb\"]", "Unexpected token: a\nb @ 1/0/3 to 2/2/8"},
+  };
+  for (const auto& [text, expected] : cases) {
+    EXPECT_EQ(readError(text), std::string("parse: ") + expected);
+  }
   EXPECT_EQ(readObjectError(""), "parse: Unexpected end of token stream @ 0/0/0 to 0/0/0");
-}
-
-TEST(JsonParserOrder, ATokenInAWrongPlaceIsNamed) {
-  EXPECT_EQ(readError("]"), "parse: Unexpected token: ] @ 0/0/0 to 0/1/1");
-  EXPECT_EQ(readError("}"), "parse: Unexpected token: } @ 0/0/0 to 0/1/1");
-  EXPECT_EQ(readError(","), "parse: Unexpected token: , @ 0/0/0 to 0/1/1");
-  EXPECT_EQ(readError(":"), "parse: Unexpected token: : @ 0/0/0 to 0/1/1");
-  EXPECT_EQ(readError("[,1]"), "parse: Unexpected token: , @ 0/1/1 to 0/2/2");
-  EXPECT_EQ(readError("[1,]"), "parse: Unexpected token: ] @ 0/3/3 to 0/4/4");
-  EXPECT_EQ(readError("[1 2]"), "parse: Unexpected token: 2 @ 0/3/3 to 0/4/4");
-  EXPECT_EQ(readError("[1}"), "parse: Unexpected token: } @ 0/2/2 to 0/3/3");
-  EXPECT_EQ(readError("[1:2]"), "parse: Unexpected token: : @ 0/2/2 to 0/3/3");
-  EXPECT_EQ(readError("{1:2}"), "parse: Unexpected token: 1 @ 0/1/1 to 0/2/2");
-  EXPECT_EQ(readError("{true:2}"), "parse: Unexpected token: true @ 0/1/1 to 0/5/5");
-  EXPECT_EQ(readError("{false:2}"), "parse: Unexpected token: false @ 0/1/1 to 0/6/6");
-  EXPECT_EQ(readError("{null:2}"), "parse: Unexpected token: null @ 0/1/1 to 0/5/5");
-  EXPECT_EQ(readError("{,}"), "parse: Unexpected token: , @ 0/1/1 to 0/2/2");
-  EXPECT_EQ(readError(R"({"a" 1})"), "parse: Unexpected token: 1 @ 0/5/5 to 0/6/6");
-  EXPECT_EQ(readError(R"({"a","b"})"), "parse: Unexpected token: , @ 0/4/4 to 0/5/5");
-  EXPECT_EQ(readError(R"({"a":})"), "parse: Unexpected token: } @ 0/5/5 to 0/6/6");
-  EXPECT_EQ(readError(R"({"a":1,})"), "parse: Unexpected token: } @ 0/7/7 to 0/8/8");
-  EXPECT_EQ(readError(R"({"a":1 "b":2})"), "parse: Unexpected token: b @ 0/7/7 to 0/10/10");
-  EXPECT_EQ(readError(R"({"a":1])"), "parse: Unexpected token: ] @ 0/6/6 to 0/7/7");
-}
-
-TEST(JsonParserOrder, NothingMayFollowTheElement) {
-  EXPECT_EQ(readError("{}{}"), "parse: Expected End of token stream; found { @ 0/2/2 to 0/3/3");
-  EXPECT_EQ(readError("[] null"), "parse: Expected End of token stream; found null @ 0/3/3 to 0/7/7");
-  EXPECT_EQ(readError("1 \"x\""), "parse: Expected End of token stream; found x @ 0/2/2 to 0/5/5");
   EXPECT_EQ(readObjectError("{}\n]"), "parse: Expected End of token stream; found ] @ 1/0/3 to 1/1/4");
-}
-
-TEST(JsonParserOrder, ATokenThatEndsOnALaterLineHasBothPlaces) {
-  EXPECT_EQ(readError("[1\n\"a\nb\"]"), "parse: Unexpected token: a\nb @ 1/0/3 to 2/2/8");
 }
 
 TEST(JsonParserOrder, AnObjectIsReadFromNothingElse) {
@@ -137,16 +123,16 @@ TEST(JsonParserOrder, ManyMembersAreReadInLinearTime) {
 
 // ---- nesting ----
 
+std::string times(int count, const std::string& text) {
+  std::string result;
+  for (int i = 0; i < count; ++i) {
+    result += text;
+  }
+  return result;
+}
+
 std::string nested(int depth, const std::string& open, const std::string& inside, const std::string& close) {
-  std::string text;
-  for (int i = 0; i < depth; ++i) {
-    text += open;
-  }
-  text += inside;
-  for (int i = 0; i < depth; ++i) {
-    text += close;
-  }
-  return text;
+  return times(depth, open) + inside + times(depth, close);
 }
 
 TEST(JsonParserNesting, FiveHundredAndTwelveLevelsAreRead) {
@@ -163,21 +149,12 @@ TEST(JsonParserNesting, OneLevelMoreIsReportedAtItsToken) {
             "parse: Nesting too deep @ 0/2560/2560 to 0/2561/2561");
 }
 
-TEST(JsonParserNesting, ContainersThatHaveClosedDoNotCount) {
-  std::string text = "[" + nested(511, "[", "", "]");
-  for (int i = 0; i < 600; ++i) {
-    text += ",[],{}";
-  }
+TEST(JsonParserNesting, ContainersThatHaveClosedOrStandSideBySideDoNotCount) {
+  const std::string siblings = "[]" + times(600, ",[],{}");
+  const std::string deep = nested(511, "[", "", "]");
 
-  EXPECT_EQ(readError(text + "," + nested(511, "[", "", "]") + "]"), "none");
-}
-
-TEST(JsonParserNesting, ManyContainersSideBySideAreNoDepth) {
+  EXPECT_EQ(readError("[" + deep + "," + siblings + "," + deep + "]"), "none");
   for (const int depth : {1, 2, 3}) {
-    std::string siblings = "[]";
-    for (int i = 0; i < 600; ++i) {
-      siblings += ",[],{}";
-    }
     EXPECT_EQ(readError(nested(depth, "[", siblings, "]")), "none") << depth;
   }
 }

@@ -19,12 +19,9 @@ std::string withMember(const std::string& value) {
   return "{\n \"a\" : " + value + "\n}";
 }
 
-TEST(JsonWriter, AnEmptyObjectStaysOnOneLine) {
+TEST(JsonWriter, WordsAreWrittenInLowerCaseAndAnEmptyObjectStaysOnOneLine) {
   EXPECT_EQ(json::Writer::Write(json::Object()), "{}");
   EXPECT_EQ(written(json::Object()), withMember("{}"));
-}
-
-TEST(JsonWriter, WordsAreWrittenInLowerCase) {
   EXPECT_EQ(written(json::Boolean(true)), withMember("true"));
   EXPECT_EQ(written(json::Boolean(false)), withMember("false"));
   EXPECT_EQ(written({}), withMember("null"));
@@ -48,17 +45,15 @@ TEST(JsonWriter, EachMemberStandsOnALineOfItsOwnIndentedByItsDepth) {
             "}");
 }
 
-TEST(JsonWriter, SevenCharactersOfATextAreEscaped) {
-  EXPECT_EQ(written(json::String("\b\t\n\f\r\"\\")), withMember(R"("\b\t\n\f\r\"\\")"));
-}
-
-TEST(JsonWriter, EveryOtherByteOfATextIsWrittenAsItIs) {
+TEST(JsonWriter, SevenCharactersOfATextAreEscapedAndEveryOtherByteIsWrittenAsItIs) {
   const std::string escaped = "\b\t\n\f\r\"\\";
+  const std::string letters = "btnfr\"\\";
   for (int byte = 0; byte < 256; ++byte) {
     const char c = static_cast<char>(byte);
-    if (escaped.find(c) == std::string::npos) {
-      EXPECT_EQ(written(json::String(std::string(1, c))), withMember(std::string("\"") + c + "\"")) << byte;
-    }
+    const std::size_t place = escaped.find(c);
+    const std::string expected =
+        place == std::string::npos ? std::string(1, c) : "\\" + letters.substr(place, 1);
+    EXPECT_EQ(written(json::String(std::string(1, c))), withMember("\"" + expected + "\"")) << byte;
   }
 }
 

@@ -12,52 +12,42 @@ namespace kx {
 
 namespace {
 
-// The four variables that place the log, all absent.
-struct NoLogVariables {
-  ScopedVariable logging{"KORVEX_LOG", std::nullopt};
-  ScopedVariable path{"KORVEX_LOGPATH", std::nullopt};
-  ScopedVariable drive{"HOMEDRIVE", std::nullopt};
-  ScopedVariable home{"HOMEPATH", std::nullopt};
+// The four variables that place the log, all absent unless a test gives them.
+struct LogVariables {
+  std::optional<std::string> logging = std::nullopt;
+  std::optional<std::string> path = std::nullopt;
+  std::optional<std::string> drive = std::nullopt;
+  std::optional<std::string> home = std::nullopt;
 };
 
-// Splits a folder in two, as HOMEDRIVE and HOMEPATH do.
-struct HomeFolder {
-  explicit HomeFolder(const std::string& folder)
-      : drive("HOMEDRIVE", folder.substr(0, 2)), path("HOMEPATH", folder.substr(2)) {}
+struct ScopedLogVariables {
+  explicit ScopedLogVariables(const LogVariables& given = {})
+      : logging("KORVEX_LOG", given.logging),
+        path("KORVEX_LOGPATH", given.path),
+        drive("HOMEDRIVE", given.drive),
+        home("HOMEPATH", given.home) {}
 
-  ScopedVariable drive;
+  ScopedVariable logging;
   ScopedVariable path;
+  ScopedVariable drive;
+  ScopedVariable home;
 };
 
-TEST(LogEntry, AnInformationCarriesTheIdsBeforeItsMessage) {
-  const LogCapture log;
+struct LogEntry : testing::Test {
+  LogCapture log;
+};
 
-  __loginf("Client: Read %d bytes from communication pipe", 12);
-
-  EXPECT_EQ(log.text(), logPrefix() + "Client: Read 12 bytes from communication pipe\n");
-}
-
-TEST(LogEntry, AnErrorCarriesTheIdsBehindItsLineEnd) {
-  const LogCapture log;
-
+TEST_F(LogEntry, AnInformationCarriesTheIdsBeforeItsMessageAndAnErrorBehindItsLineEnd) {
   __logerr("Could not open temp file %s, error %d", "x", 3);
-
-  EXPECT_EQ(log.text(), "Error: Could not open temp file x, error 3\n" + logPrefix());
-}
-
-TEST(LogEntry, TheIdsOfAnErrorStandBeforeTheNextEntryOnItsLine) {
-  const LogCapture log;
-
-  __logerr("first");
-  __loginf("second");
+  __loginf("Client: Read %d bytes from communication pipe", 12);
   __logerr("third");
 
-  EXPECT_EQ(log.text(),
-            "Error: first\n" + logPrefix() + logPrefix() + "second\n" + "Error: third\n" + logPrefix());
+  // The ids of an error stand before the next entry on its line.
+  EXPECT_EQ(log.text(), "Error: Could not open temp file x, error 3\n" + logPrefix() + logPrefix() +
+                            "Client: Read 12 bytes from communication pipe\nError: third\n" + logPrefix());
 }
 
-TEST(LogEntry, EntriesAreAppendedToWhatTheFileHolds) {
-  const LogCapture log;
+TEST_F(LogEntry, IsAppendedToWhatTheFileHolds) {
   writeFile(log.path(), "before\n");
 
   __loginf("entry");
@@ -65,178 +55,90 @@ TEST(LogEntry, EntriesAreAppendedToWhatTheFileHolds) {
   EXPECT_EQ(log.text(), "before\n" + information("entry"));
 }
 
-TEST(LogEntry, LineEndsAreNotTranslated) {
-  const LogCapture log;
-
-  __loginf("a\nb\r\nc");
-
-  EXPECT_EQ(log.text(), logPrefix() + "a\nb\r\nc\n");
-}
-
-TEST(LogEntry, AnEmptyMessageIsAnEntry) {
-  const LogCapture log;
-
-  __loginf("%s", "");
-  __logerr("%s", "");
-
-  EXPECT_EQ(log.text(), information("") + error(""));
-}
-
-TEST(LogEntry, TheFileHoldsALongMessageWhole) {
-  const LogCapture log;
-  const std::string message(5000, 'm');
-
-  __loginf("%s", message.c_str());
-  __logerr("%s.", message.c_str());
-
-  EXPECT_EQ(log.text(), information(message) + error(message + "."));
-}
-
-TEST(LogEntry, ATextIsCutAtItsFirstZeroAndAZeroCharacterIsWritten) {
-  const LogCapture log;
-
-  __logerr("char %c(%d), chunk '%s'", 0, 0, std::string("ab\0cd", 5).c_str());
-
-  EXPECT_EQ(log.text(), error(std::string("char \0(0), chunk 'ab'", 21)));
-}
-
-TEST(LogEntry, NegativeCharactersAreWrittenAsTheirBytes) {
-  const LogCapture log;
-
-  __loginf("%c(%d)", static_cast<signed char>(-23), static_cast<signed char>(-23));
-
-  EXPECT_EQ(log.text(), information("\xE9(-23)"));
-}
-
-TEST(LogEntry, DoesNotDependOnTheHostsLocale) {
-  const LogCapture log;
+TEST_F(LogEntry, HoldsAnyMessageAsItIs) {
+  const std::string longOne(5000, 'm');
   const ForeignLocale locale;
 
+  __loginf("a\nb\r\nc");
+  __loginf("%s", "");
+  __logerr("%s", "");
+  __loginf("%s", longOne.c_str());
+  __logerr("%s.", longOne.c_str());
+  // A text is cut at its first zero, and a zero character is written.
+  __logerr("char %c(%d), chunk '%s'", 0, 0, std::string("ab\0cd", 5).c_str());
+  __loginf("%c(%d)", static_cast<signed char>(-23), static_cast<signed char>(-23));
+  // Numbers do not depend on the host's locale.
   __loginf("%d", 1234567);
 
-  EXPECT_EQ(log.text(), information("1234567"));
+  EXPECT_EQ(log.text(), information("a\nb\r\nc") + information("") + error("") + information(longOne) +
+                            error(longOne + ".") + error(std::string("char \0(0), chunk 'ab'", 21)) +
+                            information("\xE9(-23)") + information("1234567"));
 }
 
-TEST(LogSwitch, OnAndTrueInAnyCaseSwitchInformationOn) {
-  const LogCapture log;
+TEST_F(LogEntry, OnAndTrueInAnyCaseSwitchInformationOnAndAnyOtherValueOff) {
   std::string expected;
-
   for (const char* value : {"on", "ON", "On", "oN", "true", "True", "TRUE", "tRuE"}) {
     const ScopedVariable logging("KORVEX_LOG", value);
     __loginf("%s", value);
     expected += information(value);
   }
-
-  EXPECT_EQ(log.text(), expected);
-}
-
-TEST(LogSwitch, AnyOtherValueLeavesInformationOff) {
-  const LogCapture log;
-
   for (const char* value : {"", "1", "yes", "off", "false", "on ", " on", "one", "o", "tru", "truee"}) {
     const ScopedVariable logging("KORVEX_LOG", value);
     __loginf("%s", value);
   }
   const ScopedVariable absent("KORVEX_LOG", std::nullopt);
   __loginf("absent");
-
-  EXPECT_EQ(fileBytes(log.path()), std::nullopt);
-}
-
-TEST(LogSwitch, ErrorsAreWrittenToANamedFileWhateverItSays) {
-  const LogCapture log(LogCapture::Switch::Off);
-
-  __loginf("not written");
+  // Errors are written to a named file whatever the switch says.
   __logerr("written");
 
-  EXPECT_EQ(log.text(), error("written"));
+  EXPECT_EQ(log.text(), expected + error("written"));
 }
 
-TEST(LogSwitch, TakesEffectWithTheNextEntry) {
-  const LogCapture log;
+TEST_F(LogEntry, SwitchAndPathTakeEffectWithTheNextEntry) {
+  const std::string otherPath = log.path() + "2";
 
   __loginf("first");
   {
     const ScopedVariable off("KORVEX_LOG", "off");
     __loginf("second");
   }
-  __loginf("third");
-
-  EXPECT_EQ(log.text(), information("first") + information("third"));
-}
-
-TEST(LogPath, TakesEffectWithTheNextEntry) {
-  const LogCapture log;
-  const std::string otherPath = log.path() + "2";
-
-  __loginf("first");
   {
     const ScopedVariable path("KORVEX_LOGPATH", otherPath);
-    __loginf("second");
+    __loginf("third");
   }
-  __loginf("third");
+  __loginf("fourth");
 
-  EXPECT_EQ(log.text(), information("first") + information("third"));
-  EXPECT_EQ(fileBytes(otherPath), information("second"));
+  EXPECT_EQ(log.text(), information("first") + information("fourth"));
+  EXPECT_EQ(fileBytes(otherPath), information("third"));
 }
 
-TEST(LogPath, IsTheVariableWheneverItIsNotEmpty) {
-  const NoLogVariables none;
-  const ScopedVariable path("KORVEX_LOGPATH", "D:\\logs\\kx.log");
-
-  for (const char* value : {"on", "true", "off", ""}) {
-    const ScopedVariable logging("KORVEX_LOG", value);
-    EXPECT_EQ(logFilePath(), "D:\\logs\\kx.log") << value;
+TEST(LogPath, IsTheVariableElseWhenLoggingIsOnInTheHomeDirectoryElseEmpty) {
+  const std::string home = "\\Users\\alice";
+  const std::string named = "D:\\logs\\kx.log";
+  const std::pair<LogVariables, std::string> cases[] = {
+      {{"on", named}, named},
+      {{"off", named}, named},
+      {{"", named}, named},
+      {{std::nullopt, named}, named},
+      {{"on", std::nullopt, "D:", home}, "D:\\Users\\alice\\korvex.log"},
+      {{"TRUE", "", "D:", home}, "D:\\Users\\alice\\korvex.log"},
+      {{std::nullopt, std::nullopt, std::nullopt, home}, ""},
+      {{"off", std::nullopt, std::nullopt, home}, ""},
+      {{"off", "", std::nullopt, home}, ""},
+      {{"on", std::nullopt, std::nullopt, home}, "c:\\Users\\alice\\korvex.log"},
+      {{"on"}, "\\korvex.log"},
+      {{"on", std::nullopt, "D:"}, "\\korvex.log"},
+  };
+  for (const auto& [given, expected] : cases) {
+    const ScopedLogVariables variables(given);
+    EXPECT_EQ(logFilePath(), expected);
   }
-  EXPECT_EQ(logFilePath(), "D:\\logs\\kx.log");
-}
-
-TEST(LogPath, IsInTheHomeDirectoryWhenLoggingIsOnWithoutAPath) {
-  const NoLogVariables none;
-  const ScopedVariable drive("HOMEDRIVE", "D:");
-  const ScopedVariable home("HOMEPATH", "\\Users\\alice");
-
-  for (const char* value : {"on", "TRUE"}) {
-    const ScopedVariable logging("KORVEX_LOG", value);
-    EXPECT_EQ(logFilePath(), "D:\\Users\\alice\\korvex.log");
-    const ScopedVariable emptyPath("KORVEX_LOGPATH", "");
-    EXPECT_EQ(logFilePath(), "D:\\Users\\alice\\korvex.log");
-  }
-}
-
-TEST(LogPath, IsEmptyWhenLoggingIsOffWithoutAPath) {
-  const NoLogVariables none;
-  const ScopedVariable home("HOMEPATH", "\\Users\\alice");
-
-  EXPECT_EQ(logFilePath(), "");
-  const ScopedVariable logging("KORVEX_LOG", "off");
-  EXPECT_EQ(logFilePath(), "");
-  const ScopedVariable emptyPath("KORVEX_LOGPATH", "");
-  EXPECT_EQ(logFilePath(), "");
-}
-
-TEST(LogPath, BeginsWithDriveCWhenHomepathComesWithoutADrive) {
-  const NoLogVariables none;
-  const ScopedVariable logging("KORVEX_LOG", "on");
-  const ScopedVariable home("HOMEPATH", "\\Users\\alice");
-
-  EXPECT_EQ(logFilePath(), "c:\\Users\\alice\\korvex.log");
-}
-
-TEST(LogPath, IsTheRootOfTheDriveWithoutHomepath) {
-  const NoLogVariables none;
-  const ScopedVariable logging("KORVEX_LOG", "on");
-
-  EXPECT_EQ(logFilePath(), "\\korvex.log");
-  const ScopedVariable drive("HOMEDRIVE", "D:");
-  EXPECT_EQ(logFilePath(), "\\korvex.log");
 }
 
 TEST(LogPath, TheDefaultFileIsWritten) {
-  const NoLogVariables none;
   const TestFolder folder;
-  const HomeFolder home(folder.path());
-  const ScopedVariable logging("KORVEX_LOG", "on");
+  const ScopedLogVariables variables(
+      {"on", std::nullopt, folder.path().substr(0, 2), folder.path().substr(2)});
 
   __loginf("entry");
 
@@ -244,63 +146,32 @@ TEST(LogPath, TheDefaultFileIsWritten) {
 }
 
 TEST(LogPath, MayHoldBlanksAndCharactersOutsideAscii) {
-  const TestFolder folder(
-      "Gr\xC3\xB6\xC3\x9F"
-      "e \xE6\x97\xA5");
-  const ScopedVariable logging("KORVEX_LOG", "on");
-  const ScopedVariable path("KORVEX_LOGPATH", folder.file("kx \xC3\xA9.log"));
+  const TestFolder folder("Gr\xC3\xB6\xC3\x9F" + std::string("e \xE6\x97\xA5"));
+  const ScopedLogVariables variables({"on", folder.file("kx \xC3\xA9.log")});
 
   __loginf("entry");
 
   EXPECT_EQ(fileBytes(folder.file("kx \xC3\xA9.log")), information("entry"));
 }
 
-TEST(LogPath, AFileThatCannotBeOpenedIsIgnored) {
+TEST(LogLastError, SurvivesEntriesWhateverBecomesOfThem) {
   const TestFolder folder;
-  const ScopedVariable logging("KORVEX_LOG", "on");
-  const ScopedVariable path("KORVEX_LOGPATH", folder.file("missing\\kx.log"));
-
-  __loginf("entry");
-  __logerr("entry");
-
+  const LogVariables cases[] = {{"on", folder.file("kx.log")},
+                                {"off", folder.file("off.log")},
+                                {"on", folder.file("missing\\kx.log")},
+                                {}};
+  for (const LogVariables& given : cases) {
+    const ScopedLogVariables variables(given);
+    platform::setLastErrorNumber(4711);
+    __loginf("entry");
+    EXPECT_EQ(platform::lastErrorNumber(), 4711U);
+    platform::setLastErrorNumber(4712);
+    __logerr("entry");
+    EXPECT_EQ(platform::lastErrorNumber(), 4712U);
+  }
+  EXPECT_EQ(fileBytes(folder.file("kx.log")), information("entry") + error("entry"));
+  EXPECT_EQ(fileBytes(folder.file("off.log")), error("entry"));
   EXPECT_EQ(fileBytes(folder.file("missing\\kx.log")), std::nullopt);
-}
-
-void expectLastErrorKept() {
-  platform::setLastErrorNumber(4711);
-  __loginf("entry");
-  EXPECT_EQ(platform::lastErrorNumber(), 4711U);
-
-  platform::setLastErrorNumber(4712);
-  __logerr("entry");
-  EXPECT_EQ(platform::lastErrorNumber(), 4712U);
-}
-
-TEST(LogLastError, SurvivesAnEntryInAFile) {
-  const LogCapture log;
-
-  expectLastErrorKept();
-
-  EXPECT_EQ(log.text(), information("entry") + error("entry"));
-}
-
-TEST(LogLastError, SurvivesAFileThatCannotBeOpened) {
-  const LogCapture log;
-  const ScopedVariable path("KORVEX_LOGPATH", log.path() + "\\missing\\kx.log");
-
-  expectLastErrorKept();
-}
-
-TEST(LogLastError, SurvivesWithEveryVariableAbsent) {
-  const NoLogVariables none;
-
-  expectLastErrorKept();
-}
-
-TEST(LogLastError, SurvivesWithLoggingOff) {
-  const LogCapture log(LogCapture::Switch::Off);
-
-  expectLastErrorKept();
 }
 
 }  // namespace

@@ -12,157 +12,100 @@ namespace kx {
 
 namespace {
 
-using test_platform::DebuggerCapture;
 using test_platform::FileWatch;
 using test_platform::NoMemoryForVariable;
 using test_platform::OpenedFile;
 using test_platform::ScopedIds;
 using Lines = std::vector<std::string>;
 
-TEST(LogDebugger, EachEntryIsOneLineWithoutALineEnd) {
-  const LogCapture log;
-  const ScopedIds ids(12, 345);
-  const DebuggerCapture debugger;
+const std::string kInformation = "__loginf from (1, 2): ";
+const std::string kError = "__logerr from (1, 2): ";
 
+struct LogPlatform : testing::Test {
+  LogCapture log;
+  ScopedIds ids{1, 2};
+  test_platform::DebuggerCapture debugger;
+};
+
+TEST_F(LogPlatform, EachEntryIsOneLineOfTheDebuggerWithoutALineEndAndIdsAreSignedNumbers) {
   __loginf("value %d", 1);
   __logerr("value %s", "x");
-
-  EXPECT_EQ(debugger.lines(),
-            (Lines{"__loginf from (12, 345): value 1", "__logerr from (12, 345): value x"}));
-  EXPECT_EQ(log.text(), "(12, 345): value 1\nError: value x\n(12, 345): ");
-}
-
-TEST(LogDebugger, IdsAreSignedNumbers) {
-  const LogCapture log;
-  const ScopedIds ids(0xFFFFFFFFU, 0x80000000U);
-  const DebuggerCapture debugger;
-
+  // A zero character ends the line.
+  __logerr("char %c(%d)", 0, 0);
+  const ScopedIds large(0xFFFFFFFFU, 0x80000000U);
   __loginf("a");
-  __logerr("b");
 
-  EXPECT_EQ(debugger.lines(),
-            (Lines{"__loginf from (-1, -2147483648): a", "__logerr from (-1, -2147483648): b"}));
-  EXPECT_EQ(log.text(), "(-1, -2147483648): a\nError: b\n(-1, -2147483648): ");
+  EXPECT_EQ(debugger.lines(), (Lines{kInformation + "value 1", kError + "value x", kError + "char ",
+                                     "__loginf from (-1, -2147483648): a"}));
+  const std::string written =
+      "(1, 2): value 1\nError: value x\n(1, 2): Error: char #(0)\n(1, 2): (-1, -2147483648): a\n";
+  std::string text = log.text();
+  std::replace(text.begin(), text.end(), '\0', '#');
+  EXPECT_EQ(text, written);
 }
 
-TEST(LogDebugger, ALineIsCutAt4095Characters) {
-  const LogCapture log;
-  const ScopedIds ids(1, 2);
-  const DebuggerCapture debugger;
-  const std::string message(5000, 'm');
-
-  __loginf("%s", message.c_str());
-  __logerr("%s", message.c_str());
-
-  const std::string prefix = "__loginf from (1, 2): ";
-  const std::string errorPrefix = "__logerr from (1, 2): ";
-  EXPECT_EQ(debugger.lines(), (Lines{prefix + std::string(4095 - prefix.size(), 'm'),
-                                     errorPrefix + std::string(4095 - errorPrefix.size(), 'm')}));
-  EXPECT_EQ(log.text(), "(1, 2): " + message + "\nError: " + message + "\n(1, 2): ");
-}
-
-TEST(LogFile, HoldsAMessageOfAnyLengthWhole) {
-  const ScopedIds ids(1, 2);
-  for (const std::size_t length : {0U, 1U, 4094U, 4095U, 4096U, 4097U}) {
-    const LogCapture log;
-    const std::string message(length, 'm');
-
-    __loginf("%s", message.c_str());
-
-    EXPECT_EQ(log.text(), "(1, 2): " + message + "\n") << length;
+TEST_F(LogPlatform, ALineOfTheDebuggerIsCutAt4095Characters) {
+  for (const std::size_t tooMany : {0U, 1U, 1000U}) {
+    const std::string whole = kError + std::string(4095 - kError.size(), 'm');
+    __logerr("%s", (whole.substr(kError.size()) + std::string(tooMany, 'm')).c_str());
+    __loginf("%s", (whole.substr(kError.size()) + std::string(tooMany, 'm')).c_str());
+    EXPECT_EQ(debugger.lines().at(debugger.lines().size() - 2), whole);
+    EXPECT_EQ(debugger.lines().back().size(), 4095U);
   }
 }
 
-TEST(LogDebugger, ALineOf4095CharactersIsWhole) {
-  const LogCapture log;
-  const ScopedIds ids(1, 2);
-  const DebuggerCapture debugger;
-  const std::string prefix = "__logerr from (1, 2): ";
-  const std::string message(4095 - prefix.size() - 1, 'm');
+TEST_F(LogPlatform, TheFileHoldsAMessageOfAnyLengthWhole) {
+  for (const std::size_t length : {0U, 1U, 4094U, 4095U, 4096U, 4097U, 5000U}) {
+    const LogCapture another;
+    const std::string message(length, 'm');
 
-  __logerr("%sx", message.c_str());
-  __logerr("%sxy", message.c_str());
+    __loginf("%s", message.c_str());
+    __logerr("%s", message.c_str());
 
-  EXPECT_EQ(debugger.lines(), (Lines{prefix + message + "x", prefix + message + "x"}));
+    EXPECT_EQ(another.text(), "(1, 2): " + message + "\nError: " + message + "\n(1, 2): ") << length;
+  }
 }
 
-TEST(LogDebugger, AZeroCharacterEndsTheLine) {
-  const LogCapture log;
-  const ScopedIds ids(1, 2);
-  const DebuggerCapture debugger;
+TEST_F(LogPlatform, TheFileIsOpenedForAppendingOnceForEachEntryAndTheDebuggerHearsOfOneThatCannotBe) {
+  for (const std::uint32_t failure : {0U, 5U}) {
+    const FileWatch files(failure);
 
-  __logerr("char %c(%d)", 0, 0);
+    __loginf("a");
+    __logerr("b");
 
-  EXPECT_EQ(debugger.lines(), (Lines{"__logerr from (1, 2): char "}));
-  EXPECT_EQ(log.text(), std::string("Error: char \0(0)\n(1, 2): ", 25));
+    EXPECT_EQ(files.opened(), (std::vector<OpenedFile>{{log.path(), "ab"}, {log.path(), "ab"}}));
+  }
+  EXPECT_EQ(debugger.lines(), (Lines{kInformation + "a", kError + "b", kInformation + "a", kError + "b"}));
 }
 
-TEST(LogDebugger, HearsOfErrorsOnlyWhenLoggingIsOff) {
-  const LogCapture log(LogCapture::Switch::Off);
-  const ScopedIds ids(1, 2);
-  const DebuggerCapture debugger;
-
-  __loginf("information");
-  __logerr("error");
-
-  EXPECT_EQ(debugger.lines(), (Lines{"__logerr from (1, 2): error"}));
-}
-
-TEST(LogDebugger, HearsOfAnEntryWhoseFileCannotBeOpened) {
-  const LogCapture log;
-  const ScopedIds ids(1, 2);
-  const DebuggerCapture debugger;
-  const FileWatch files(5);
-
-  __loginf("a");
-  __logerr("b");
-
-  EXPECT_EQ(debugger.lines(), (Lines{"__loginf from (1, 2): a", "__logerr from (1, 2): b"}));
-  EXPECT_EQ(files.opened(), (std::vector<OpenedFile>{{log.path(), "ab"}, {log.path(), "ab"}}));
-}
-
-TEST(LogFile, IsOpenedForAppendingOnceForEachEntry) {
-  const LogCapture log;
+TEST_F(LogPlatform, WhenLoggingIsOffOnlyErrorsAreHeardOfAndTouchTheFile) {
+  const ScopedVariable off("KORVEX_LOG", "off");
   const FileWatch files;
 
   __loginf("a");
-  __logerr("b");
-
-  EXPECT_EQ(files.opened(), (std::vector<OpenedFile>{{log.path(), "ab"}, {log.path(), "ab"}}));
-}
-
-TEST(LogFile, IsNotTouchedByInformationWhenLoggingIsOff) {
-  const LogCapture log(LogCapture::Switch::Off);
-  const FileWatch files;
-
-  __loginf("a");
-
   EXPECT_EQ(files.opened(), std::vector<OpenedFile>());
+  __logerr("b");
+
+  EXPECT_EQ(debugger.lines(), (Lines{kError + "b"}));
 }
 
-TEST(LogMemory, WithoutMemoryForThePathOnlyTheDebuggerHearsOfTheEntry) {
-  const LogCapture log;
-  const ScopedIds ids(1, 2);
-  const DebuggerCapture debugger;
+TEST_F(LogPlatform, WithoutMemoryForThePathOnlyTheDebuggerHearsOfTheEntry) {
   const NoMemoryForVariable noMemory("KORVEX_LOGPATH");
 
   __loginf("a");
   __logerr("b");
 
-  EXPECT_EQ(debugger.lines(), (Lines{"__loginf from (1, 2): a", "__logerr from (1, 2): b"}));
+  EXPECT_EQ(debugger.lines(), (Lines{kInformation + "a", kError + "b"}));
   EXPECT_EQ(log.text(), "");
 }
 
-TEST(LogMemory, WithoutMemoryForTheSwitchInformationIsOff) {
-  const LogCapture log;
-  const ScopedIds ids(1, 2);
-  const DebuggerCapture debugger;
+TEST_F(LogPlatform, WithoutMemoryForTheSwitchInformationIsOff) {
   const NoMemoryForVariable noMemory("KORVEX_LOG");
 
   __loginf("a");
   __logerr("b");
 
-  EXPECT_EQ(debugger.lines(), (Lines{"__logerr from (1, 2): b"}));
+  EXPECT_EQ(debugger.lines(), (Lines{kError + "b"}));
   EXPECT_EQ(log.text(), "Error: b\n(1, 2): ");
 }
 
