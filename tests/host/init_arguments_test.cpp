@@ -9,8 +9,8 @@
 
 namespace {
 
-constexpr char kMissing[] = "C:\\windows\\no_such_browser.exe";
-constexpr char kMissingText[] = "Browser binary C:\\windows\\no_such_browser.exe doesn't exists";
+constexpr char kMissingProgram[] = "C:\\windows\\no_such_browser.exe";
+constexpr char kMissingProgramText[] = "Browser binary C:\\windows\\no_such_browser.exe doesn't exists";
 
 class InitArguments : public HostTest {
  protected:
@@ -22,8 +22,8 @@ class InitArguments : public HostTest {
     if (looksForProfiles) {
       expected.noProfiles();
     }
-    expected.error(std::string("Browser binary ") + kMissing + " doesn't exist");
-    return expected.error(std::string("kx_Init(): ") + kMissingText + ", error (2)");
+    expected.error(std::string("Browser binary ") + kMissingProgram + " doesn't exist");
+    return expected.error(std::string("kx_Init(): ") + kMissingProgramText + ", error (2)");
   }
 
   const std::string withProfile = "-fxProfile " + firefoxProfile;
@@ -66,12 +66,12 @@ TEST_F(InitArguments, WithAnyPortAreRefused) {
 }
 
 TEST_F(InitArguments, WithAPortLeaveTheContextWithoutABrowserAndItsErrorAsItWas) {
-  ASSERT_EQ(dll.kx_Init(context, "fx", nullptr, kMissing, 0, 0, 1), 2);
+  ASSERT_EQ(dll.kx_Init(context, "fx", nullptr, kMissingProgram, 0, 0, 1), 2);
 
   ASSERT_EQ(dll.kx_Init(context, "fx", nullptr, nullptr, 1, 0, 1), KX_FAILED);
 
   EXPECT_EQ(dll.kx_GetLastErrorNumber(context), -2);
-  EXPECT_EQ(dll.lastErrorText(context), kMissingText);
+  EXPECT_EQ(dll.lastErrorText(context), kMissingProgramText);
   EXPECT_EQ(dll.kx_Exit(context, 1), KX_FAILED);
 }
 
@@ -92,52 +92,52 @@ TEST_F(InitArguments, WithAPortWriteNoStartPage) {
 }
 
 TEST_F(InitArguments, WithoutAProfileLeadFirefoxToItsDefaultPipe) {
-  EXPECT_EQ(dll.kx_Init(context, "fx", nullptr, kMissing, 0, 0, 1), 2);
+  EXPECT_EQ(dll.kx_Init(context, "fx", nullptr, kMissingProgram, 0, 0, 1), 2);
 
   HostLog expected;
-  expected.start("fx", "(null)", kMissing, 0, 0, 1).noProfiles();
+  expected.start("fx", "(null)", kMissingProgram, 0, 0, 1).noProfiles();
   EXPECT_EQ(log.text(), nobodyThere(expected, defaultPipe("fx"), true).text());
 }
 
 TEST_F(InitArguments, WithoutAProfileLeadChromeToItsDefaultPipe) {
-  EXPECT_EQ(dll.kx_Init(context, "cr", "", kMissing, 0, 1, 1), 2);
+  EXPECT_EQ(dll.kx_Init(context, "cr", "", kMissingProgram, 0, 1, 1), 2);
 
   HostLog expected;
-  expected.start("cr", "", kMissing, 0, 1, 1);
+  expected.start("cr", "", kMissingProgram, 0, 1, 1);
   EXPECT_EQ(log.text(), nobodyThere(expected, defaultPipe("cr"), false).text());
 }
 
 TEST_F(InitArguments, WithAProfileLeadFirefoxToThePipeOfItsDigest) {
-  EXPECT_EQ(dll.kx_Init(context, "fx", withProfile.c_str(), kMissing, 0, 0, 1), 2);
+  EXPECT_EQ(dll.kx_Init(context, "fx", withProfile.c_str(), kMissingProgram, 0, 0, 1), 2);
 
   HostLog expected;
-  expected.start("fx", withProfile, kMissing, 0, 0, 1);
+  expected.start("fx", withProfile, kMissingProgram, 0, 0, 1);
   EXPECT_EQ(log.text(), nobodyThere(expected, profilePipe("fx", firefoxProfile), true).text());
   EXPECT_TRUE(fileExists(startPage(firefoxProfile)));
 }
 
 TEST_F(InitArguments, WithADataFolderLeadChromeToThePipeOfItsDigest) {
-  EXPECT_EQ(dll.kx_Init(context, "cr", withDataFolder.c_str(), kMissing, 0, 0, 1), 2);
+  EXPECT_EQ(dll.kx_Init(context, "cr", withDataFolder.c_str(), kMissingProgram, 0, 0, 1), 2);
 
   HostLog expected;
-  expected.start("cr", withDataFolder, kMissing, 0, 0, 1);
+  expected.start("cr", withDataFolder, kMissingProgram, 0, 0, 1);
   EXPECT_EQ(log.text(), nobodyThere(expected, profilePipe("cr", dataFolder), false).text());
   EXPECT_TRUE(fileExists(startPage(dataFolder)));
 }
 
 TEST_F(InitArguments, LeadAFolderWithATrailingBackslashToTheSamePipeAndPage) {
-  EXPECT_EQ(dll.kx_Init(context, "cr", (withDataFolder + "\\").c_str(), kMissing, 0, 0, 1), 2);
+  EXPECT_EQ(dll.kx_Init(context, "cr", (withDataFolder + "\\").c_str(), kMissingProgram, 0, 0, 1), 2);
 
   EXPECT_NE(log.text().find("using pipe " + profilePipe("cr", dataFolder) + "\n"), std::string::npos);
   EXPECT_TRUE(fileExists(startPage(dataFolder)));
 }
 
 TEST_F(InitArguments, WithTheOtherBrowsersOptionLeadToTheDefaultPipe) {
-  dll.kx_Init(context, "fx", withDataFolder.c_str(), kMissing, 0, 0, 1);
+  dll.kx_Init(context, "fx", withDataFolder.c_str(), kMissingProgram, 0, 0, 1);
   EXPECT_NE(log.text().find("using pipe " + defaultPipe("fx") + "\n"), std::string::npos);
 
   log.clear();
-  dll.kx_Init(context, "cr", withProfile.c_str(), kMissing, 0, 0, 1);
+  dll.kx_Init(context, "cr", withProfile.c_str(), kMissingProgram, 0, 0, 1);
   EXPECT_NE(log.text().find("using pipe " + defaultPipe("cr") + "\n"), std::string::npos);
 }
 
@@ -145,7 +145,7 @@ TEST_F(InitArguments, ThatMisspellAnOptionLeadToTheDefaultPipe) {
   for (const char* misspelt : {"-fxprofile ", "--fxProfile ", "fxProfile=", "/fxProfile "}) {
     log.clear();
 
-    dll.kx_Init(context, "fx", (misspelt + firefoxProfile).c_str(), kMissing, 0, 0, 1);
+    dll.kx_Init(context, "fx", (misspelt + firefoxProfile).c_str(), kMissingProgram, 0, 0, 1);
 
     EXPECT_NE(log.text().find("using pipe " + defaultPipe("fx") + "\n"), std::string::npos) << misspelt;
   }
@@ -153,20 +153,20 @@ TEST_F(InitArguments, ThatMisspellAnOptionLeadToTheDefaultPipe) {
 
 TEST_F(InitArguments, TakeTheLastOfAnOptionThatIsGivenTwice) {
   dll.kx_Init(context, "cr", ("-crUserDataDir C:\\other -crUserDataDir \"" + dataFolder + "\"").c_str(),
-              kMissing, 0, 0, 1);
+              kMissingProgram, 0, 0, 1);
 
   EXPECT_NE(log.text().find("using pipe " + profilePipe("cr", dataFolder) + "\n"), std::string::npos);
 }
 
 TEST_F(InitArguments, WithABrowserInOtherLettersHaveNeitherPipeNorProfile) {
-  EXPECT_EQ(dll.kx_Init(context, "FX", withProfile.c_str(), kMissing, 0, 0, 1), 2);
+  EXPECT_EQ(dll.kx_Init(context, "FX", withProfile.c_str(), kMissingProgram, 0, 0, 1), 2);
 
   EXPECT_EQ(log.text(), HostLog()
-                            .start("FX", withProfile, kMissing, 0, 0, 1)
+                            .start("FX", withProfile, kMissingProgram, 0, 0, 1)
                             .info("Client: connecting to server using pipe ")
                             .info("Could not open pipe , error = 3")
-                            .error(std::string("Browser binary ") + kMissing + " doesn't exist")
-                            .error(std::string("kx_Init(): ") + kMissingText + ", error (2)")
+                            .error(std::string("Browser binary ") + kMissingProgram + " doesn't exist")
+                            .error(std::string("kx_Init(): ") + kMissingProgramText + ", error (2)")
                             .text());
   EXPECT_FALSE(fileExists(startPage(firefoxProfile)));
 }
@@ -262,7 +262,7 @@ class StartPageOfInit : public InitArguments {
 };
 
 TEST_F(StartPageOfInit, IsTheEmptyPage) {
-  init(kMissing);
+  init(kMissingProgram);
 
   EXPECT_EQ(fileBytes(startPage(dataFolder)), "<html><body></body></html>");
 }
@@ -289,7 +289,7 @@ TEST_F(StartPageOfInit, ThatCannotBeWrittenDoesNotKeepFromAttaching) {
   tempVariable.set("C:\\no_such_folder");
   FakeExtension extension(profilePipe("cr", dataFolder));
 
-  EXPECT_EQ(init(kMissing, 30), KX_OK);
+  EXPECT_EQ(init(kMissingProgram, 30), KX_OK);
 
   EXPECT_EQ(dll.kx_GetLastErrorNumber(context), 1);
 }
@@ -297,7 +297,7 @@ TEST_F(StartPageOfInit, ThatCannotBeWrittenDoesNotKeepFromAttaching) {
 TEST_F(StartPageOfInit, IsWrittenNowhereWithoutAFolder) {
   tempVariable.remove();
 
-  EXPECT_EQ(init(kMissing), KX_FAILED);
+  EXPECT_EQ(init(kMissingProgram), KX_FAILED);
 
   EXPECT_EQ(dll.lastErrorText(context), "Could not open temp file " + page);
   EXPECT_NE(log.text().find("Error: Could not open temp file " + page + ", error 203\n"), std::string::npos);
@@ -308,7 +308,7 @@ TEST_F(StartPageOfInit, MayLieInAFolderOutsideAscii) {
   const TempFolder folder("pages-\xC3\xBC-\xE6\x97\xA5");
   tempVariable.set(folder.path());
 
-  init(kMissing);
+  init(kMissingProgram);
 
   EXPECT_EQ(fileBytes(folder.path() + page), "<html><body></body></html>");
 }

@@ -5,7 +5,7 @@
 
 namespace {
 
-constexpr DWORD kPatienceMilliseconds = 300'000;
+constexpr DWORD kLongestRunMilliseconds = 300'000;
 
 }  // namespace
 
@@ -38,7 +38,7 @@ DWORD WINAPI Watchdog::run(void* watchdog) {
 void Watchdog::watch() {
   for (;;) {
     switch (::WaitForMultipleObjects(static_cast<DWORD>(std::size(signals_)), signals_, FALSE,
-                                     kPatienceMilliseconds)) {
+                                     kLongestRunMilliseconds)) {
       case WAIT_OBJECT_0 + NextRun:
         continue;
       case WAIT_OBJECT_0 + Over:

@@ -13,7 +13,7 @@ namespace {
 
 using kxsim::PipeEnd;
 
-constexpr DWORD kPatienceMilliseconds = 30000;
+constexpr DWORD kLongestWaitMilliseconds = 30000;
 // How long an end is watched that must not be disconnected.
 constexpr DWORD kWatchMilliseconds = 300;
 
@@ -31,7 +31,7 @@ class WellKnownPipe : public ::testing::Test {
   PipeEnd openAsHost() const {
     PipeEnd host = PipeEnd::open(name_);
     for (DWORD waited = 0; !host && GetLastError() == ERROR_FILE_NOT_FOUND; ++waited) {
-      if (waited > kPatienceMilliseconds) {
+      if (waited > kLongestWaitMilliseconds) {
         throw std::runtime_error("nobody serves " + name_);
       }
       Sleep(1);
@@ -44,7 +44,7 @@ class WellKnownPipe : public ::testing::Test {
   std::string lineAtTheBridge() {
     std::string line;
     while (line.find('\n') == std::string::npos &&
-           bridge_.read(line, 1, kPatienceMilliseconds) == PipeEnd::Outcome::kDone) {
+           bridge_.read(line, 1, kLongestWaitMilliseconds) == PipeEnd::Outcome::kDone) {
     }
     return line;
   }
