@@ -13,8 +13,6 @@ namespace {
 class Exits : public RealBrowser {};
 KX_ON_BOTH_BROWSERS(Exits);
 
-constexpr int kShortExit = 3;
-
 std::string waitOf(DWORD processId) {
   return "Waiting for browser process (" + std::to_string(processId) + ") ";
 }
@@ -48,27 +46,12 @@ TEST_P(Exits, ABrowserThatStaysIsEndedByForce) {
   // The one that is started afterwards does not stay.
   stays.remove();
 
-  EXPECT_EQ(host.exit(kShortExit), KX_OK);
+  EXPECT_EQ(host.exit(3), KX_OK);
 
   EXPECT_EQ(launched.exitCode(), 0U) << "ended, but not by the library";
   EXPECT_THAT(log_.text(), HasSubstr(waitOf(launched.id()) + "exit failed, error "));
   EXPECT_EQ(described(leftoversOfRun()), "");
   expectThatItStartsAgain(profile);
-}
-
-TEST_P(Exits, AnAttachedBrowserThatStaysIsEndedByForceToo) {
-  const EnvironmentVariable stays("KX_BROWSER_STAYS", "1");
-  user_.makeProfile(kind());
-  const StartedBrowser browser(kind(), "");
-  ASSERT_TRUE(awaitPipe(user_.defaultPipe(kind())));
-  Host host(library_, kind());
-  ASSERT_EQ(host.init({"", launcher()}), KX_OK) << host.errorText();
-  ASSERT_EQ(host.processId(), 0U);
-
-  EXPECT_EQ(host.exit(kShortExit), KX_OK);
-
-  EXPECT_EQ(browser.exitCode(), 0U);
-  EXPECT_THAT(log_.text(), HasSubstr(waitOf(browser.id()) + "exit failed, error "));
 }
 
 }  // namespace

@@ -1,10 +1,9 @@
 // main() of the tests with real browsers. The run script has named the site and the run's own folder; without
 // them there is nothing to test. Users and their folders are each test's own, inside the run's folder.
-#include "e2e/host_process.h"
 #include "e2e/real_processes.h"
 #include "e2e/site.h"
 #include "support/win32/environment_variable.h"
-#include "support/win32/helper_process.h"
+#include "support/win32/host_process.h"
 
 #include <gtest/gtest.h>
 

@@ -73,20 +73,4 @@ TEST_P(Parallel, TwoContextsOfDifferentProfilesPlayAtTheSameTime) {
   EXPECT_EQ(browsersInBetween, 2U);
 }
 
-TEST_P(Parallel, TheEndOfOneBrowserDoesNotTouchTheOther) {
-  const Profile work = user_.makeProfile(kind(), "work");
-  const Profile home = user_.makeProfile(kind(), "home");
-  Host first(library_, kind());
-  Host second(library_, kind());
-  ASSERT_EQ(first.init(startOf(work)), KX_OK) << first.errorText();
-  ASSERT_EQ(second.init(startOf(home)), KX_OK) << second.errorText();
-
-  EXPECT_EQ(first.exit(), KX_OK);
-
-  EXPECT_EQ(mainBrowserProcesses().size(), 1U);
-  EXPECT_EQ(second.play("await open(variables.site + '/form'); await extract('header');"), KX_OK);
-  EXPECT_EQ(second.extract(), "Order form");
-  EXPECT_EQ(second.exit(), KX_OK);
-}
-
 }  // namespace

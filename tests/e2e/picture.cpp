@@ -3,6 +3,7 @@
 #include "support/win32/text.h"
 
 #include <windows.h>
+#include <memory>
 #include <stdexcept>
 #include <wincodec.h>
 
@@ -17,32 +18,17 @@ void check(HRESULT result, const std::string& what) {
   }
 }
 
-template <typename Interface>
-class ComPointer {
- public:
-  ComPointer() = default;
-  ComPointer(const ComPointer&) = delete;
-  ComPointer& operator=(const ComPointer&) = delete;
-  ~ComPointer() {
-    if (pointer_ != nullptr) {
-      pointer_->Release();
-    }
-  }
-  Interface** receive() { return &pointer_; }
-  Interface* get() const { return pointer_; }
-  Interface* operator->() const { return pointer_; }
-
- private:
-  Interface* pointer_ = nullptr;
+struct Release {
+  void operator()(IUnknown* object) const { object->Release(); }
 };
 
-class ComApartment {
- public:
-  ComApartment() { check(::CoInitializeEx(nullptr, COINIT_MULTITHREADED), "use COM"); }
-  ComApartment(const ComApartment&) = delete;
-  ComApartment& operator=(const ComApartment&) = delete;
-  ~ComApartment() { ::CoUninitialize(); }
-};
+// What a call makes that hands it out by a pointer to a pointer.
+template <typename Interface, typename Call>
+std::unique_ptr<Interface, Release> made(const std::string& what, Call call) {
+  Interface* object = nullptr;
+  check(call(&object), what);
+  return std::unique_ptr<Interface, Release>(object);
+}
 
 }  // namespace
 
@@ -51,44 +37,39 @@ std::ostream& operator<<(std::ostream& out, const Colour& colour) {
 }
 
 Picture::Picture(const std::string& path) {
-  const ComApartment apartment;
-  ComPointer<IWICImagingFactory> factory;
-  ComPointer<IWICBitmapDecoder> decoder;
-  ComPointer<IWICBitmapFrameDecode> frame;
-  ComPointer<IWICFormatConverter> converter;
-  check(::CoCreateInstance(CLSID_WICImagingFactory, nullptr, CLSCTX_INPROC_SERVER, IID_IWICImagingFactory,
-                           reinterpret_cast<void**>(factory.receive())),
-        "make the decoder");
-  check(factory->CreateDecoderFromFilename(wide(path).c_str(), nullptr, GENERIC_READ,
-                                           WICDecodeMetadataCacheOnLoad, decoder.receive()),
-        "open " + path);
+  // Counted by the system, and given back with the process.
+  check(::CoInitializeEx(nullptr, COINIT_MULTITHREADED), "use COM");
+  const auto factory = made<IWICImagingFactory>("make the decoder", [](IWICImagingFactory** result) {
+    return ::CoCreateInstance(CLSID_WICImagingFactory, nullptr, CLSCTX_INPROC_SERVER, IID_IWICImagingFactory,
+                              reinterpret_cast<void**>(result));
+  });
+  const auto decoder = made<IWICBitmapDecoder>("open " + path, [&](IWICBitmapDecoder** result) {
+    return factory->CreateDecoderFromFilename(wide(path).c_str(), nullptr, GENERIC_READ,
+                                              WICDecodeMetadataCacheOnLoad, result);
+  });
   GUID format{};
   check(decoder->GetContainerFormat(&format), "tell the format of " + path);
   if (format != GUID_ContainerFormatPng) {
     throw std::runtime_error(path + " is no PNG");
   }
-  check(decoder->GetFrame(0, frame.receive()), "read " + path);
-  check(factory->CreateFormatConverter(converter.receive()), "make a converter");
-  check(converter->Initialize(frame.get(), GUID_WICPixelFormat32bppBGRA, WICBitmapDitherTypeNone, nullptr, 0,
-                              WICBitmapPaletteTypeCustom),
-        "convert " + path);
+  const auto frame = made<IWICBitmapFrameDecode>(
+      "read " + path, [&](IWICBitmapFrameDecode** result) { return decoder->GetFrame(0, result); });
+  const auto pixels = made<IWICBitmapSource>("convert " + path, [&](IWICBitmapSource** result) {
+    return ::WICConvertBitmapSource(GUID_WICPixelFormat32bppBGRA, frame.get(), result);
+  });
   UINT width = 0;
   UINT height = 0;
-  check(converter->GetSize(&width, &height), "measure " + path);
-  pixels_.resize(std::size_t{width} * height * kBytesPerPixel);
-  check(converter->CopyPixels(nullptr, static_cast<UINT>(width * kBytesPerPixel),
-                              static_cast<UINT>(pixels_.size()), pixels_.data()),
-        "decode " + path);
+  check(pixels->GetSize(&width, &height), "measure " + path);
+  const UINT stride = width * kBytesPerPixel;
+  pixels_.resize(std::size_t{stride} * height);
+  check(pixels->CopyPixels(nullptr, stride, stride * height, pixels_.data()), "decode " + path);
   width_ = static_cast<int>(width);
   height_ = static_cast<int>(height);
 }
 
 Colour Picture::at(int x, int y) const {
-  if (x < 0 || y < 0 || x >= width_ || y >= height_) {
-    throw std::out_of_range("the picture has no such pixel");
-  }
   const std::size_t first =
       (static_cast<std::size_t>(y) * static_cast<std::size_t>(width_) + static_cast<std::size_t>(x)) *
       kBytesPerPixel;
-  return {pixels_[first + 2], pixels_[first + 1], pixels_[first]};
+  return {pixels_.at(first + 2), pixels_.at(first + 1), pixels_.at(first)};
 }

@@ -187,10 +187,14 @@ void RealBrowser::expectThatItStartsAgain(const Profile& profile) const {
   Host host(library_, kind());
   ASSERT_EQ(host.init(startOf(profile)), KX_OK) << host.errorText();
   EXPECT_NE(host.processId(), 0U) << "a browser was still there to attach to";
+  expectOrderForm(host);
+  EXPECT_EQ(host.exit(), KX_OK);
+}
+
+void RealBrowser::expectOrderForm(const Host& host) {
   EXPECT_EQ(host.play("await open(variables.site + '/form'); await extract('header');"), KX_OK)
       << host.errorText();
   EXPECT_EQ(host.extract(), "Order form");
-  EXPECT_EQ(host.exit(), KX_OK);
 }
 
 void expectNothingLeft(const BrowserUser& user) {

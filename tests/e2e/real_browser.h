@@ -131,6 +131,8 @@ class RealBrowser : public ::testing::TestWithParam<BrowserKind> {
 
   // Starts, plays and exits: what must be possible whenever a profile is free.
   void expectThatItStartsAgain(const Profile& profile) const;
+  // Plays in a page.
+  static void expectOrderForm(const Host& host);
 
   BrowserUser user_;
   const LogFile log_;

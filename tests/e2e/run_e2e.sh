@@ -86,10 +86,12 @@ start_site() {
   site=$!
   local tick
   for ((tick = 0; ; tick++)); do
-    [[ ! -e $results/site ]] || return 0
+    [[ ! -e $results/site ]] || break
     ((tick < 1200)) && kill -0 "$site" 2>/dev/null || fail "the site does not start: $(tail -n 3 "$results/site.log")"
     sleep 0.05
   done
+  node --input-type=module --eval 'console.log(await (await fetch(process.argv[1])).text())' \
+    "$(<"$results/site")/table.txt" | sed '$d' >"$results/table.txt"
 }
 
 # Wine's server and services are started here, so that they are not the tests' and do not lie in the run's folder. A
@@ -140,7 +142,7 @@ run_browser() {
   mkdir -p "$own/real"
   : >"$log"
   # The browsers' own temporary files go where TMP says. TMPDIR stays: by it Wine's programs find their server.
-  local variables=("KX_E2E_FOLDER=$own" "KX_E2E_SITE=$(<"$results/site")" "TMP=$own/real"
+  local variables=("KX_E2E_FOLDER=$own" "KX_E2E_SITE=$(<"$results/site")" "KX_E2E_TABLE=$(windows_path "$results/table.txt")" "TMP=$own/real"
     "KX_BROWSER_LOGS=$(windows_path "$results/bridges")")
   if [[ -n $repeat ]]; then variables+=("KX_E2E_REPEAT=$repeat"); fi
   (cd "$results" && exec timeout --kill-after=10 "$((3600 + ${repeat:-0} * 60))" env "${variables[@]}" \

@@ -1,5 +1,5 @@
 // The runner family with real browsers: the host asks for the command line, starts the browser with it, and
-// binds a context to it. The library never ends such a browser by force.
+// binds a context to it.
 #include "e2e/real_browser.h"
 #include "e2e/real_processes.h"
 
@@ -38,56 +38,11 @@ TEST_P(Runner, TheHostStartsTheBrowserWithTheCommandLineItWasGiven) {
 
   EXPECT_EQ(host.processId(), 0U);
   EXPECT_EQ(mainBrowserProcesses().size(), 1U);
-  EXPECT_EQ(host.play("await open(variables.site + '/form'); await extract('header');"), KX_OK)
-      << host.errorText();
-  EXPECT_EQ(host.extract(), "Order form");
+  expectOrderForm(host);
   EXPECT_EQ(host.exitRunner(), KX_OK);
   EXPECT_EQ(browser.exitCode(), 0U);
   EXPECT_EQ(described(leftoversOfRun()), "");
   EXPECT_TRUE(profile.isFree());
-}
-
-TEST_P(Runner, TheSameProfileIsStartedAgainByItsHost) {
-  const Profile profile = user_.makeProfile(kind());
-  for (const char* round : {"first", "second"}) {
-    SCOPED_TRACE(round);
-    const StartedBrowser browser(kind(), commandLine(profile));
-    Host host(library_, kind());
-
-    ASSERT_EQ(host.initRunner(runnerOptions(profile)), KX_OK) << host.errorText();
-
-    EXPECT_EQ(host.play("extractText('played');"), KX_OK);
-    EXPECT_EQ(host.exitRunner(), KX_OK);
-    EXPECT_EQ(browser.exitCode(), 0U);
-  }
-}
-
-TEST_P(Runner, ABrowserThatStaysIsLeftRunning) {
-  const EnvironmentVariable stays("KX_BROWSER_STAYS", "1");
-  const Profile profile = user_.makeProfile(kind());
-  const StartedBrowser browser(kind(), commandLine(profile));
-  Host host(library_, kind());
-  ASSERT_EQ(host.initRunner(runnerOptions(profile)), KX_OK) << host.errorText();
-
-  EXPECT_EQ(host.exitRunner(), KX_OK);
-
-  EXPECT_EQ(mainBrowserProcesses().size(), 1U);
-  browser.kill();
-  EXPECT_EQ(described(leftoversOfRun()), "");
-}
-
-TEST_P(Runner, TheExitOfABrowserThatHasDiedIsNotConfirmedAndKeepsTheContext) {
-  const Profile profile = user_.makeProfile(kind());
-  const StartedBrowser browser(kind(), commandLine(profile));
-  Host host(library_, kind());
-  ASSERT_EQ(host.initRunner(runnerOptions(profile)), KX_OK) << host.errorText();
-  browser.kill();
-  ASSERT_EQ(described(leftoversOfRun()), "");
-
-  EXPECT_EQ(host.exitRunner(), KX_TIMEOUT);
-
-  EXPECT_LT(host.errorNumber(), 0);
-  EXPECT_EQ(host.exit(), KX_OK);
 }
 
 TEST_P(ChromiumRunner, TheBrowserBeginsWithThePageOfTheHost) {

@@ -9,22 +9,10 @@
 #       csharp      the project builds; it needs the .NET SDK
 set -Eeuo pipefail
 
-if (($# != 3)); then
-  sed -n '2,9s/^# \{0,1\}//p' "${BASH_SOURCE[0]}" >&2
-  exit 2
-fi
-source_root=$(readlink -f "$(dirname "${BASH_SOURCE[0]}")/../..")
-tree=$(readlink -f "$1")
-scratch=$(realpath -m "$2")
-prefix=$scratch/prefix
-# shellcheck source=tests/sdk/transcript.sh
-. "$source_root/tests/sdk/transcript.sh"
-
 trap 'echo "other languages: failed in line $LINENO: $BASH_COMMAND" >&2' ERR
 
-rm -rf "$scratch"
-mkdir -p "$scratch"
-cmake --install "$tree" --prefix "$prefix" >"$scratch/install.log"
+# shellcheck source=tests/sdk/transcript.sh
+. "$(dirname "${BASH_SOURCE[0]}")/transcript.sh" "$1" "$2"
 page=$prefix/share/doc/kxtcp64/docs/other-languages.md
 hosts=$prefix/share/kxtcp64/examples/other-languages
 

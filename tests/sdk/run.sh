@@ -7,24 +7,12 @@
 # The Wine prefix is the one that WINEPREFIX names, or the build tree's.
 set -Eeuo pipefail
 
-if (($# != 2)); then
-  sed -n '2,8s/^# \{0,1\}//p' "${BASH_SOURCE[0]}" >&2
-  exit 2
-fi
-source_root=$(readlink -f "$(dirname "${BASH_SOURCE[0]}")/../..")
-tree=$(readlink -f "$1")
-scratch=$(realpath -m "$2")
-prefix=$scratch/prefix
-toolchain=$source_root/cmake/toolchains/mingw-w64-x86_64.cmake
-
-# shellcheck source=tests/sdk/transcript.sh
-. "$source_root/tests/sdk/transcript.sh"
-
 trap 'tail -n 30 "$scratch"/*.log >&2; echo "sdk: failed in line $LINENO: $BASH_COMMAND" >&2' ERR
 
-rm -rf "$scratch"
-mkdir -p "$scratch"
-cmake --install "$tree" --prefix "$prefix" >"$scratch/install.log"
+# shellcheck source=tests/sdk/transcript.sh
+. "$(dirname "${BASH_SOURCE[0]}")/transcript.sh" "$1" "$2"
+toolchain=$source_root/cmake/toolchains/mingw-w64-x86_64.cmake
+
 "$source_root/packaging/finish_package.py" "$tree" "$prefix" >>"$scratch/install.log"
 (cd "$prefix" && sha256sum --quiet -c SHA256SUMS)
 

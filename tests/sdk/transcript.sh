@@ -1,5 +1,13 @@
-# What the tests of the installed package share. Sourced after `source_root`, `tree`, `scratch` and `prefix` are set.
-# shellcheck shell=bash disable=SC2154
+# What the tests of the installed package share. Sourced with BUILD-TREE and SCRATCH-FOLDER: sets source_root, tree and
+# scratch, and installs the tree to prefix.
+# shellcheck shell=bash
+source_root=$(readlink -f "$(dirname "${BASH_SOURCE[0]}")/../..")
+tree=$(readlink -f "$1")
+scratch=$(realpath -m "$2")
+prefix=$scratch/prefix
+rm -rf "$scratch"
+mkdir -p "$scratch"
+cmake --install "$tree" --prefix "$prefix" >"$scratch/install.log"
 
 run() { "$source_root/cmake/toolchains/run_with_wine" "$tree/wineprefix" "$@" </dev/null; }
 

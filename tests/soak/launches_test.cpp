@@ -8,55 +8,33 @@
 
 namespace {
 
-// The last cycles of each host are compared with its first.
-struct Fleet {
-  int hosts;
-  int cycles;
-};
-
-// Together two hundred launches, or a twentieth of them.
-Fleet fleet() {
-  return isFullLength() ? Fleet{10, 20} : Fleet{2, 5};
-}
-
-// Firefox with a profile, Firefox without one and Chrome with a folder take different roads. Users share the
-// pipe of a profile, so each has one of its own.
-LaunchingHost hostOf(int index, const std::string& userName) {
-  const std::string own = userName + "-" + std::to_string(index);
-  switch (index % 3) {
-    case 0:
-      return {.userName = own, .browser = "fx", .options = "-fxProfile " + own};
-    case 1:
-      return {.userName = own, .browser = "fx"};
-    default:
-      return {.userName = own, .browser = "cr", .options = "-crUserDataDir C:\\" + own};
-  }
-}
-
-class ManyLaunches : public ::testing::Test {
- protected:
-  const TestUser user_;
-  const TempFolder reports_{"reports"};
-};
-
-TEST_F(ManyLaunches, TwoHundredLaunchesAndExitsLeaveHandlesMemoryAndThreadsAsTheyWere) {
-  const auto [hosts, cycles] = fleet();
+TEST(ManyLaunches, TwoHundredLaunchesAndExitsLeaveHandlesMemoryAndThreadsAsTheyWere) {
+  // Together two hundred launches, or a twentieth of them. The last cycles of each host are compared with its
+  // first.
+  const int hosts = isFullLength() ? 10 : 2;
+  const int cycles = isFullLength() ? 20 : 5;
+  const TestUser user;
+  const TempFolder reports("reports");
   std::list<SimulatedBrowser> browsers;
-  std::list<SoakHost> running;
+  std::list<HelperProcess> running;
   for (int i = 0; i < hosts; ++i) {
-    LaunchingHost host = hostOf(i, user_.name());
+    // Firefox with a profile, Firefox without one and Chrome with a folder take different roads. Users share
+    // the pipe of a profile, so each has one of its own.
+    const std::string own = user.name() + "-" + std::to_string(i);
+    const bool isChrome = i % 3 == 2;
+    const std::string options = isChrome     ? "-crUserDataDir C:\\" + own
+                                : i % 3 == 0 ? "-fxProfile " + own
+                                             : "";
     const SimulatedBrowser& browser =
-        browsers.emplace_back((host.browser == "cr" ? "chrome" : "firefox") + std::to_string(i) + ".exe",
-                              "browser", SimulatedBrowser::Recording::Off);
-    host.program = browser.program();
-    host.reportPath = reports_.path(std::to_string(i));
-    host.cycles = cycles;
-    running.emplace_back(host);
+        browsers.emplace_back((isChrome ? "chrome" : "firefox") + std::to_string(i) + ".exe", "browser",
+                              SimulatedBrowser::Recording::Off);
+    running.emplace_back(launchingHost(own, isChrome ? "cr" : "fx", options, browser.program(),
+                                       reports.path(std::to_string(i)), cycles));
   }
 
   int index = 0;
-  for (const SoakHost& host : running) {
-    EXPECT_EQ(host.exitCode(), 0U) << fileBytes(reports_.path(std::to_string(index)));
+  for (const HelperProcess& host : running) {
+    EXPECT_EQ(host.exitCode(INFINITE), 0U) << fileBytes(reports.path(std::to_string(index)));
     ++index;
   }
 

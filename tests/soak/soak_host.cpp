@@ -6,10 +6,8 @@
 #include "support/win32/log_file.h"
 #include "support/win32/log_signal.h"
 #include "support/win32/named_mutex.h"
-#include "support/win32/temp_folder.h"
 
 #include <fstream>
-#include <limits>
 
 namespace {
 
@@ -17,10 +15,10 @@ constexpr char kLaunchVerb[] = "soak-launch";
 constexpr char kFightVerb[] = "soak-fight";
 constexpr char kHoldVerb[] = "soak-hold";
 constexpr char kLockIsHeld[] = "Client: connecting to server";
-constexpr int kEveryTime = std::numeric_limits<int>::max();
 
-void report(const std::string& path, const std::string& text) {
-  std::ofstream(std::filesystem::path(wide(path)), std::ios::binary) << text;
+int report(const std::string& path, const std::string& problems) {
+  std::ofstream(std::filesystem::path(wide(path)), std::ios::binary) << problems;
+  return problems.empty() ? 0 : 1;
 }
 
 // What a cycle expects and does not get; empty when all went well.
@@ -42,43 +40,41 @@ std::string cycle(const KxLibrary& dll, const std::string& browser, const std::s
   return problem;
 }
 
-int launch(const LaunchingHost& host) {
-  const EnvironmentVariable user("USERNAME", host.userName);
+int launch(const HostWords& words) {
+  const EnvironmentVariable user("USERNAME", words[0]);
   const KxLibrary dll;
-  std::string problems = cycle(dll, host.browser, host.options, host.program);
+  std::string problems = cycle(dll, words[1], words[2], words[3]);
   const ProcessState before = ProcessState::now();
-  for (int i = 1; i < host.cycles && problems.empty(); ++i) {
-    problems = cycle(dll, host.browser, host.options, host.program);
+  for (int i = std::stoi(words[5]); i > 1 && problems.empty(); --i) {
+    problems = cycle(dll, words[1], words[2], words[3]);
   }
-  if (problems.empty()) {
-    problems = growth(before, ProcessState::now());
-  }
-  report(host.reportPath, problems);
-  return problems.empty() ? 0 : 1;
+  return report(words[4], problems.empty() ? growth(before, ProcessState::now()) : problems);
 }
 
-int fight(const FightingHost& host) {
+int fight(const HostWords& words) {
   const LogFile log;
   const KxLibrary dll;
-  LockWatch watch(EnvironmentVariable::valueOf("USERNAME").value_or(""));
-  if (!NamedEvent(host.go).wait(INFINITE)) {
-    return 2;
-  }
-  std::string problems;
-  for (int i = 0; i < host.cycles && problems.empty(); ++i) {
+  const std::string user = EnvironmentVariable::valueOf("USERNAME").value_or("");
+  const NamedMutex inside("kxtest-inside-" + user);
+  std::string problems = NamedEvent(words[0]).wait(INFINITE) ? "" : "no signal to begin\n";
+  for (int i = std::stoi(words[2]); i > 0 && problems.empty(); --i) {
     log.clear();
-    const LogSignal withTheLock(kLockIsHeld, 1, [&] { watch.look(); });
+    bool wasAlone = false;
+    const LogSignal withTheLock(kLockIsHeld, 1, [&] {
+      wasAlone = inside.acquire() && stateOfMutex("kx-fx-default." + user + ".lock") == MutexState::Owned;
+      inside.release();
+    });
     problems = cycle(dll, "fx", "", "");
+    problems += wasAlone ? "" : "the lock was not its own\n";
   }
-  report(host.reportPath, problems);
-  return problems.empty() ? 0 : 1;
+  return report(words[1], problems);
 }
 
-int hold(const HoldingHost& host) {
+int hold(const HostWords& words) {
   const LogFile log;
   const KxLibrary dll;
   const LogSignal withTheLock(kLockIsHeld, 1, [&] {
-    NamedEvent(host.holding).signal();
+    NamedEvent(words[0]).signal();
     ::Sleep(INFINITE);
   });
   cycle(dll, "fx", "", "");
@@ -87,64 +83,27 @@ int hold(const HoldingHost& host) {
 
 }  // namespace
 
-SoakHost::SoakHost(const LaunchingHost& host) {
-  process_.emplace(std::vector<std::string>{kLaunchVerb, host.userName, host.browser, host.options,
-                                            host.program, host.reportPath, std::to_string(host.cycles)});
+HostWords launchingHost(const std::string& userName, const std::string& browser, const std::string& options,
+                        const std::string& program, const std::string& reportPath, int cycles) {
+  return {kLaunchVerb, userName, browser, options, program, reportPath, std::to_string(cycles)};
 }
 
-SoakHost::SoakHost(const FightingHost& host) {
-  process_.emplace(
-      std::vector<std::string>{kFightVerb, host.go, host.reportPath, std::to_string(host.cycles)});
+HostWords fightingHost(const NamedEvent& go, const std::string& reportPath, int cycles) {
+  return {kFightVerb, go.name(), reportPath, std::to_string(cycles)};
 }
 
-SoakHost::SoakHost(const HoldingHost& host) {
-  process_.emplace(std::vector<std::string>{kHoldVerb, host.holding});
-}
-
-LockWatch::LockWatch(const std::string& userName)
-    : mapping_(::CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(Shared),
-                                    wide("kxtest-lock-watch-" + userName).c_str())),
-      lockName_("kx-fx-default." + userName + ".lock"),
-      shared_(static_cast<Shared*>(::MapViewOfFile(mapping_, FILE_MAP_WRITE, 0, 0, sizeof(Shared)))) {}
-
-LockWatch::~LockWatch() {
-  ::UnmapViewOfFile(shared_);
-  ::CloseHandle(mapping_);
-}
-
-void LockWatch::look() {
-  const bool isAlone = ::InterlockedIncrement(&shared_->inside) == 1;
-  const bool isKeptOut = stateOfMutex(lockName_) == MutexState::Owned;
-  ::InterlockedDecrement(&shared_->inside);
-  if (!isAlone || !isKeptOut) {
-    ::InterlockedIncrement(&shared_->violations);
-  }
-  ::InterlockedIncrement(&shared_->looks);
-}
-
-long LockWatch::violations() const {
-  return shared_->violations;
-}
-
-long LockWatch::looks() const {
-  return shared_->looks;
+HostWords holdingHost(const NamedEvent& holding) {
+  return {kHoldVerb, holding.name()};
 }
 
 std::optional<int> runAsSoakHost() {
   const std::vector<std::string> words = commandLineWords();
-  if (words.size() < 3 || words[1] != kHelperSwitch) {
+  if (words.size() < 4 || words[1] != kHelperSwitch) {
     return std::nullopt;
   }
-  const std::vector<std::string> arguments(words.begin() + 3, words.end());
-  if (words[2] == kLaunchVerb && arguments.size() == 6) {
-    return launch(
-        {arguments[0], arguments[1], arguments[2], arguments[3], arguments[4], std::stoi(arguments[5])});
-  }
-  if (words[2] == kFightVerb && arguments.size() == 3) {
-    return fight({arguments[0], arguments[1], std::stoi(arguments[2])});
-  }
-  if (words[2] == kHoldVerb && arguments.size() == 1) {
-    return hold({arguments[0]});
-  }
-  return std::nullopt;
+  const HostWords arguments(words.begin() + 3, words.end());
+  return words[2] == kLaunchVerb  ? launch(arguments)
+         : words[2] == kFightVerb ? fight(arguments)
+         : words[2] == kHoldVerb  ? std::optional(hold(arguments))
+                                  : std::nullopt;
 }

@@ -320,114 +320,31 @@ const std::set<std::string> kCannotFail = {
 
 // Imports of the run-time that is part of the file: its threads, exceptions, locales and formatting. The
 // library calls none of them by itself. What it allocates is the matter of the memory walk.
-const std::set<std::string> kOfTheRunTime = {
-    "AddVectoredExceptionHandler",
-    "CreateSemaphoreA",
-    "DuplicateHandle",
-    "FormatMessageA",
-    "GetCurrentProcess",
-    "GetCurrentThread",
-    "GetHandleInformation",
-    "GetModuleHandleW",
-    "GetProcAddress",
-    "GetProcessAffinityMask",
-    "GetSystemTimeAsFileTime",
-    "GetThreadContext",
-    "GetThreadPriority",
-    "IsDBCSLeadByteEx",
-    "IsDebuggerPresent",
-    "LoadLibraryW",
-    "RaiseException",
-    "ReleaseSemaphore",
-    "RemoveVectoredExceptionHandler",
-    "ResetEvent",
-    "ResumeThread",
-    "RtlCaptureContext",
-    "RtlLookupFunctionEntry",
-    "RtlUnwindEx",
-    "RtlVirtualUnwind",
-    "SetEvent",
-    "SetProcessAffinityMask",
-    "SetThreadContext",
-    "SetThreadPriority",
-    "SuspendThread",
-    "TlsAlloc",
-    "TlsGetValue",
-    "TlsSetValue",
-    "TryEnterCriticalSection",
-    "VirtualProtect",
-    "VirtualQuery",
-    "__C_specific_handler",
-    "___lc_codepage_func",
-    "___mb_cur_max_func",
-    "__iob_func",
-    "_amsg_exit",
-    "_assert",
-    "_beginthreadex",
-    "_endthreadex",
-    "_errno",
-    "_initterm",
-    "_lock",
-    "_setjmp",
-    "_ultoa",
-    "_unlock",
-    "abort",
-    "calloc",
-    "exit",
-    "fprintf",
-    "fputc",
-    "fputc",
-    "fputs",
-    "free",
-    "iswctype",
-    "localeconv",
-    "malloc",
-    "memchr",
-    "memcmp",
-    "memcpy",
-    "memmove",
-    "memset",
-    "printf",
-    "realloc",
-    "setlocale",
-    "signal",
-    "strcmp",
-    "strcoll",
-    "strerror",
-    "strftime",
-    "strlen",
-    "strncmp",
-    "strxfrm",
-    "towlower",
-    "towupper",
-    "vfprintf",
-    "wcscoll",
-    "wcsftime",
-    "wcslen",
-    "wcsxfrm",
-    "longjmp",
-    "_strdup",
-    "_read",
-    "_close",
+constexpr char kOfTheRunTime[] =
+    " AddVectoredExceptionHandler CreateSemaphoreA DuplicateHandle FormatMessageA GetCurrentProcess"
+    " GetCurrentThread GetHandleInformation GetModuleHandleW GetProcAddress GetProcessAffinityMask"
+    " GetSystemTimeAsFileTime GetThreadContext GetThreadPriority IsDBCSLeadByteEx IsDebuggerPresent"
+    " LoadLibraryW RaiseException ReleaseSemaphore RemoveVectoredExceptionHandler ResetEvent"
+    " ResumeThread RtlCaptureContext RtlLookupFunctionEntry RtlUnwindEx RtlVirtualUnwind SetEvent"
+    " SetProcessAffinityMask SetThreadContext SetThreadPriority SuspendThread TlsAlloc TlsGetValue"
+    " TlsSetValue TryEnterCriticalSection VirtualProtect VirtualQuery __C_specific_handler"
+    " ___lc_codepage_func ___mb_cur_max_func __iob_func _amsg_exit _assert _beginthreadex _endthreadex"
+    " _errno _initterm _lock _setjmp _ultoa _unlock abort calloc exit fprintf fputc fputc fputs free"
+    " iswctype localeconv malloc memchr memcmp memcpy memmove memset printf realloc setlocale signal"
+    " strcmp strcoll strerror strftime strlen strncmp strxfrm towlower towupper vfprintf wcscoll"
+    " wcsftime wcslen wcsxfrm longjmp _strdup _read _close"
 #if __MINGW64_VERSION_MAJOR >= 12
-    "GetModuleHandleA",
-    "GetTickCount",
-    "QueryPerformanceCounter",
-    "QueryPerformanceFrequency",
-    "_vscprintf",
-    "_vsnprintf",
-    "getenv",
-    "strchr",
-    "strtoul",
+    " GetModuleHandleA GetTickCount QueryPerformanceCounter QueryPerformanceFrequency _vscprintf"
+    " _vsnprintf getenv strchr strtoul"
 #endif
 #ifdef _GLIBCXX_DEBUG
-    "getenv",
-    "isspace",
-    "sprintf",
-    "strstr",
-    "strtoul",
+    " getenv isspace sprintf strstr strtoul"
 #endif
-};
+    " ";
+
+bool isOfTheRunTime(const std::string& name) {
+  return std::string(kOfTheRunTime).find(" " + name + " ") != std::string::npos;
+}
 
 TEST(CoverageOfTheWalks, EveryImportOfTheLibraryFailsOrIsKnownNotTo) {
   const KxLibrary dll;
@@ -435,7 +352,7 @@ TEST(CoverageOfTheWalks, EveryImportOfTheLibraryFailsOrIsKnownNotTo) {
 
   for (const std::string& name : ImportTable(dll.module()).names()) {
     const bool fails = std::find(fallible.begin(), fallible.end(), name) != fallible.end();
-    EXPECT_TRUE(fails || kCannotFail.count(name) != 0 || kOfTheRunTime.count(name) != 0)
+    EXPECT_TRUE(fails || kCannotFail.count(name) != 0 || isOfTheRunTime(name))
         << name << " is new: let it fail in intercepted_calls.cpp";
   }
 }

@@ -108,10 +108,8 @@ struct WalkedConversation {
   bool hasOwnAnswers = false;
 };
 
-// For GoogleTest.
-// NOLINTNEXTLINE(readability-identifier-naming): the name that GoogleTest looks for
-inline void PrintTo(const WalkedConversation& conversation, std::ostream* stream) {
-  *stream << conversation.name;
+inline std::ostream& operator<<(std::ostream& stream, const WalkedConversation& conversation) {
+  return stream << conversation.name;
 }
 
 // All conversations of the walks.
