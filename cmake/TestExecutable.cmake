@@ -63,6 +63,12 @@ function(kx_add_test_executable name)
     add_dependencies(${name} ${arg_DEPENDS})
   endif()
 
+  # A host that loads the DLL can be told to load another one.
+  set(labels gtest)
+  if("KXTCP64" IN_LIST arg_DEPENDS)
+    list(APPEND labels dll)
+  endif()
+
   math(EXPR last "${arg_SHARDS} - 1")
   foreach(index RANGE ${last})
     set(entry "${name}.${index}")
@@ -73,7 +79,7 @@ function(kx_add_test_executable name)
       WORKING_DIRECTORY "${PROJECT_BINARY_DIR}")
     set_tests_properties(
       ${entry} PROPERTIES TIMEOUT ${kx_test_timeout}
-                          LABELS gtest
+                          LABELS "${labels}"
                           ENVIRONMENT "GTEST_TOTAL_SHARDS=${arg_SHARDS};GTEST_SHARD_INDEX=${index};${arg_ENVIRONMENT}")
   endforeach()
 endfunction()
