@@ -133,17 +133,18 @@ class ContinuousRun(unittest.TestCase):
             return status, lines
 
     def test_the_last_line_adds_up_tests_and_checks(self):
-        self.assertEqual(self.run_ci(GTEST_FILTER="x"), (0, ["8 passed, 0 failed, 2 skipped"]))
+        self.assertEqual(self.run_ci(GTEST_FILTER="x"), (0, ["9 passed, 0 failed, 2 skipped"]))
 
     def test_what_was_not_counted_has_failed(self):
         self.assertEqual(
-            self.run_ci(tests=""), (1, ["FAILED ./dev test: it has counted nothing", "3 passed, 1 failed, 0 skipped"])
+            self.run_ci(tests=""), (1, ["FAILED ./dev test: it has counted nothing", "4 passed, 1 failed, 0 skipped"])
         )
-        self.assertEqual(self.run_ci(tests="0 0 9"), (1, ["FAILED ./dev test: nothing ran", "3 passed, 1 failed, 9 skipped"]))
+        self.assertEqual(self.run_ci(tests="0 0 9"), (1, ["FAILED ./dev test: nothing ran", "4 passed, 1 failed, 9 skipped"]))
 
     def test_a_verb_that_fails_is_named_and_counted(self):
-        self.assertEqual(self.run_ci(failing="bench"), (1, ["FAILED ./dev bench --quick", "8 passed, 1 failed, 2 skipped"]))
-        self.assertEqual(self.run_ci(tests="5 4 2", failing="test")[1][-1], "8 passed, 4 failed, 2 skipped")
+        self.assertEqual(self.run_ci(failing="bench"), (1, ["FAILED ./dev bench --quick", "9 passed, 1 failed, 2 skipped"]))
+        self.assertEqual(self.run_ci(tests="5 4 2", failing="test")[1][-1], "9 passed, 4 failed, 2 skipped")
+        self.assertEqual(self.run_ci(failing="tidy"), (1, ["FAILED ./dev tidy", "8 passed, 1 failed, 2 skipped"]))
 
 
 if __name__ == "__main__":
