@@ -45,23 +45,13 @@ int unexpected(const ContextRecord&) {
 }
 
 TEST_F(CallFrame, RunsItsBodyOnTheRecord) {
-  const int context = *createContext();
-  const int result = withContext(kFrame, context, {}, [&](ContextRecord& record) {
+  const int context = createWithBrowser();
+  const auto body = [&](ContextRecord& record) {
     EXPECT_EQ(&record, lookupContext(context));
     return 42;
-  });
-  EXPECT_EQ(result, 42);
-  EXPECT_EQ(log.text(), "");
-}
-
-TEST_F(CallFrame, RunsItsBodyOnARecordWithABrowser) {
-  const int context = createWithBrowser();
-  const int result =
-      withBrowser(kFrame, context, {{"macro", "text"}, {"other", ""}}, [&](ContextRecord& record) {
-        EXPECT_EQ(&record, lookupContext(context));
-        return 42;
-      });
-  EXPECT_EQ(result, 42);
+  };
+  EXPECT_EQ(withContext(kFrame, context, {}, body), 42);
+  EXPECT_EQ(withBrowser(kFrame, context, {{"macro", "text"}, {"other", ""}}, body), 42);
   EXPECT_EQ(log.text(), "");
 }
 
@@ -80,35 +70,28 @@ TEST_F(CallFrame, AMissingBrowserIsLoggedAndGivesMinusOne) {
   EXPECT_EQ(log.text(), ExpectedLog().error("kx_Test() error: not initialized").text());
 }
 
-TEST_F(CallFrame, ANullTextIsLoggedByTheNameOfItsArgumentAndGivesMinusOne) {
+TEST_F(CallFrame, TheFirstNullTextIsLoggedByTheNameOfItsArgumentAndGivesMinusOne) {
   const int context = createWithBrowser();
   EXPECT_EQ(withBrowser(kFrame, context, {{"name", "given"}, {"value", nullptr}}, unexpected), -1);
+  EXPECT_EQ(withBrowser(kFrame, context, {{"name", nullptr}, {"value", nullptr}}, unexpected), -1);
   EXPECT_EQ(withContext(kFrame, context, {{"browser", nullptr}}, unexpected), -1);
   EXPECT_EQ(log.text(), ExpectedLog()
                             .error("kx_Test() error: argument value is null")
+                            .error("kx_Test() error: argument name is null")
                             .error("kx_Test() error: argument browser is null")
                             .text());
 }
 
-TEST_F(CallFrame, OnlyTheFirstNullTextIsLogged) {
-  const int context = createWithBrowser();
-  EXPECT_EQ(withBrowser(kFrame, context, {{"name", nullptr}, {"value", nullptr}}, unexpected), -1);
-  EXPECT_EQ(log.text(), ExpectedLog().error("kx_Test() error: argument name is null").text());
-}
-
 TEST_F(CallFrame, ChecksTheContextBeforeTheBrowserBeforeTheTexts) {
   EXPECT_EQ(withBrowser(kFrame, 0, {{"macro", nullptr}}, unexpected), -5);
+  EXPECT_EQ(withContext(kFrame, 5, {{"browser", nullptr}}, unexpected), -5);
   createContext();
   EXPECT_EQ(withBrowser(kFrame, 0, {{"macro", nullptr}}, unexpected), -1);
   EXPECT_EQ(log.text(), ExpectedLog()
                             .error("kx_Test(): context 0 does not exist")
+                            .error("kx_Test(): context 5 does not exist")
                             .error("kx_Test() error: not initialized")
                             .text());
-}
-
-TEST_F(CallFrame, ChecksTheContextBeforeTheTextsOfAnExportWithoutBrowser) {
-  EXPECT_EQ(withContext(kFrame, 5, {{"browser", nullptr}}, unexpected), -5);
-  EXPECT_EQ(log.text(), ExpectedLog().error("kx_Test(): context 5 does not exist").text());
 }
 
 TEST_F(CallFrame, EveryExportMayHaveResultsOfItsOwn) {
@@ -121,28 +104,16 @@ TEST_F(CallFrame, EveryExportMayHaveResultsOfItsOwn) {
 
 TEST_F(CallFrame, AnExceptionBecomesAFailureAndIsLogged) {
   const int context = createWithBrowser();
-  EXPECT_EQ(
-      withBrowser(kFrame, context, {}, [](ContextRecord&) -> int { throw std::runtime_error("too bad"); }),
-      -1);
-  EXPECT_EQ(log.text(), ExpectedLog().error("kx_Test() error: caught exception: too bad").text());
-}
-
-TEST_F(CallFrame, AnExceptionOfAnUnknownKindBecomesAFailureToo) {
-  createContext();
-  EXPECT_EQ(withContext(kFrame, 0, {}, [](ContextRecord&) -> int { throw 7; }), -1);
-  EXPECT_EQ(log.text(), ExpectedLog().error("kx_Test() error: caught exception: unknown exception").text());
-}
-
-TEST_F(CallFrame, AGuardedBodyGivesItsResultOrTheGivenOne) {
-  EXPECT_EQ(guarded("kx_Test", -1, [] { return 3; }), 3);
-  EXPECT_EQ(log.text(), "");
-  EXPECT_EQ(guarded("kx_Test", -1, []() -> int { throw std::length_error("long"); }), -1);
-  EXPECT_EQ(log.text(), ExpectedLog().error("kx_Test() error: caught exception: long").text());
-}
-
-TEST_F(CallFrame, AnExceptionsTextIsNoFormat) {
+  const auto fail = [](ContextRecord&) -> int { throw std::runtime_error("too bad"); };
+  EXPECT_EQ(withBrowser(kFrame, context, {}, fail), -1);
+  EXPECT_EQ(withContext(kFrame, context, {}, [](ContextRecord&) -> int { throw 7; }), -1);
   EXPECT_EQ(guarded("kx_Test", -1, []() -> int { throw std::runtime_error("100%d %s"); }), -1);
-  EXPECT_EQ(log.text(), ExpectedLog().error("kx_Test() error: caught exception: 100%d %s").text());
+  EXPECT_EQ(guarded("kx_Test", -1, [] { return 3; }), 3);
+  EXPECT_EQ(log.text(), ExpectedLog()
+                            .error("kx_Test() error: caught exception: too bad")
+                            .error("kx_Test() error: caught exception: unknown exception")
+                            .error("kx_Test() error: caught exception: 100%d %s")
+                            .text());
 }
 
 }  // namespace

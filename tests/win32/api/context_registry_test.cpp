@@ -14,6 +14,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace kx {
@@ -51,34 +52,17 @@ std::vector<int> fromZero(int count) {
   return numbers;
 }
 
-TEST(ContextRegistry, CountsFromZero) {
-  ContextRegistry registry;
-  EXPECT_THAT(created(registry, 3), ElementsAre(0, 1, 2));
-}
+// Numbers that nobody has, given a few contexts.
+constexpr int kNobodys[] = {
+    -1, 2, 255, 256, 100000, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()};
 
-TEST(ContextRegistry, GivesADestroyedNumberAgain) {
+TEST(ContextRegistry, CountsFromZeroAndGivesTheLowestFreeNumberFirstAndOnce) {
   ContextRegistry registry;
-  created(registry, 3);
-  registry.destroy(1);
-  EXPECT_EQ(registry.create(), 1);
-  EXPECT_EQ(registry.create(), 3);
-}
-
-TEST(ContextRegistry, GivesTheLowestFreeNumberFirst) {
-  ContextRegistry registry;
-  created(registry, 10);
-  for (const int context : {7, 2, 9, 0, 4}) {
+  EXPECT_EQ(created(registry, 10), fromZero(10));
+  for (const int context : {7, 2, 9, 0, 4, 0, 7}) {
     registry.destroy(context);
   }
   EXPECT_THAT(created(registry, 7), ElementsAre(0, 2, 4, 7, 9, 10, 11));
-}
-
-TEST(ContextRegistry, GivesANumberOnceHoweverOftenItIsDestroyed) {
-  ContextRegistry registry;
-  created(registry, 2);
-  registry.destroy(0);
-  registry.destroy(0);
-  EXPECT_THAT(created(registry, 2), ElementsAre(0, 2));
 }
 
 TEST(ContextRegistry, CountsFromZeroAgainWhenAllAreDestroyed) {
@@ -90,50 +74,35 @@ TEST(ContextRegistry, CountsFromZeroAgainWhenAllAreDestroyed) {
   EXPECT_EQ(created(registry, 301), fromZero(301));
 }
 
-TEST(ContextRegistry, IgnoresNumbersThatNobodyHas) {
-  ContextRegistry registry;
-  created(registry, 1);
-  for (const int context :
-       {-1, 1, 255, 256, 100000, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()}) {
-    registry.destroy(context);
-  }
-  EXPECT_THAT(registry.lookup(0), NotNull());
-  EXPECT_EQ(registry.create(), 1);
-}
-
 TEST(ContextRegistry, FindsTheRecordsOfItsContextsOnly) {
   ContextRegistry registry;
   EXPECT_THAT(registry.lookup(0), IsNull());
   created(registry, 2);
+  for (const int context : kNobodys) {
+    EXPECT_THAT(registry.lookup(context), IsNull()) << context;
+    registry.destroy(context);
+  }
   EXPECT_THAT(registry.lookup(0), NotNull());
   EXPECT_THAT(registry.lookup(1), NotNull());
   EXPECT_NE(registry.lookup(0), registry.lookup(1));
-  for (const int context :
-       {-1, 2, 255, 256, 100000, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()}) {
-    EXPECT_THAT(registry.lookup(context), IsNull()) << context;
-  }
   registry.destroy(0);
   EXPECT_THAT(registry.lookup(0), IsNull());
   EXPECT_THAT(registry.lookup(1), NotNull());
+  EXPECT_THAT(created(registry, 2), ElementsAre(0, 2));
 }
 
-TEST(ContextRegistry, AFreshRecordHasNoBrowserAndNoError) {
+TEST(ContextRegistry, ARecordIsFreshAlsoOfANumberThatIsGivenAgain) {
   ContextRegistry registry;
-  const ContextRecord* record = registry.lookup(registry.create());
-  EXPECT_EQ(record->instance, nullptr);
-  EXPECT_EQ(errorNumber(*record), 0);
-  EXPECT_EQ(errorText(*record), "");
-}
-
-TEST(ContextRegistry, AReusedNumberHasAFreshRecord) {
-  ContextRegistry registry;
-  ContextRecord* record = registry.lookup(registry.create());
-  record->lastErrorNumber = -3;
-  record->lastErrorText = "Connection timed out";
-  registry.destroy(0);
-  ASSERT_EQ(registry.create(), 0);
-  EXPECT_EQ(errorNumber(*registry.lookup(0)), 0);
-  EXPECT_EQ(errorText(*registry.lookup(0)), "");
+  for (int round = 0; round < 2; ++round) {
+    ContextRecord* record = registry.lookup(registry.create());
+    EXPECT_EQ(record, registry.lookup(0));
+    EXPECT_EQ(record->instance, nullptr);
+    EXPECT_EQ(errorNumber(*record), 0);
+    EXPECT_EQ(errorText(*record), "");
+    record->lastErrorNumber = -3;
+    record->lastErrorText = "Connection timed out";
+    registry.destroy(0);
+  }
 }
 
 TEST(ContextRegistry, GrowsToTenThousandsAndMovesNoRecord) {
@@ -209,26 +178,19 @@ TEST(ContextRegistry, FindsARecordWhileOtherThreadsCreateAndDestroy) {
   EXPECT_EQ(registry.create(), 1);
 }
 
-TEST(ContextRegistry, DestroyingAContextLeavesItsBrowserAlone) {
-  ContextRegistry registry;
-  bool isThere = false;
-  BrowserInstance* browser = new WatchedBrowser(isThere);
-  registry.lookup(registry.create())->instance.reset(browser);
-  registry.destroy(0);
-  EXPECT_TRUE(isThere);
-  const std::unique_ptr<BrowserInstance> owner(browser);
-}
-
-TEST(ContextRegistry, DestroyingTheRegistryLeavesBrowsersAlone) {
-  bool isThere = false;
-  BrowserInstance* browser = new WatchedBrowser(isThere);
+TEST(ContextRegistry, DestroyingAContextOrTheRegistryLeavesBrowsersAlone) {
+  bool isThere[2] = {};
+  const std::unique_ptr<BrowserInstance> owners[] = {std::make_unique<WatchedBrowser>(isThere[0]),
+                                                     std::make_unique<WatchedBrowser>(isThere[1])};
   {
     ContextRegistry registry;
     created(registry, 3);
-    registry.lookup(1)->instance.reset(browser);
+    registry.lookup(0)->instance.reset(owners[0].get());
+    registry.lookup(1)->instance.reset(owners[1].get());
+    registry.destroy(0);
+    EXPECT_TRUE(isThere[0]);
   }
-  EXPECT_TRUE(isThere);
-  const std::unique_ptr<BrowserInstance> owner(browser);
+  EXPECT_TRUE(isThere[0] && isThere[1]);
 }
 
 TEST(ContextRegistry, OfTheProcessHasContextsBetweenOpeningAndClosing) {
@@ -247,43 +209,26 @@ TEST(ContextRegistry, OfTheProcessHasContextsBetweenOpeningAndClosing) {
   }
 }
 
-class ErrorOfAContext : public testing::Test {
- protected:
-  FakeBrowser& addBrowser() {
-    auto instance = std::make_unique<FakeBrowser>();
-    FakeBrowser& browser = *instance;
-    record.instance = std::move(instance);
-    return browser;
-  }
-
+TEST(ErrorOfAContext, IsTheBrowsersWhileThereIsOneAndElseTheKeptOne) {
   ContextRecord record;
-};
-
-TEST_F(ErrorOfAContext, IsTheKeptOneWithoutABrowser) {
+  const auto expectError = [&record](int number, const char* text) {
+    EXPECT_EQ(errorNumber(record), number);
+    EXPECT_EQ(errorText(record), text);
+  };
   record.lastErrorNumber = 7;
   record.lastErrorText = "kept";
-  EXPECT_EQ(errorNumber(record), 7);
-  EXPECT_EQ(errorText(record), "kept");
-}
+  expectError(7, "kept");
+  record.instance = std::make_unique<FakeBrowser>();
+  record.instance->fail(-3, "of the browser");
+  expectError(-3, "of the browser");
+  const std::unique_ptr<BrowserInstance> owner = std::exchange(record.instance, nullptr);
+  expectError(7, "kept");
 
-TEST_F(ErrorOfAContext, IsTheBrowsersWhileThereIsOne) {
-  record.lastErrorNumber = 7;
-  record.lastErrorText = "kept";
-  const std::unique_ptr<FakeBrowser> owner(&addBrowser());
-  owner->fail(-3, "of the browser");
-  EXPECT_EQ(errorNumber(record), -3);
-  EXPECT_EQ(errorText(record), "of the browser");
-  static_cast<void>(record.instance.release());
-  EXPECT_EQ(errorNumber(record), 7);
-  EXPECT_EQ(errorText(record), "kept");
-}
-
-TEST_F(ErrorOfAContext, CanBeKeptBeyondItsBrowser) {
-  addBrowser().fail(-4, "Could not open server pipe");
+  record.instance = std::make_unique<FakeBrowser>();
+  record.instance->fail(-4, "Could not open server pipe");
   keepInstanceError(record);
   record.instance.reset();
-  EXPECT_EQ(errorNumber(record), -4);
-  EXPECT_EQ(errorText(record), "Could not open server pipe");
+  expectError(-4, "Could not open server pipe");
 }
 
 TEST(InstanceStartTest, ThatSucceedsLeavesItsBrowserInTheRecord) {

@@ -30,13 +30,15 @@ TEST(UniqueHandleTest, IsEmptyForBothValuesThatAreNoHandle) {
   EXPECT_TRUE(UniqueHandle(newEvent()));
 }
 
-TEST(UniqueHandleTest, ClosesItsHandleAtTheEnd) {
+TEST(UniqueHandleTest, ClosesItsHandleAtTheEndAndKeepsTheLastError) {
   const HANDLE event = newEvent();
   {
     const UniqueHandle owner(event);
     EXPECT_EQ(owner.get(), event);
     EXPECT_TRUE(isOpen(event));
+    ::SetLastError(4711);
   }
+  EXPECT_EQ(::GetLastError(), 4711U);
   EXPECT_FALSE(isOpen(event));
 }
 
@@ -56,19 +58,14 @@ TEST(UniqueHandleTest, ThatReceivesAnotherHandleClosesItsOwn) {
   const HANDLE first = newEvent();
   const HANDLE second = newEvent();
   UniqueHandle owner(first);
+  owner.reset(first);
+  EXPECT_TRUE(isOpen(first));
   owner = UniqueHandle(second);
   EXPECT_FALSE(isOpen(first));
   EXPECT_TRUE(isOpen(second));
   owner.reset();
   EXPECT_FALSE(isOpen(second));
   EXPECT_FALSE(owner);
-}
-
-TEST(UniqueHandleTest, ThatReceivesItsOwnHandleKeepsItOpen) {
-  const HANDLE event = newEvent();
-  UniqueHandle owner(event);
-  owner.reset(event);
-  EXPECT_TRUE(isOpen(event));
 }
 
 TEST(UniqueHandleTest, GivesItsHandleAway) {
@@ -80,14 +77,6 @@ TEST(UniqueHandleTest, GivesItsHandleAway) {
   }
   EXPECT_TRUE(isOpen(event));
   ::CloseHandle(event);
-}
-
-TEST(UniqueHandleTest, KeepsTheLastErrorWhenItCloses) {
-  {
-    const UniqueHandle owner(newEvent());
-    ::SetLastError(4711);
-  }
-  EXPECT_EQ(::GetLastError(), 4711U);
 }
 
 TEST(UniqueFindHandleTest, OwnsASearch) {

@@ -11,7 +11,6 @@
 
 #include <windows.h>
 #include <cstdint>
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -22,7 +21,6 @@ using testing::IsEmpty;
 
 namespace {
 
-constexpr char kExitRequest[] = R"({"type":"exit","args":{}})";
 constexpr DWORD kWaitAndKill = 0x100001;
 constexpr DWORD kKill = 1;
 
@@ -30,49 +28,44 @@ std::string exitAnswer(std::uint32_t processId) {
   return R"({"status":"bye","errorCode":1,"waitForProcessId":)" + std::to_string(processId) + "}";
 }
 
-// The text of a request without what is no content: the extension reads JSON.
-std::string withoutBlanks(std::string text) {
-  std::erase_if(text, [](char c) { return c == ' ' || c == '\n' || c == '\t'; });
-  return text;
-}
-
-class ExitRequest : public testing::Test {
+// What a test of the exit needs, and the messages of the log.
+class ExitAndWait : public testing::Test {
  protected:
+  // The answer to the exit names this process.
+  void answerNames(std::uint32_t processId) { instance.answer(exitAnswer(processId)); }
+  void expectError(int number, const char* text) {
+    EXPECT_EQ(instance.errorNumber(), number);
+    EXPECT_EQ(instance.errorText(), text);
+  }
+  static std::string waited(const std::string& id) {
+    return "Waiting for browser process (" + id + ") termination";
+  }
+
   FakeBrowser instance;
   LogFile log;
 };
 
-TEST_F(ExitRequest, IsSentWithTheCallersTimeout) {
-  EXPECT_TRUE(terminate(instance, 17));
-  ASSERT_EQ(instance.sent.size(), 1U);
-  EXPECT_EQ(withoutBlanks(instance.sent[0].text), kExitRequest);
-  EXPECT_EQ(instance.sent[0].timeoutSeconds, 17);
+constexpr char kWaitFailed[] = "Waiting for browser process exit failed";
+constexpr char kNotSent[] = "BrowserInstance::terminate() failed, kill browser process";
+
+using ExitRequest = ExitAndWait;
+
+TEST_F(ExitRequest, IsSentWithTheCallersTimeoutAndHandsOutTheProcessThatWillEnd) {
+  for (const std::uint32_t named : {4294967295U, 0U}) {
+    answerNames(named);
+    std::uint32_t id = 5;
+    EXPECT_TRUE(terminate(instance, 17, &id));
+    EXPECT_EQ(id, named);
+    EXPECT_EQ(instance.waitForProcessId(), named);
+    EXPECT_EQ(instance.sent.back().text, requestText(exitRequest()));
+    EXPECT_EQ(instance.sent.back().timeoutSeconds, 17);
+  }
   EXPECT_EQ(log.text(), "");
-}
-
-TEST_F(ExitRequest, HandsOutTheProcessThatWillEndAndLeavesItInTheInstance) {
-  instance.answer(exitAnswer(4294967295U));
-  std::uint32_t id = 5;
-  EXPECT_TRUE(terminate(instance, 1, &id));
-  EXPECT_EQ(id, 4294967295U);
-  EXPECT_EQ(instance.waitForProcessId(), 4294967295U);
-}
-
-TEST_F(ExitRequest, HandsOutZeroWhenTheAnswerNamesNoProcess) {
-  std::uint32_t id = 5;
-  EXPECT_TRUE(terminate(instance, 1, &id));
-  EXPECT_EQ(id, 0U);
-}
-
-TEST_F(ExitRequest, NeedsNoPlaceForTheProcess) {
-  instance.answer(exitAnswer(7));
-  EXPECT_TRUE(terminate(instance, 1, nullptr));
-  EXPECT_EQ(instance.waitForProcessId(), 7U);
 }
 
 TEST_F(ExitRequest, ThatSucceedsWaitsForNobodyAndKillsNobody) {
   const Browser browser;
-  instance.answer(exitAnswer(browser.id()));
+  answerNames(browser.id());
   const RecordedOpens opens;
   EXPECT_TRUE(terminate(instance, 1));
   EXPECT_THAT(opens.opened, IsEmpty());
@@ -86,22 +79,15 @@ TEST_F(ExitRequest, ThatFailsIsLoggedAndKeepsTheErrorOfTheExchange) {
   std::uint32_t id = 5;
   EXPECT_FALSE(terminate(instance, 1, &id));
   EXPECT_EQ(id, 5U);
-  EXPECT_EQ(instance.errorNumber(), -3);
-  EXPECT_EQ(instance.errorText(), "Error while receiving response");
+  expectError(-3, "Error while receiving response");
   EXPECT_EQ(log.text(), ExpectedLog().error("BrowserInstance::terminate() failed").text());
   EXPECT_THAT(opens.opened, IsEmpty());
 }
 
-class ExitAndWait : public testing::Test {
- protected:
-  FakeBrowser instance;
-  LogFile log;
-};
-
 TEST_F(ExitAndWait, SendsTheExitRequestWithTheCallersTimeout) {
   EXPECT_TRUE(terminateAndWait(instance, 17));
   ASSERT_EQ(instance.sent.size(), 1U);
-  EXPECT_EQ(withoutBlanks(instance.sent[0].text), kExitRequest);
+  EXPECT_EQ(instance.sent[0].text, requestText(exitRequest()));
   EXPECT_EQ(instance.sent[0].timeoutSeconds, 17);
 }
 
@@ -115,7 +101,7 @@ TEST_F(ExitAndWait, AnAnswerThatNamesNoProcessIsEnough) {
 
 TEST_F(ExitAndWait, WaitsForTheProcessThatTheAnswerNames) {
   const Browser browser;
-  instance.answer(exitAnswer(browser.id()));
+  answerNames(browser.id());
   const RecordedOpens opens;
   const RecordedKills kills;
   SubstitutedCall<&WindowsCalls::waitForSingleObject> wait([&](HANDLE handle, DWORD milliseconds) {
@@ -129,32 +115,26 @@ TEST_F(ExitAndWait, WaitsForTheProcessThatTheAnswerNames) {
   EXPECT_THAT(opens.opened, ElementsAre(OpenedProcess{kWaitAndKill, browser.id()}));
   EXPECT_FALSE(isOpen(opens.handles[0]));
   EXPECT_THAT(kills.killed, IsEmpty());
-  EXPECT_EQ(instance.errorNumber(), 1);
-  EXPECT_EQ(instance.errorText(), "bye");
+  expectError(1, "bye");
   EXPECT_EQ(log.text(),
             ExpectedLog().info("Waiting for browser process (" + browser.idText() + ") termination").text());
 }
 
 TEST_F(ExitAndWait, TellsTheWaitBeforeTheProcessIsOpened) {
-  instance.answer(exitAnswer(4294967295U));
+  answerNames(4294967295U);
+  const std::string told = ExpectedLog().info(waited("-1")).text();
   SubstitutedCall<&WindowsCalls::openProcess> open([&](DWORD, BOOL, DWORD) {
     EXPECT_EQ(instance.waitForProcessId(), 0U);
-    EXPECT_EQ(log.text().substr(
-                  0, ExpectedLog().info("Waiting for browser process (-1) termination").text().size()),
-              ExpectedLog().info("Waiting for browser process (-1) termination").text());
+    EXPECT_EQ(log.text().substr(0, told.size()), told);
     return failWith(ERROR_ACCESS_DENIED, HANDLE{});
   });
   EXPECT_FALSE(terminateAndWait(instance, 1));
   EXPECT_EQ(open.count(), 2);
-  EXPECT_EQ(log.text(), ExpectedLog()
-                            .info("Waiting for browser process (-1) termination")
-                            .error("Waiting for browser process -1 exit failed, error 5")
-                            .text());
 }
 
 TEST_F(ExitAndWait, DoesNotWaitAgainForAProcessOfAnEarlierAnswer) {
   const Browser browser;
-  instance.answer(exitAnswer(browser.id()));
+  answerNames(browser.id());
   browser.end();
   ASSERT_TRUE(terminateAndWait(instance, 20));
   EXPECT_EQ(instance.waitForProcessId(), 0U);
@@ -164,135 +144,84 @@ TEST_F(ExitAndWait, DoesNotWaitAgainForAProcessOfAnEarlierAnswer) {
   EXPECT_THAT(opens.opened, IsEmpty());
 }
 
-struct ShutdownWait {
-  int seconds;
-  DWORD milliseconds;
-};
-
-class ExitAndWaitTimeout : public testing::TestWithParam<ShutdownWait> {};
-
-TEST_P(ExitAndWaitTimeout, BecomesMilliseconds) {
+TEST_F(ExitAndWait, ItsWaitIsThatOfAShutdown) {
   const Browser browser;
-  FakeBrowser instance;
-  instance.answer(exitAnswer(browser.id()));
+  answerNames(browser.id());
+  answerNames(browser.id());
   const ProcessWaitEndsWith wait(WAIT_OBJECT_0);
-  EXPECT_TRUE(terminateAndWait(instance, GetParam().seconds));
-  EXPECT_THAT(wait.waits, ElementsAre(GetParam().milliseconds));
-}
-
-std::string waitName(const testing::TestParamInfo<ShutdownWait>& wait) {
-  const int seconds = wait.param.seconds;
-  return seconds < 0 ? "Minus" + std::to_string(seconds).substr(1) : std::to_string(seconds);
-}
-
-INSTANTIATE_TEST_SUITE_P(Seconds, ExitAndWaitTimeout,
-                         testing::Values(ShutdownWait{5, 5000U}, ShutdownWait{1, 1000U},
-                                         ShutdownWait{0, 10000U}, ShutdownWait{-1, 10000U},
-                                         ShutdownWait{std::numeric_limits<int>::min(), 10000U},
-                                         ShutdownWait{std::numeric_limits<int>::max(), 4294967294U}),
-                         waitName);
-
-TEST_F(ExitAndWait, AProcessThatIsGoneAlreadyCannotBeWaitedFor) {
-  const Browser browser;
-  instance.answer(exitAnswer(browser.id()));
-  const RecordedOpens opens(2, ERROR_INVALID_PARAMETER);
-  EXPECT_FALSE(terminateAndWait(instance, 1));
-  EXPECT_THAT(opens.opened,
-              ElementsAre(OpenedProcess{kWaitAndKill, browser.id()}, OpenedProcess{kKill, browser.id()}));
-  EXPECT_EQ(instance.errorNumber(), -1);
-  EXPECT_EQ(instance.errorText(), "Waiting for browser process exit failed");
-  EXPECT_EQ(instance.waitForProcessId(), 0U);
-  EXPECT_EQ(log.text(),
-            ExpectedLog()
-                .info("Waiting for browser process (" + browser.idText() + ") termination")
-                .error("Waiting for browser process " + browser.idText() + " exit failed, error 87")
-                .text());
-}
-
-TEST_F(ExitAndWait, AnIdThatNoProcessHasCannotBeWaitedFor) {
-  instance.answer(exitAnswer(0x7FFFFFF0U));
-  const RecordedKills kills;
-  EXPECT_FALSE(terminateAndWait(instance, 1));
-  EXPECT_EQ(instance.errorNumber(), -1);
-  EXPECT_EQ(log.text(), ExpectedLog()
-                            .info("Waiting for browser process (2147483632) termination")
-                            .error("Waiting for browser process 2147483632 exit failed, error 87")
-                            .text());
-  EXPECT_THAT(kills.killed, IsEmpty());
+  EXPECT_TRUE(terminateAndWait(instance, 5));
+  EXPECT_TRUE(terminateAndWait(instance, 0));
+  EXPECT_THAT(wait.waits, ElementsAre(5000U, 10000U));
 }
 
 TEST_F(ExitAndWait, AProcessThatCannotBeWaitedForIsKilledIfItCanBe) {
-  const Browser browser;
-  instance.answer(exitAnswer(browser.id()));
-  const RecordedOpens opens(1);
-  const RecordedKills kills;
-  EXPECT_FALSE(terminateAndWait(instance, 1));
-  EXPECT_THAT(opens.opened,
-              ElementsAre(OpenedProcess{kWaitAndKill, browser.id()}, OpenedProcess{kKill, browser.id()}));
-  EXPECT_THAT(kills.killed, ElementsAre(TerminatedProcess{opens.handles[1], 0}));
-  EXPECT_FALSE(isOpen(opens.handles[1]));
-  EXPECT_EQ(browser.exitCode(), 0U);
-  EXPECT_EQ(log.text(),
-            ExpectedLog()
-                .info("Waiting for browser process (" + browser.idText() + ") termination")
-                .error("Waiting for browser process " + browser.idText() + " exit failed, error 5")
-                .text());
+  for (const std::size_t failingOpens : {1U, 2U}) {
+    const LogFile another;
+    const Browser browser;
+    answerNames(browser.id());
+    const RecordedOpens opens(failingOpens);
+    const RecordedKills kills;
+    EXPECT_FALSE(terminateAndWait(instance, 1));
+    EXPECT_THAT(opens.opened,
+                ElementsAre(OpenedProcess{kWaitAndKill, browser.id()}, OpenedProcess{kKill, browser.id()}));
+    if (failingOpens == 1) {
+      EXPECT_THAT(kills.killed, ElementsAre(TerminatedProcess{opens.handles[1], 0}));
+      EXPECT_FALSE(isOpen(opens.handles[1]));
+      EXPECT_EQ(browser.exitCode(), 0U);
+    } else {
+      EXPECT_THAT(kills.killed, IsEmpty());
+    }
+    expectError(-1, kWaitFailed);
+    EXPECT_EQ(instance.waitForProcessId(), 0U);
+    const std::string failure = "Waiting for browser process " + browser.idText() + " exit failed, error 5";
+    EXPECT_EQ(another.text(), ExpectedLog().info(waited(browser.idText())).error(failure).text());
+  }
 }
 
-TEST_F(ExitAndWait, AProcessThatDoesNotEndInTimeIsKilledThroughTheOpenHandle) {
-  const Browser browser;
-  instance.answer(exitAnswer(browser.id()));
-  const RecordedOpens opens;
-  const RecordedKills kills;
-  const ProcessWaitEndsWith wait(WAIT_TIMEOUT, ERROR_GEN_FAILURE);
+TEST_F(ExitAndWait, AnIdThatNoProcessHasCannotBeWaitedFor) {
+  answerNames(0x7FFFFFF0U);
   EXPECT_FALSE(terminateAndWait(instance, 1));
-  EXPECT_EQ(instance.errorNumber(), -3);
-  EXPECT_EQ(instance.errorText(), "Timeout waiting browser process exit");
-  EXPECT_THAT(opens.opened, ElementsAre(OpenedProcess{kWaitAndKill, browser.id()}));
-  EXPECT_THAT(kills.killed, ElementsAre(TerminatedProcess{opens.handles[0], 0}));
-  EXPECT_FALSE(isOpen(opens.handles[0]));
-  EXPECT_EQ(browser.exitCode(), 0U);
-  EXPECT_EQ(log.text(),
-            ExpectedLog()
-                .info("Waiting for browser process (" + browser.idText() + ") termination")
-                .error("Waiting for browser process (" + browser.idText() + ") exit failed, error 31")
-                .text());
+  EXPECT_EQ(log.text(), ExpectedLog()
+                            .info(waited("2147483632"))
+                            .error("Waiting for browser process 2147483632 exit failed, error 87")
+                            .text());
+}
+
+TEST_F(ExitAndWait, AProcessThatDoesNotEndInTimeOrWhoseWaitFailsIsKilledThroughTheOpenHandle) {
+  const struct {
+    DWORD result;
+    int error;
+    const char* text;
+  } cases[] = {{WAIT_TIMEOUT, -3, "Timeout waiting browser process exit"},
+               {WAIT_FAILED, -1, kWaitFailed},
+               {WAIT_ABANDONED, -1, kWaitFailed}};
+  for (const auto& c : cases) {
+    const LogFile another;
+    const Browser browser;
+    answerNames(browser.id());
+    const RecordedOpens opens;
+    const RecordedKills kills;
+    const ProcessWaitEndsWith wait(c.result, ERROR_GEN_FAILURE);
+    EXPECT_FALSE(terminateAndWait(instance, 1));
+    expectError(c.error, c.text);
+    EXPECT_THAT(opens.opened, ElementsAre(OpenedProcess{kWaitAndKill, browser.id()}));
+    EXPECT_THAT(kills.killed, ElementsAre(TerminatedProcess{opens.handles[0], 0}));
+    EXPECT_FALSE(isOpen(opens.handles[0]));
+    EXPECT_EQ(browser.exitCode(), 0U);
+    const std::string failure =
+        "Waiting for browser process (" + browser.idText() + ") exit failed, error 31";
+    EXPECT_EQ(another.text(), ExpectedLog().info(waited(browser.idText())).error(failure).text());
+  }
 }
 
 TEST_F(ExitAndWait, ARealTimeoutPassesBeforeTheProcessIsKilled) {
   const Browser browser;
-  instance.answer(exitAnswer(browser.id()));
+  answerNames(browser.id());
   const ULONGLONG begin = ::GetTickCount64();
   EXPECT_FALSE(terminateAndWait(instance, 1));
   EXPECT_GE(::GetTickCount64() - begin, 900U);
   EXPECT_EQ(instance.errorNumber(), -3);
   EXPECT_EQ(browser.exitCode(), 0U);
-}
-
-TEST_F(ExitAndWait, AFailedWaitIsToldApartAndTheProcessKilled) {
-  const Browser browser;
-  instance.answer(exitAnswer(browser.id()));
-  const RecordedKills kills;
-  const ProcessWaitEndsWith wait(WAIT_FAILED, ERROR_INVALID_HANDLE);
-  EXPECT_FALSE(terminateAndWait(instance, 1));
-  EXPECT_EQ(instance.errorNumber(), -1);
-  EXPECT_EQ(instance.errorText(), "Waiting for browser process exit failed");
-  EXPECT_EQ(kills.killed.size(), 1U);
-  EXPECT_EQ(browser.exitCode(), 0U);
-  EXPECT_EQ(log.text(),
-            ExpectedLog()
-                .info("Waiting for browser process (" + browser.idText() + ") termination")
-                .error("Waiting for browser process (" + browser.idText() + ") exit failed, error 6")
-                .text());
-}
-
-TEST_F(ExitAndWait, AnyOtherResultOfTheWaitIsAFailedWait) {
-  const Browser browser;
-  instance.answer(exitAnswer(browser.id()));
-  const ProcessWaitEndsWith wait(WAIT_ABANDONED);
-  EXPECT_FALSE(terminateAndWait(instance, 1));
-  EXPECT_EQ(instance.errorNumber(), -1);
-  EXPECT_EQ(instance.errorText(), "Waiting for browser process exit failed");
 }
 
 TEST_F(ExitAndWait, AFailedRequestKillsTheBrowserThatWasStarted) {
@@ -311,10 +240,8 @@ TEST_F(ExitAndWait, AFailedRequestKillsTheBrowserThatWasStarted) {
   EXPECT_FALSE(isOpen(opens.handles[0]));
   EXPECT_EQ(started.exitCode(), 0U);
   EXPECT_TRUE(named.isRunning());
-  EXPECT_EQ(instance.errorNumber(), -3);
-  EXPECT_EQ(instance.errorText(), "Error while sending request");
-  EXPECT_EQ(log.text(),
-            ExpectedLog().error("BrowserInstance::terminate() failed, kill browser process").text());
+  expectError(-3, "Error while sending request");
+  EXPECT_EQ(log.text(), ExpectedLog().error(kNotSent).text());
 }
 
 TEST_F(ExitAndWait, AFailedRequestToABrowserThatWasAttachedToKillsNobodyThoughAnAnswerNamedOne) {
@@ -323,10 +250,8 @@ TEST_F(ExitAndWait, AFailedRequestToABrowserThatWasAttachedToKillsNobodyThoughAn
   const RecordedOpens opens;
   EXPECT_FALSE(terminateAndWait(instance, 1));
   EXPECT_THAT(opens.opened, IsEmpty());
-  EXPECT_EQ(instance.errorNumber(), -1);
-  EXPECT_EQ(instance.errorText(), "Server unexpectedly closed connection");
-  EXPECT_EQ(log.text(),
-            ExpectedLog().error("BrowserInstance::terminate() failed, kill browser process").text());
+  expectError(-1, "Server unexpectedly closed connection");
+  EXPECT_EQ(log.text(), ExpectedLog().error(kNotSent).text());
 }
 
 TEST_F(ExitAndWait, ABrowserThatCannotBeOpenedIsLeftAloneWithoutAMessage) {
@@ -337,8 +262,7 @@ TEST_F(ExitAndWait, ABrowserThatCannotBeOpenedIsLeftAloneWithoutAMessage) {
   EXPECT_FALSE(terminateAndWait(instance, 1));
   EXPECT_THAT(opens.opened, ElementsAre(OpenedProcess{kKill, 4242}));
   EXPECT_THAT(kills.killed, IsEmpty());
-  EXPECT_EQ(log.text(),
-            ExpectedLog().error("BrowserInstance::terminate() failed, kill browser process").text());
+  EXPECT_EQ(log.text(), ExpectedLog().error(kNotSent).text());
 }
 
 }  // namespace

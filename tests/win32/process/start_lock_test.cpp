@@ -64,26 +64,14 @@ TEST_F(StartLockTest, IsAMutexOfThatNameThatIsNotOwnedFromTheBeginning) {
   EXPECT_EQ(log.text(), "");
 }
 
-TEST_F(StartLockTest, KeepsOthersOutUntilItIsReleased) {
-  EXPECT_FALSE(lock.isHeld());
+TEST_F(StartLockTest, KeepsOthersOutUntilItIsReleasedOrItsOwnerIsDestroyed) {
   ASSERT_TRUE(lock.acquire(name));
   EXPECT_TRUE(lock.isHeld());
   EXPECT_EQ(stateOfMutex(name), MutexState::Owned);
   lock.release();
   EXPECT_FALSE(lock.isHeld());
   EXPECT_EQ(stateOfMutex(name), MutexState::Absent);
-}
-
-TEST_F(StartLockTest, ReleasesTheMutexEvenIfOthersKeepItAlive) {
-  const NamedMutex other(name);
-  ASSERT_TRUE(lock.acquire(name));
-  EXPECT_EQ(stateOfMutex(name), MutexState::Owned);
-  lock.release();
-  EXPECT_EQ(stateOfMutex(name), MutexState::Free);
-}
-
-TEST_F(StartLockTest, IsReleasedWhenItsOwnerIsDestroyed) {
-  const NamedMutex other(name);
+  const NamedMutex keptAlive(name);
   {
     StartLock inner;
     ASSERT_TRUE(inner.acquire(name));
@@ -92,10 +80,12 @@ TEST_F(StartLockTest, IsReleasedWhenItsOwnerIsDestroyed) {
   EXPECT_EQ(stateOfMutex(name), MutexState::Free);
 }
 
-TEST_F(StartLockTest, IsReleasedOnceHoweverOftenItIsAsked) {
+TEST_F(StartLockTest, IsReleasedOnceHoweverOftenItIsAskedAndKeepsTheLastError) {
   const NamedMutex other(name);
   ASSERT_TRUE(lock.acquire(name));
+  ::SetLastError(4711);
   lock.release();
+  EXPECT_EQ(::GetLastError(), 4711U);
   ASSERT_TRUE(other.acquire());
   lock.release();
   EXPECT_EQ(stateOfMutex(name), MutexState::Owned);
@@ -110,13 +100,6 @@ TEST_F(StartLockTest, ThatIsHeldIsNotTakenAgain) {
   EXPECT_TRUE(lock.acquire(name));
   EXPECT_EQ(create.count(), 0);
   EXPECT_EQ(log.text(), "");
-}
-
-TEST_F(StartLockTest, CanBeTakenAgainAfterARelease) {
-  ASSERT_TRUE(lock.acquire(name));
-  lock.release();
-  ASSERT_TRUE(lock.acquire(name));
-  EXPECT_EQ(stateOfMutex(name), MutexState::Owned);
 }
 
 TEST_F(StartLockTest, ANameOutsideAsciiIsUtf8) {
@@ -175,36 +158,20 @@ TEST_F(StartLockTest, ANameThatAnotherKindOfObjectHasIsAFailure) {
             ExpectedLog().error("Could not create binary start lock " + name + ", error 6").text());
 }
 
-TEST_F(StartLockTest, AWaitThatRunsOutIsLoggedAndLeavesNothing) {
-  const LockWaitEndsWith wait(WAIT_TIMEOUT);
-  EXPECT_FALSE(lock.acquire(name));
-  EXPECT_FALSE(lock.isHeld());
-  EXPECT_FALSE(isOpen(wait.mutex));
-  EXPECT_EQ(log.text(), ExpectedLog().error("Timout while waiting for binary start lock").text());
-}
-
-TEST_F(StartLockTest, AFailedWaitIsLoggedAndLeavesNothing) {
-  const LockWaitEndsWith wait(WAIT_FAILED, ERROR_ACCESS_DENIED);
-  EXPECT_FALSE(lock.acquire(name));
-  EXPECT_FALSE(lock.isHeld());
-  EXPECT_FALSE(isOpen(wait.mutex));
-  EXPECT_EQ(log.text(), ExpectedLog().error("Failed waiting for binary start lock, error 5").text());
-}
-
-TEST_F(StartLockTest, CanBeTakenAfterAFailure) {
-  {
-    const LockWaitEndsWith wait(WAIT_TIMEOUT);
+TEST_F(StartLockTest, AWaitThatRunsOutOrFailsIsLoggedAndLeavesNothing) {
+  ExpectedLog expected;
+  const std::pair<DWORD, const char*> cases[] = {
+      {WAIT_TIMEOUT, "Timout while waiting for binary start lock"},
+      {WAIT_FAILED, "Failed waiting for binary start lock, error 5"}};
+  for (const auto& [result, message] : cases) {
+    const LockWaitEndsWith wait(result, ERROR_ACCESS_DENIED);
     EXPECT_FALSE(lock.acquire(name));
+    EXPECT_FALSE(lock.isHeld());
+    EXPECT_FALSE(isOpen(wait.mutex));
+    EXPECT_EQ(log.text(), expected.error(message).text());
   }
-  EXPECT_TRUE(lock.acquire(name));
+  EXPECT_TRUE(lock.acquire(name)) << "it can be taken after a failure";
   EXPECT_EQ(stateOfMutex(name), MutexState::Owned);
-}
-
-TEST_F(StartLockTest, ReleasingKeepsTheLastError) {
-  ASSERT_TRUE(lock.acquire(name));
-  ::SetLastError(4711);
-  lock.release();
-  EXPECT_EQ(::GetLastError(), 4711U);
 }
 
 TEST(MutexOwnershipTest, PassesFromOneObjectToAnother) {
