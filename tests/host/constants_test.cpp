@@ -6,7 +6,7 @@
 
 namespace {
 
-TEST(HeaderConstants, OfResultsKeepTheirValues) {
+TEST(HeaderConstants, ConstantsOfResultsKeepTheirValues) {
   EXPECT_EQ(KX_OK, 0);
   EXPECT_EQ(KX_FAILED, -1);
   EXPECT_EQ(KX_BUFFER_TOO_SMALL, -2);
@@ -14,7 +14,7 @@ TEST(HeaderConstants, OfResultsKeepTheirValues) {
   EXPECT_EQ(KX_NO_CONTEXT, -5);
 }
 
-TEST(HeaderConstants, OfErrorsKeepTheirValues) {
+TEST(HeaderConstants, ConstantsOfErrorsKeepTheirValues) {
   EXPECT_EQ(KX_ERROR_NONE, 0);
   EXPECT_EQ(KX_ERROR_SUCCESS, 1);
   EXPECT_EQ(KX_ERROR_GENERAL, -1);
@@ -22,7 +22,7 @@ TEST(HeaderConstants, OfErrorsKeepTheirValues) {
   EXPECT_EQ(KX_ERROR_PROFILE_IN_USE, -4);
 }
 
-TEST(HeaderConstants, OfScreenshotsKeepTheirValues) {
+TEST(HeaderConstants, ConstantsOfScreenshotsKeepTheirValues) {
   EXPECT_EQ(KX_SCREENSHOT_BROWSER, 0);
   EXPECT_EQ(KX_SCREENSHOT_PAGE, 1);
 }

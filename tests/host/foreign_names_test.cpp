@@ -136,7 +136,7 @@ class ForeignNames : public HostTest {
 
   // Attaches to an extension that serves the pipe, if there can be such a pipe.
   std::string attached(const std::string& pipe, const std::function<int(int context)>& start) const {
-    std::optional<FakeExtension> extension;
+    std::optional<Extension> extension;
     try {
       extension.emplace(pipe);
     } catch (const std::runtime_error&) {
@@ -185,8 +185,8 @@ class ForeignNames : public HostTest {
           << "[Profile0]\nName=listed\nDefault=1\n";
     }
     log.clear();
-    FakeExtension listed("\\\\.\\pipe\\kx-fx-listed." + user);
-    FakeExtension unlisted("\\\\.\\pipe\\kx-fx-default." + user);
+    Extension listed("\\\\.\\pipe\\kx-fx-listed." + user);
+    Extension unlisted("\\\\.\\pipe\\kx-fx-default." + user);
     const int context = dll.kx_ContextCreate();
     EXPECT_EQ(startDefault(context, "fx"), KX_OK);
     dll.kx_Exit(context, 5);
@@ -300,7 +300,7 @@ class ForeignNames : public HostTest {
   // What the browser receives when a text is sent in a request.
   std::string requestCell(const std::function<void(int context)>& send, const std::string& wanted,
                           const std::string& spoilt = "") const {
-    FakeExtension extension(defaultPipe("cr"));
+    Extension extension(defaultPipe("cr"));
     const int context = dll.kx_ContextCreate();
     EXPECT_EQ(startDefault(context, "cr"), KX_OK);
     send(context);
@@ -316,9 +316,7 @@ class ForeignNames : public HostTest {
   }
 
   std::string variableNameCell(const ForeignText& foreign) const {
-    const auto request = [](const std::string& name) {
-      return playRequest("m", "{\n   \"" + name + "\" : \"value\"\n  }");
-    };
+    const auto request = [](const std::string& name) { return playRequest("m", {{name, "value"}}); };
     return requestCell(
         [&](int context) {
           EXPECT_EQ(dll.kx_SetVar(context, foreign.text.c_str(), "value"), KX_OK);
@@ -333,7 +331,7 @@ class ForeignNames : public HostTest {
           EXPECT_EQ(dll.kx_SetVar(context, "name", foreign.text.c_str()), KX_OK);
           EXPECT_EQ(dll.kx_Play(context, "m", 30), KX_OK);
         },
-        playRequest("m", "{\n   \"name\" : \"" + escaped(foreign.text) + "\"\n  }"));
+        playRequest("m", {{"name", escaped(foreign.text)}}));
   }
 
   std::string messageCell(const ForeignText& foreign) const {
@@ -366,52 +364,52 @@ class ForeignNames : public HostTest {
   }
 };
 
-TEST_F(ForeignNames, OfUsers) {
+TEST_F(ForeignNames, ForeignNamesOfUsers) {
   expectRow("USERNAME", &ForeignNames::userNameCell);
 }
-TEST_F(ForeignNames, OfTheTemporaryFolderForARunner) {
+TEST_F(ForeignNames, ForeignNamesOfTheTemporaryFolderForARunner) {
   expectRow("TEMP, `kxr_GetCommandLine`", &ForeignNames::runnerTempCell);
 }
-TEST_F(ForeignNames, OfTheFolderOfApplicationData) {
+TEST_F(ForeignNames, ForeignNamesOfTheFolderOfApplicationData) {
   expectRow("APPDATA", &ForeignNames::applicationDataCell);
 }
-TEST_F(ForeignNames, OfTheProfileThatFirefoxStartsWith) {
+TEST_F(ForeignNames, ForeignNamesOfTheProfileThatFirefoxStartsWith) {
   expectRow("Firefox profile in profiles.ini", &ForeignNames::listedProfileCell);
 }
-TEST_F(ForeignNames, OfAGivenFirefoxProfile) {
+TEST_F(ForeignNames, ForeignNamesOfAGivenFirefoxProfile) {
   expectRow("Firefox profile, `kx_Init`, attaching", &ForeignNames::givenProfileCell);
 }
-TEST_F(ForeignNames, OfARunnersFirefoxProfile) {
+TEST_F(ForeignNames, ForeignNamesOfARunnersFirefoxProfile) {
   expectRow("Firefox profile, `kxr_Init`", &ForeignNames::runnerProfileCell);
 }
-TEST_F(ForeignNames, OfARunnersFirefoxProfileOnTheCommandLine) {
+TEST_F(ForeignNames, ForeignNamesOfARunnersFirefoxProfileOnTheCommandLine) {
   expectRow("Firefox profile, `kxr_GetCommandLine`", &ForeignNames::runnerProfileLineCell);
 }
-TEST_F(ForeignNames, OfARunnersChromeFolderOnTheCommandLine) {
+TEST_F(ForeignNames, ForeignNamesOfARunnersChromeFolderOnTheCommandLine) {
   expectRow("Chrome's folder, `kxr_GetCommandLine`", &ForeignNames::runnerFolderLineCell);
 }
-TEST_F(ForeignNames, OfTheBrowsersPathAndTheTemporaryFolderAtALaunch) {
+TEST_F(ForeignNames, ForeignNamesOfTheBrowsersPathAndTheTemporaryFolderAtALaunch) {
   expectRow("browser's path, and TEMP, `kx_Init`", &ForeignNames::launchCell);
 }
-TEST_F(ForeignNames, OfChromesFolderAtALaunch) {
+TEST_F(ForeignNames, ForeignNamesOfChromesFolderAtALaunch) {
   expectRow("Chrome's folder, `kx_Init`", &ForeignNames::launchFolderCell);
 }
-TEST_F(ForeignNames, OfTheLog) {
+TEST_F(ForeignNames, ForeignNamesOfTheLog) {
   expectRow("KORVEX_LOGPATH", &ForeignNames::logPathCell);
 }
-TEST_F(ForeignNames, InMacros) {
+TEST_F(ForeignNames, ForeignNamesInMacros) {
   expectRow("macro", &ForeignNames::macroCell);
 }
-TEST_F(ForeignNames, OfVariables) {
+TEST_F(ForeignNames, ForeignNamesOfVariables) {
   expectRow("variable's name", &ForeignNames::variableNameCell);
 }
-TEST_F(ForeignNames, InValuesOfVariables) {
+TEST_F(ForeignNames, ForeignNamesInValuesOfVariables) {
   expectRow("variable's value", &ForeignNames::variableValueCell);
 }
-TEST_F(ForeignNames, InMessages) {
+TEST_F(ForeignNames, ForeignNamesInMessages) {
   expectRow("message", &ForeignNames::messageCell);
 }
-TEST_F(ForeignNames, OfScreenshots) {
+TEST_F(ForeignNames, ForeignNamesOfScreenshots) {
   expectRow("screenshot's path", &ForeignNames::screenshotCell);
 }
 

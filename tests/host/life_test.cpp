@@ -5,13 +5,12 @@
 
 #include <clocale>
 #include <string>
-#include <vector>
 
 namespace {
 
 class Unloading : public HostTest {};
 
-TEST_F(Unloading, ForgetsTheContexts) {
+TEST_F(Unloading, UnloadingForgetsTheContextsHoweverOftenItIsRepeated) {
   for (int i = 0; i < 300; ++i) {
     dll.kx_ContextCreate();
   }
@@ -19,66 +18,44 @@ TEST_F(Unloading, ForgetsTheContexts) {
   dll.unload();
 
   ASSERT_EQ(::GetModuleHandleW(L"KXTCP64.dll"), nullptr);
-  KxLibrary again;
-  EXPECT_EQ(again.kx_GetLastErrorNumber(0), KX_NO_CONTEXT);
-  EXPECT_EQ(again.kx_ContextCreate(), 0);
+  for (int i = 0; i < 50; ++i) {
+    KxLibrary again;
+    ASSERT_EQ(again.kx_GetLastErrorNumber(0), KX_NO_CONTEXT);
+    ASSERT_EQ(again.kx_ContextCreate(), 0);
+    ASSERT_EQ(again.kx_ContextCreate(), 1);
+  }
 }
 
-TEST_F(Unloading, LeavesBrowsersAndTheirConnectionsAlone) {
-  FakeExtension extension(defaultPipe());
-  const int context = dll.kx_ContextCreate();
-  ASSERT_EQ(dll.kx_Init(context, "fx", nullptr, nullptr, 0, 0, 30), KX_OK);
+TEST_F(Unloading, UnloadingLeavesBrowsersAndTheirConnectionsAlone) {
+  Extension extension(defaultPipe());
+  attach();
   log.clear();
 
   dll.unload();
 
-  EXPECT_FALSE(fileExists(log.path()));
+  expectLog(HostLog());
   EXPECT_NO_THROW(extension.says("{}"));
   EXPECT_EQ(extension.requests().size(), 1U);
   KxLibrary again;
   EXPECT_EQ(again.kx_ContextCreate(), 0);
 }
 
-TEST_F(Unloading, IsSafeWhileAnAnswerIsStillToCome) {
-  FakeExtension extension(defaultPipe());
-  const int context = dll.kx_ContextCreate();
-  ASSERT_EQ(dll.kx_Init(context, "fx", nullptr, nullptr, 0, 0, 30), KX_OK);
+TEST_F(Unloading, UnloadingIsSafeWhileAnAnswerIsStillToCome) {
+  Extension extension(defaultPipe());
+  const int context = attach();
   extension.staysSilent();
   ASSERT_EQ(dll.kx_Play(context, "macro", 1), KX_FAILED);
 
   dll.unload();
 
   // The late answer finds its place in memory that nobody has taken over.
-  EXPECT_NO_THROW(extension.says("{\"status\":\"late\",\"errorCode\":1}"));
+  EXPECT_NO_THROW(extension.says(Extension::kSuccess));
   KxLibrary again;
-  FakeExtension other(defaultPipe("cr"));
+  Extension other(defaultPipe("cr"));
   const int fresh = again.kx_ContextCreate();
   EXPECT_EQ(again.kx_Init(fresh, "cr", nullptr, nullptr, 0, 0, 30), KX_OK);
   EXPECT_EQ(again.kx_Play(fresh, "macro", 10), KX_OK);
   EXPECT_EQ(again.kx_Exit(fresh, 5), KX_OK);
-}
-
-TEST_F(Unloading, CanBeRepeated) {
-  dll.unload();
-
-  for (int i = 0; i < 50; ++i) {
-    KxLibrary again;
-    ASSERT_EQ(again.kx_ContextCreate(), 0);
-    ASSERT_EQ(again.kx_ContextCreate(), 1);
-  }
-}
-
-TEST_F(Unloading, ComesWithTheLastOfSeveralUsers) {
-  KxLibrary second;
-  ASSERT_EQ(second.module(), dll.module());
-  ASSERT_EQ(dll.kx_ContextCreate(), 0);
-
-  dll.unload();
-
-  EXPECT_EQ(second.kx_GetLastErrorNumber(0), 0);
-  EXPECT_EQ(second.kx_ContextCreate(), 1);
-  second.unload();
-  EXPECT_EQ(::GetModuleHandleW(L"KXTCP64.dll"), nullptr);
 }
 
 class EndOfTheHost : public ::testing::Test {
@@ -105,15 +82,12 @@ class EndOfTheHost : public ::testing::Test {
   }
 };
 
-TEST_F(EndOfTheHost, ByExitProcessDoesNotHangOnThreadsInsideTheLibrary) {
+TEST_F(EndOfTheHost, TheEndOfTheHostDoesNotHangOnThreadsInsideTheLibrary) {
   EXPECT_EQ(exitCodeOf(kExitWhileOthersCall), DWORD{kPartnerSucceeded});
-}
-
-TEST_F(EndOfTheHost, ByReturningFromMainDoesNotHangOnThreadsInsideTheLibrary) {
   EXPECT_EQ(exitCodeOf(kReturnWhileOthersCall), DWORD{kPartnerSucceeded});
 }
 
-TEST_F(EndOfTheHost, AnswersAPlugInThatIsDetachedLater) {
+TEST_F(EndOfTheHost, TheEndOfTheHostAnswersAPlugInThatIsDetachedLater) {
   const TempFolder folder("plug_in");
   const EnvironmentVariable record(narrow(kPlugInRecord).c_str(), folder.path("record.txt"));
 
@@ -135,61 +109,47 @@ class LocaleOfTheHost : public HostTest {
   void TearDown() override { std::setlocale(LC_ALL, "C"); }
 };
 
-TEST_F(LocaleOfTheHost, DoesNotChangeHowNumbersAreRead) {
-  FakeExtension extension(defaultPipe());
-  const int context = dll.kx_ContextCreate();
-  ASSERT_EQ(dll.kx_Init(context, "fx", nullptr, nullptr, 0, 0, 30), KX_OK);
-  extension.answers("{\"errorCode\":0.7e1}");
-
-  EXPECT_EQ(dll.kx_Display(context, "message", 10), KX_OK);
-
-  EXPECT_EQ(dll.kx_GetLastErrorNumber(context), -7);
-}
-
-TEST_F(LocaleOfTheHost, DoesNotChangeTextsThatAreSentReadAndLogged) {
-  FakeExtension extension(defaultPipe());
-  const int context = dll.kx_ContextCreate();
-  ASSERT_EQ(dll.kx_Init(context, "fx", nullptr, nullptr, 0, 0, 30), KX_OK);
+TEST_F(LocaleOfTheHost, TheHostsLocaleChangesNeitherNumbersNorTextsThatAreSentReadAndLogged) {
+  Extension extension(defaultPipe("cr"));
+  const int context = attach("cr");
   const std::string text = "\xC3\x84 \xFC \xE2\x82\xAC";
-  extension.answers("{\"errorCode\":1,\"status\":\"" + text + "\"}");
+  const std::string answer = R"({"errorCode":0.7e1,"status":")" + text + "\"}";
+  extension.answers(answer);
   log.clear();
 
   EXPECT_EQ(dll.kx_Display(context, text.c_str(), 10), KX_OK);
 
   EXPECT_EQ(extension.requests().at(1), showRequest(text));
-  EXPECT_EQ(dll.lastErrorText(context), text);
-  EXPECT_EQ(log.text(),
-            HostLog().info("show message " + text).exchanged(showRequest(text), 27 + text.size()).text());
+  expectError(context, -7, text);
+  expectLog(HostLog().info("show message " + text).exchanged(showRequest(text), answer));
 }
 
-TEST_F(LocaleOfTheHost, DoesNotChangeHowProfilesAreRead) {
+TEST_F(LocaleOfTheHost, TheHostsLocaleDoesNotChangeHowProfilesAreRead) {
   const TempFolder firefox("appdata");
   const EnvironmentVariable applicationData("APPDATA", firefox.path());
-  // In a western code page the first byte would be a letter, which begins a key, and the other one a blank,
-  // behind which a key may begin.
+  // In a western code page the first byte would be a letter, which begins a key, and the other one
+  // whitespace, behind which a key may begin.
   firefox.write("Mozilla\\Firefox\\profiles.ini", "[P]\n\xE4\nName=dev\nDefault=1\n;\xA0Name=wrong\n");
-  FakeExtension extension("\\\\.\\pipe\\kx-fx-dev." + user);
-  const int context = dll.kx_ContextCreate();
+  Extension extension("\\\\.\\pipe\\kx-fx-dev." + user);
 
-  EXPECT_EQ(dll.kx_Init(context, "fx", nullptr, nullptr, 0, 0, 30), KX_OK);
+  attach();
 }
 
 // A host may run for weeks: what a start takes, an exit gives back.
 class LongLife : public HostTest {
  protected:
   void startAndExit() {
-    FakeExtension extension(defaultPipe("cr"));
-    const int context = dll.kx_ContextCreate();
-    ASSERT_EQ(dll.kx_Init(context, "cr", nullptr, nullptr, 0, 0, 30), KX_OK);
+    Extension extension(defaultPipe("cr"));
+    const int context = attach("cr");
     ASSERT_EQ(dll.kx_Play(context, "macro", 10), KX_OK);
     ASSERT_EQ(dll.kx_Exit(context, 5), KX_OK);
-    ASSERT_EQ(dll.kx_Init(context, "cr", nullptr, "C:\\windows\\no_such_browser.exe", 0, 0, 1), 2);
+    ASSERT_EQ(startMissing(context, "cr"), 2);
     dll.kx_ContextDestroy(context);
     ASSERT_TRUE(extension.awaitGoodbye());
   }
 };
 
-TEST_F(LongLife, KeepsNoHandleOfBrowsersThatHaveExited) {
+TEST_F(LongLife, ALongLifeKeepsNoHandleOfBrowsersThatHaveExited) {
   for (int i = 0; i < 3; ++i) {
     startAndExit();
   }

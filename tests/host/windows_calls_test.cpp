@@ -49,7 +49,7 @@ TEST_F(WindowsCalls, ARoundTripIsOneWriteAndOneReadAndASwitchReadPerLogEntry) {
 // The start lock, the well-known pipe for one line, the library's own pipe, two exchanges, the end.
 TEST_F(WindowsCalls, AHandshakeAndAnExitMakeTheseCallsAndNoOther) {
   const std::string profile = uniqueName("counted");
-  FakeExtension runner("\\\\.\\pipe\\" + profile + ".runner");
+  Extension runner("\\\\.\\pipe\\" + profile + ".runner");
   const std::string options = "-runner -fxProfile " + profile;
   const int counted = dll.kx_ContextCreate();
   CallCounter counter(dll.module());

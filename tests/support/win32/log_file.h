@@ -51,6 +51,14 @@ class ExpectedLog {
   std::string text_;
 };
 
+// What a log holds after one entry of this thread.
+inline std::string infoEntry(const std::string& message) {
+  return ExpectedLog().info(message).text();
+}
+inline std::string errorEntry(const std::string& message) {
+  return ExpectedLog().error(message).text();
+}
+
 // The text with every number that directly follows the marker written as "N": for messages that end in a last
 // error which the library does not decide.
 inline std::string withoutNumbersAfter(const std::string& marker, std::string text) {

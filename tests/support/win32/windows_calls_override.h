@@ -1,10 +1,12 @@
 // Puts a test's own function in place of one Windows call that the library makes, until the object's end:
 //
-//   SubstitutedCall<&WindowsCalls::flushFileBuffers> flush([](HANDLE) { return failWith(ERROR_ACCESS_DENIED,
-//   FALSE); });
+//   SubstitutedCall<&WindowsCalls::flushFileBuffers> flush([&](HANDLE handle) { ...; return TRUE; });
+//   GivingCall<&WindowsCalls::flushFileBuffers> flush(FALSE, ERROR_ACCESS_DENIED);
+//   WatchedCall<&WindowsCalls::flushFileBuffers> flush([&](HANDLE handle) { ... });
 //
-// The function may go through to the real call with flush.real(...), and flush.count() tells how often it was
-// called. One object per call at a time.
+// The first function may go through to the real call with flush.real(...). The second object gives a result
+// and a last error each time; the third goes through to the real call after an action. flush.count() tells
+// how often the call was made. One object per call at a time.
 #pragma once
 
 #include "common/win32/windows_calls.h"
@@ -59,5 +61,25 @@ class SubstitutedCallOf<kCall, Result (*)(Arguments...)> {
 template <auto kCall>
 using SubstitutedCall =
     SubstitutedCallOf<kCall, std::remove_reference_t<decltype(std::declval<WindowsCalls&>().*kCall)>>;
+
+template <auto kCall>
+class GivingCall : public SubstitutedCall<kCall> {
+ public:
+  template <typename Result>
+  explicit GivingCall(Result result, DWORD error = ERROR_SUCCESS)
+      : SubstitutedCall<kCall>([=](auto...) { return failWith(error, result); }) {}
+};
+
+template <auto kCall>
+class WatchedCall : public SubstitutedCall<kCall> {
+ public:
+  WatchedCall() : WatchedCall([](auto...) {}) {}
+  template <typename Before>
+  explicit WatchedCall(Before before)
+      : SubstitutedCall<kCall>([this, before](auto... arguments) {
+          before(arguments...);
+          return this->real(arguments...);
+        }) {}
+};
 
 }  // namespace kx

@@ -7,91 +7,56 @@
 #include <gtest/gtest.h>
 
 #include <windows.h>
-#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
-namespace kx {
-
 using testing::ElementsAre;
+
+namespace kx {
 
 namespace {
 
 using PipeBrowserConnect = PipeBrowserTest;
 
-TEST_F(PipeBrowserConnect, SendsTheNameOfItsOwnPipeAndALineFeed) {
-  ExtensionPeer extension(serverPipe);
-  extension.play([](ExtensionPeer& peer) { peer.takeHost(); });
+TEST_F(PipeBrowserConnect, AConnectSendsTheNameOfItsOwnPipeAndALineFeedAndLogsEachStep) {
+  Extension extension(serverPipe);
+  browser.fail(12, "of earlier");
   EXPECT_TRUE(browser.connect(10));
-  extension.finish();
   EXPECT_EQ(extension.connectionData(), communicationPipe + "\n");
   EXPECT_TRUE(extension.isConnected());
-}
-
-TEST_F(PipeBrowserConnect, LogsEachOfItsSteps) {
-  ExtensionPeer extension(serverPipe);
-  extension.play([](ExtensionPeer& peer) { peer.takeHost(); });
-  EXPECT_TRUE(browser.connect(10));
   EXPECT_EQ(log.text(), expectedHandshake().info("Client: waiting for server connection").text());
+  expectError(12, "of earlier");
 }
 
-TEST_F(PipeBrowserConnect, LogsNothingWhileLoggingIsOff) {
+TEST_F(PipeBrowserConnect, AConnectLogsNothingWhileLoggingIsOff) {
   const EnvironmentVariable logSwitch("KORVEX_LOG", "off");
-  ExtensionPeer extension(serverPipe);
-  extension.play([](ExtensionPeer& peer) { peer.takeHost(); });
+  const Extension extension(serverPipe);
   EXPECT_TRUE(browser.connect(10));
   EXPECT_EQ(log.text(), "");
 }
 
-TEST_F(PipeBrowserConnect, LeavesNumberAndTextAsTheyAre) {
-  ExtensionPeer extension(serverPipe);
-  extension.play([](ExtensionPeer& peer) { peer.takeHost(); });
-  browser.fail(12, "of earlier");
-  EXPECT_TRUE(browser.connect(10));
-  EXPECT_EQ(browser.errorNumber(), 12);
-  EXPECT_EQ(browser.errorText(), "of earlier");
-}
-
-TEST_F(PipeBrowserConnect, HoldsTheStartLockUntilTheExtensionsPipeIsOpen) {
+TEST_F(PipeBrowserConnect, AConnectHoldsTheStartLockUntilTheExtensionsPipeIsOpen) {
   std::vector<MutexState> states;
-  SubstitutedCall<&WindowsCalls::createFile> open([&](LPCWSTR name, DWORD access, DWORD share,
-                                                      SECURITY_ATTRIBUTES* security, DWORD disposition,
-                                                      DWORD flags, HANDLE model) {
-    states.push_back(stateOfMutex(lockName));
-    return open.real(name, access, share, security, disposition, flags, model);
-  });
-  SubstitutedCall<&WindowsCalls::createNamedPipe> create([&](LPCWSTR name, DWORD openMode, DWORD pipeMode,
-                                                             DWORD instances, DWORD outputBytes,
-                                                             DWORD inputBytes, DWORD milliseconds,
-                                                             SECURITY_ATTRIBUTES* security) {
-    states.push_back(stateOfMutex(lockName));
-    return create.real(name, openMode, pipeMode, instances, outputBytes, inputBytes, milliseconds, security);
-  });
-  ExtensionPeer extension(serverPipe);
-  extension.play([](ExtensionPeer& peer) { peer.takeHost(); });
+  const auto look = [&](auto...) { states.push_back(stateOfMutex(lockName)); };
+  const WatchedCall<&WindowsCalls::createFile> open(look);
+  const WatchedCall<&WindowsCalls::createNamedPipe> create(look);
+  const Extension extension(serverPipe);
   EXPECT_TRUE(browser.connect(10));
   EXPECT_THAT(states, ElementsAre(MutexState::Owned, MutexState::Absent));
 }
 
-TEST_F(PipeBrowserConnect, OfASecondInstanceWaitsUntilTheFirstHasOpenedTheExtensionsPipe) {
+TEST_F(PipeBrowserConnect, AConnectWaitsUntilAnotherInstanceHasOpenedTheExtensionsPipe) {
   const NamedMutex keptAlive(lockName);
-  ExtensionPeer extension(serverPipe);
-  extension.play([](ExtensionPeer& peer) {
-    peer.takeHost();
-    peer.serveAgain();
-    peer.takeHost();
-  });
+  const Extension one(serverPipe);
+  const Extension another(serverPipe);
   const NamedEvent firstOpens;
   const NamedEvent secondWaits;
-  SubstitutedCall<&WindowsCalls::createFile> open([&](LPCWSTR name, DWORD access, DWORD share,
-                                                      SECURITY_ATTRIBUTES* security, DWORD disposition,
-                                                      DWORD flags, HANDLE model) {
+  WatchedCall<&WindowsCalls::createFile> open([&](auto...) {
     if (open.count() == 1) {
       firstOpens.signal();
       EXPECT_TRUE(secondWaits.wait());
     }
-    return open.real(name, access, share, security, disposition, flags, model);
   });
   SubstitutedCall<&WindowsCalls::waitForSingleObject> wait([&](HANDLE mutex, DWORD milliseconds) {
     const bool isSecond = wait.count() == 2;
@@ -118,162 +83,102 @@ TEST_F(PipeBrowserConnect, OfASecondInstanceWaitsUntilTheFirstHasOpenedTheExtens
   EXPECT_TRUE(secondConnected);
 }
 
-TEST_F(PipeBrowserConnect, GivesItsTimeoutToTheWaitForTheExtension) {
-  const ExtensionPeer extension(serverPipe);
-  std::vector<DWORD> waits;
-  const SubstitutedCall<&WindowsCalls::waitForMultipleObjects> wait(
-      [&](DWORD, const HANDLE*, BOOL, DWORD milliseconds) {
-        waits.push_back(milliseconds);
-        return DWORD{WAIT_TIMEOUT};
-      });
-  // The second connection needs a server pipe that is free again.
-  const ExtensionPeer another(serverPipe);
-  EXPECT_FALSE(browser.connect(7));
-  EXPECT_FALSE(browser.connect(0));
-  EXPECT_THAT(waits, ElementsAre(7000U, INFINITE));
-}
-
-TEST_F(PipeBrowserConnect, GivesItsTimeoutToTheWriteOfTheConnectionDataToo) {
-  const ExtensionPeer extension(serverPipe);
-  const SubstitutedCall<&WindowsCalls::writeFile> write(
-      [](HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*) { return failWith(ERROR_IO_PENDING, FALSE); });
-  std::vector<DWORD> waits;
-  const SubstitutedCall<&WindowsCalls::waitForMultipleObjects> wait(
-      [&](DWORD, const HANDLE*, BOOL, DWORD milliseconds) {
-        waits.push_back(milliseconds);
-        return DWORD{WAIT_TIMEOUT};
-      });
+TEST_F(PipeBrowserConnect, AConnectGivesItsTimeoutToTheWriteAndToTheWaitForTheExtension) {
+  const WaitsEndWith wait(WAIT_TIMEOUT);
+  {
+    const RawPipe silent = RawPipe::server(serverPipe);
+    EXPECT_FALSE(browser.connect(7));
+  }
+  const RawPipe silent = RawPipe::server(serverPipe);
+  const GivingCall<&WindowsCalls::writeFile> write(FALSE, ERROR_IO_PENDING);
   EXPECT_FALSE(browser.connect(-1));
-  EXPECT_THAT(waits, ElementsAre(600000U));
+  EXPECT_THAT(wait.milliseconds, ElementsAre(7000U, 600000U));
 }
 
 TEST_F(PipeBrowserConnect, AShortWriteOfTheConnectionDataCountsAsSuccess) {
-  ExtensionPeer extension(serverPipe);
+  Extension extension(serverPipe, Extension::AfterName::StayAway);
   SubstitutedCall<&WindowsCalls::writeFile> write(
       [&](HANDLE handle, const void* bytes, DWORD, DWORD* count, OVERLAPPED* overlapped) {
         return write.real(handle, bytes, 3, count, overlapped);
       });
-  const SubstitutedCall<&WindowsCalls::connectNamedPipe> connect([](HANDLE, OVERLAPPED*) { return TRUE; });
-  extension.play([](ExtensionPeer& peer) { peer.receiveConnectionData(); });
+  const GivingCall<&WindowsCalls::connectNamedPipe> connect(TRUE);
   EXPECT_TRUE(browser.connect(10));
-  extension.finish();
   EXPECT_EQ(write.count(), 1);
   EXPECT_EQ(extension.connectionData(), communicationPipe.substr(0, 3));
   EXPECT_EQ(log.text(), expectedHandshake().info("Client: waiting for server connection").text());
 }
 
-TEST_F(PipeBrowserConnect, OfTheSameThreadUsesTheSameName) {
-  ExtensionPeer extension(serverPipe);
-  extension.play([](ExtensionPeer& peer) {
-    peer.takeHost();
-    peer.serveAgain();
-    peer.receiveConnectionData();
-  });
+TEST_F(PipeBrowserConnect, ConnectsOfOneThreadUseOneNameAndThoseOfAnotherThreadAnother) {
+  Extension first(serverPipe);
   EXPECT_TRUE(browser.connect(10));
-  PipeBrowserInstance second("cr", profile);
-  const SubstitutedCall<&WindowsCalls::connectNamedPipe> connect([](HANDLE, OVERLAPPED*) { return TRUE; });
-  EXPECT_TRUE(second.connect(10));
-  extension.finish();
-  EXPECT_EQ(extension.connectionData(), communicationPipe + "\n");
-}
-
-TEST_F(PipeBrowserConnect, OfAnotherThreadUsesAnotherName) {
-  ExtensionPeer extension(serverPipe);
-  extension.play([](ExtensionPeer& peer) { peer.takeHost(); });
+  {
+    Extension second(serverPipe, Extension::AfterName::StayAway);
+    const GivingCall<&WindowsCalls::connectNamedPipe> connect(TRUE);
+    PipeBrowserInstance other("cr", profile);
+    EXPECT_TRUE(other.connect(10));
+    EXPECT_EQ(second.connectionData(), communicationPipe + "\n");
+  }
+  Extension third(serverPipe);
+  PipeBrowserInstance other("cr", profile);
   std::string expected;
-  bool connected = false;
   std::thread([&] {
     expected = expectedCommunicationPipe("cr", profile);
-    connected = browser.connect(10);
+    EXPECT_TRUE(other.connect(10));
   }).join();
-  extension.finish();
-  EXPECT_TRUE(connected);
   EXPECT_NE(expected, communicationPipe);
-  EXPECT_EQ(extension.connectionData(), expected + "\n");
+  EXPECT_EQ(third.connectionData(), expected + "\n");
 }
 
-TEST_F(PipeBrowserConnect, OfAConnectedInstanceClosesItsOldConnection) {
-  ExtensionPeer first(serverPipe);
-  first.play([](ExtensionPeer& peer) { peer.takeHost(); });
+TEST_F(PipeBrowserConnect, AConnectOfAConnectedInstanceClosesItsOldConnection) {
+  Extension first(serverPipe);
   ASSERT_TRUE(browser.connect(10));
-  first.finish();
-  ExtensionPeer second(serverPipe);
-  second.play([](ExtensionPeer& peer) {
-    peer.takeHost();
-    peer.receive(kTestRequestSize);
-    peer.reply(kTestReply);
-  });
+  ASSERT_TRUE(first.isConnected());
+  Extension second(serverPipe);
   EXPECT_TRUE(browser.connect(10));
-  EXPECT_FALSE(first.isConnected());
+  EXPECT_TRUE(first.awaitGoodbye());
   EXPECT_TRUE(browser.sendCommand(testRequest(), 10));
-  second.finish();
-  EXPECT_EQ(second.requests(), kTestRequest);
+  EXPECT_EQ(second.requests(), std::vector<std::string>{kTestRequest});
 }
 
 TEST_F(PipeBrowserConnect, ADestroyedInstanceClosesItsConnection) {
-  ExtensionPeer extension(serverPipe);
-  extension.play([](ExtensionPeer& peer) { peer.takeHost(); });
+  Extension extension(serverPipe);
   {
     PipeBrowserInstance other("cr", profile);
     ASSERT_TRUE(other.connect(10));
-    extension.finish();
     EXPECT_TRUE(extension.isConnected());
   }
   EXPECT_FALSE(extension.isConnected());
 }
 
-TEST_F(PipeBrowserConnect, WorksForNamesOutsideAscii) {
+TEST_F(PipeBrowserConnect, AConnectWorksForNamesOutsideAscii) {
   const std::string outside = uniqueName("grün-日本");
   PipeBrowserInstance other("cr", outside);
-  ExtensionPeer extension("\\\\.\\pipe\\kx-cr-" + outside + "." + user.name());
-  extension.play([](ExtensionPeer& peer) { peer.takeHost(); });
+  Extension extension("\\\\.\\pipe\\kx-cr-" + outside + "." + user.name());
   EXPECT_TRUE(other.connect(10));
-  extension.finish();
   EXPECT_EQ(extension.connectionData(), expectedCommunicationPipe("cr", outside) + "\n");
 }
 
-TEST_F(PipeBrowserConnect, CutsALongNameAt255CharactersBehindThePrefix) {
-  const std::string longName(300, 'n');
-  const std::string cut = expectedCommunicationPipe("cr", longName).substr(0, 9 + 255);
-  PipeBrowserInstance other("cr", longName);
-  // The extension's pipe stands in for one whose name no system would serve.
-  const ExtensionPeer extension(serverPipe);
-  SubstitutedCall<&WindowsCalls::createFile> open([&](LPCWSTR name, DWORD access, DWORD share,
-                                                      SECURITY_ATTRIBUTES* security, DWORD disposition,
-                                                      DWORD flags, HANDLE model) {
-    EXPECT_EQ(narrow(name), "\\\\.\\pipe\\kx-cr-" + longName + "." + user.name());
-    return open.real(wide(serverPipe).c_str(), access, share, security, disposition, flags, model);
-  });
-  std::string created;
-  const SubstitutedCall<&WindowsCalls::createNamedPipe> create(
-      [&](LPCWSTR name, DWORD, DWORD, DWORD, DWORD, DWORD, DWORD, SECURITY_ATTRIBUTES*) {
-        created = narrow(name);
-        return failWith(ERROR_FILENAME_EXCED_RANGE, INVALID_HANDLE_VALUE);
-      });
-  EXPECT_FALSE(other.connect(1));
-  EXPECT_EQ(created, cut);
-  EXPECT_EQ(other.errorNumber(), 206);
-}
-
-TEST_F(PipeBrowserConnect, ANameThatIsJustShortEnoughIsNotCut) {
-  const std::string ids = expectedCommunicationPipe("cr", "").substr(9);
-  const std::string name(255 - ids.size(), 'n');
-  PipeBrowserInstance other("cr", name);
-  const ExtensionPeer extension(serverPipe);
-  SubstitutedCall<&WindowsCalls::createFile> open([&](LPCWSTR, DWORD access, DWORD share,
-                                                      SECURITY_ATTRIBUTES* security, DWORD disposition,
-                                                      DWORD flags, HANDLE model) {
-    return open.real(wide(serverPipe).c_str(), access, share, security, disposition, flags, model);
-  });
-  std::string created;
-  const SubstitutedCall<&WindowsCalls::createNamedPipe> create(
-      [&](LPCWSTR wideName, DWORD, DWORD, DWORD, DWORD, DWORD, DWORD, SECURITY_ATTRIBUTES*) {
-        created = narrow(wideName);
-        return failWith(ERROR_ACCESS_DENIED, INVALID_HANDLE_VALUE);
-      });
-  EXPECT_FALSE(other.connect(1));
-  EXPECT_EQ(created, expectedCommunicationPipe("cr", name));
-  EXPECT_EQ(created.size(), 9U + 255U);
+TEST_F(PipeBrowserConnect, TheNameOfTheOwnPipeIsCutAt255CharactersBehindThePrefix) {
+  const std::size_t ids = expectedCommunicationPipe("cr", "").size() - 9;
+  for (const std::size_t length : {255 - ids, std::size_t{300}}) {
+    const std::string longName(length, 'n');
+    PipeBrowserInstance other("cr", longName);
+    // The extension's pipe stands in for one whose name no system would serve.
+    const RawPipe extension = RawPipe::server(serverPipe);
+    SubstitutedCall<&WindowsCalls::createFile> open([&](LPCWSTR name, auto... arguments) {
+      EXPECT_EQ(narrow(name), "\\\\.\\pipe\\kx-cr-" + longName + "." + user.name());
+      return open.real(wide(serverPipe).c_str(), arguments...);
+    });
+    std::string created;
+    const SubstitutedCall<&WindowsCalls::createNamedPipe> create([&](LPCWSTR name, auto...) {
+      created = narrow(name);
+      return failWith(ERROR_FILENAME_EXCED_RANGE, INVALID_HANDLE_VALUE);
+    });
+    EXPECT_FALSE(other.connect(1));
+    EXPECT_EQ(created, expectedCommunicationPipe("cr", longName).substr(0, 9 + 255));
+    EXPECT_EQ(created.size(), 9U + 255U);
+    EXPECT_EQ(other.errorNumber(), 206);
+  }
 }
 
 }  // namespace

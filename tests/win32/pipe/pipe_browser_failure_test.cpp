@@ -7,10 +7,8 @@
 #include <gtest/gtest.h>
 
 #include <windows.h>
-#include <filesystem>
-#include <memory>
 #include <string>
-#include <thread>
+#include <vector>
 
 namespace kx {
 
@@ -18,14 +16,10 @@ namespace {
 
 class PipeBrowserFailure : public PipeBrowserTest {
  protected:
-  void expectError(int number, const std::string& text) const {
-    EXPECT_EQ(browser.errorNumber(), number);
-    EXPECT_EQ(browser.errorText(), text);
-  }
   void expectNoPipeIsLeft() const { EXPECT_FALSE(::WaitNamedPipeW(wide(communicationPipe).c_str(), 1)); }
 };
 
-TEST_F(PipeBrowserFailure, NobodyServesThePipe) {
+TEST_F(PipeBrowserFailure, AConnectToAPipeThatNobodyServesFailsWithInformation) {
   EXPECT_FALSE(browser.connect(1));
   expectError(-1, "Could not open server pipe " + serverPipe);
   EXPECT_EQ(log.text(), ExpectedLog()
@@ -34,29 +28,20 @@ TEST_F(PipeBrowserFailure, NobodyServesThePipe) {
                             .text());
 }
 
-TEST_F(PipeBrowserFailure, NobodyServesThePipeAndTheStartLockStaysHeldUntilAConnectionSucceeds) {
-  ASSERT_FALSE(browser.connect(1));
-  EXPECT_EQ(stateOfMutex(lockName), MutexState::Owned);
-  ASSERT_FALSE(browser.connect(1));
-  EXPECT_EQ(stateOfMutex(lockName), MutexState::Owned);
-  ExtensionPeer extension(serverPipe);
-  extension.play([](ExtensionPeer& peer) { peer.takeHost(); });
+TEST_F(PipeBrowserFailure, AConnectToAPipeThatNobodyServesHoldsTheStartLockUntilOneSucceeds) {
+  const WatchedCall<&WindowsCalls::createMutex> create(
+      [&](SECURITY_ATTRIBUTES*, BOOL, LPCWSTR name) { EXPECT_EQ(narrow(name), lockName); });
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    ASSERT_FALSE(browser.connect(1));
+    EXPECT_EQ(stateOfMutex(lockName), MutexState::Owned);
+    EXPECT_EQ(create.count(), 1) << "the lock is taken once";
+  }
+  const Extension extension(serverPipe);
   EXPECT_TRUE(browser.connect(10));
   EXPECT_EQ(stateOfMutex(lockName), MutexState::Absent);
 }
 
-TEST_F(PipeBrowserFailure, NobodyServesThePipeAndTheStartLockIsTakenOnce) {
-  SubstitutedCall<&WindowsCalls::createMutex> create(
-      [&](SECURITY_ATTRIBUTES* security, BOOL isOwned, LPCWSTR name) {
-        EXPECT_EQ(narrow(name), lockName);
-        return create.real(security, isOwned, name);
-      });
-  ASSERT_FALSE(browser.connect(1));
-  ASSERT_FALSE(browser.connect(1));
-  EXPECT_EQ(create.count(), 1);
-}
-
-TEST_F(PipeBrowserFailure, NobodyServesThePipeAndTheStartLockEndsWithTheInstance) {
+TEST_F(PipeBrowserFailure, AStartLockThatIsHeldEndsWithTheInstance) {
   const NamedMutex keptAlive(lockName);
   {
     PipeBrowserInstance other("cr", profile);
@@ -66,7 +51,7 @@ TEST_F(PipeBrowserFailure, NobodyServesThePipeAndTheStartLockEndsWithTheInstance
   EXPECT_EQ(stateOfMutex(lockName), MutexState::Free);
 }
 
-TEST_F(PipeBrowserFailure, OfAFullPathHoldsTheLockThatAllSuchInstancesShare) {
+TEST_F(PipeBrowserFailure, AllInstancesOfAFullPathShareOneStartLock) {
   PipeBrowserInstance other("fx", uniquePipeName());
   user.writeProfiles("[Profile0]\nName=dev\n");
   ASSERT_FALSE(other.connect(1));
@@ -93,7 +78,7 @@ TEST_F(PipeBrowserFailure, AFirefoxThatHoldsItsProfileIsToldApart) {
   EXPECT_EQ(firefox.errorNumber(), -1);
 }
 
-TEST_F(PipeBrowserFailure, AFirefoxWithoutProfilesIsLookedUpAfterThePipe) {
+TEST_F(PipeBrowserFailure, TheProfileOfAFirefoxIsLookedUpAfterThePipe) {
   PipeBrowserInstance firefox("fx", "work");
   EXPECT_FALSE(firefox.connect(1));
   EXPECT_EQ(firefox.errorNumber(), -1);
@@ -105,37 +90,23 @@ TEST_F(PipeBrowserFailure, AFirefoxWithoutProfilesIsLookedUpAfterThePipe) {
                             .text());
 }
 
-TEST_F(PipeBrowserFailure, AStartLockThatCannotBeTakenEndsTheConnection) {
-  const ExtensionPeer extension(serverPipe);
-  const SubstitutedCall<&WindowsCalls::waitForSingleObject> wait(
-      [](HANDLE, DWORD) { return DWORD{WAIT_TIMEOUT}; });
-  SubstitutedCall<&WindowsCalls::createFile> open(
-      [](LPCWSTR, DWORD, DWORD, SECURITY_ATTRIBUTES*, DWORD, DWORD, HANDLE) { return INVALID_HANDLE_VALUE; });
+TEST_F(PipeBrowserFailure, AStartLockThatCannotBeTakenEndsTheConnect) {
+  const GivingCall<&WindowsCalls::waitForSingleObject> wait(DWORD{WAIT_TIMEOUT});
+  const GivingCall<&WindowsCalls::createFile> open(INVALID_HANDLE_VALUE);
   EXPECT_FALSE(browser.connect(1));
   expectError(-1, "Could not acquire connection lock");
   EXPECT_EQ(open.count(), 0);
-  EXPECT_EQ(log.text(), ExpectedLog().error("Timout while waiting for binary start lock").text());
+  EXPECT_EQ(log.text(), errorEntry("Timout while waiting for binary start lock"));
 }
 
-TEST_F(PipeBrowserFailure, AStartLockThatCannotBeMadeEndsTheConnection) {
-  const NamedEvent inItsPlace(lockName);
-  EXPECT_FALSE(browser.connect(1));
-  expectError(-1, "Could not acquire connection lock");
-  EXPECT_EQ(log.text(),
-            ExpectedLog().error("Could not create binary start lock " + lockName + ", error 6").text());
-}
-
-TEST_F(PipeBrowserFailure, ItsOwnPipeCannotBeCreated) {
-  ExtensionPeer extension(serverPipe);
-  extension.play([](ExtensionPeer& peer) { peer.receiveConnectionData(); });
-  const SubstitutedCall<&WindowsCalls::createNamedPipe> create(
-      [](LPCWSTR, DWORD, DWORD, DWORD, DWORD, DWORD, DWORD, SECURITY_ATTRIBUTES*) {
-        return failWith(ERROR_ACCESS_DENIED, INVALID_HANDLE_VALUE);
-      });
-  EXPECT_FALSE(browser.connect(1));
+TEST_F(PipeBrowserFailure, AnOwnPipeThatCannotBeCreatedEndsTheConnectAndFreesTheStartLock) {
+  Extension extension(serverPipe);
+  {
+    const GivingCall<&WindowsCalls::createNamedPipe> create(INVALID_HANDLE_VALUE, ERROR_ACCESS_DENIED);
+    EXPECT_FALSE(browser.connect(1));
+  }
   expectError(5, "Could not create communication channel");
   // The extension's end of the well-known pipe comes to an end without a byte.
-  extension.finish();
   EXPECT_EQ(extension.connectionData(), "");
   EXPECT_EQ(stateOfMutex(lockName), MutexState::Absent);
   EXPECT_EQ(log.text(), ExpectedLog()
@@ -147,14 +118,11 @@ TEST_F(PipeBrowserFailure, ItsOwnPipeCannotBeCreated) {
                             .text());
 }
 
-TEST_F(PipeBrowserFailure, TheConnectionDataCannotBeWritten) {
-  ExtensionPeer extension(serverPipe);
-  extension.play([](ExtensionPeer& peer) { peer.receiveConnectionData(); });
-  const SubstitutedCall<&WindowsCalls::writeFile> write(
-      [](HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*) { return failWith(ERROR_NO_DATA, FALSE); });
+TEST_F(PipeBrowserFailure, ConnectionDataThatCannotBeWrittenEndTheConnect) {
+  Extension extension(serverPipe);
+  const GivingCall<&WindowsCalls::writeFile> write(FALSE, ERROR_NO_DATA);
   EXPECT_FALSE(browser.connect(1));
   expectError(-1, "Could not write into pipe");
-  extension.finish();
   EXPECT_EQ(extension.connectionData(), "");
   expectNoPipeIsLeft();
   EXPECT_EQ(withoutNumbersAfter("disconnect pipe, error=", log.text()),
@@ -166,11 +134,9 @@ TEST_F(PipeBrowserFailure, TheConnectionDataCannotBeWritten) {
 }
 
 TEST_F(PipeBrowserFailure, TheMessageAboutTheWriteNamesItsErrorNotTheCloses) {
-  const ExtensionPeer extension(serverPipe);
-  const SubstitutedCall<&WindowsCalls::writeFile> write(
-      [](HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*) { return failWith(ERROR_NO_DATA, FALSE); });
-  SubstitutedCall<&WindowsCalls::getNamedPipeInfo> info(
-      [](HANDLE, DWORD*, DWORD*, DWORD*, DWORD*) { return failWith(ERROR_INVALID_HANDLE, FALSE); });
+  const RawPipe extension = RawPipe::server(serverPipe);
+  const GivingCall<&WindowsCalls::writeFile> write(FALSE, ERROR_NO_DATA);
+  const GivingCall<&WindowsCalls::getNamedPipeInfo> info(FALSE, ERROR_INVALID_HANDLE);
   EXPECT_FALSE(browser.connect(1));
   // The well-known pipe is closed before the message, the communication pipe behind it.
   EXPECT_EQ(log.text(), expectedHandshake()
@@ -181,45 +147,35 @@ TEST_F(PipeBrowserFailure, TheMessageAboutTheWriteNamesItsErrorNotTheCloses) {
                             .text());
 }
 
-struct WaitCase {
-  const char* name;
-  DWORD waitResult;
-  int number;
-  const char* writeMessage;
-};
-
-class PipeBrowserWait : public PipeBrowserTest, public testing::WithParamInterface<WaitCase> {};
-
-TEST_P(PipeBrowserWait, OfTheWriteGivesTheErrorNumber) {
-  const ExtensionPeer extension(serverPipe);
-  const SubstitutedCall<&WindowsCalls::writeFile> write(
-      [](HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*) { return failWith(ERROR_IO_PENDING, FALSE); });
-  const WaitsEndWith wait(GetParam().waitResult, ERROR_INVALID_HANDLE);
-  EXPECT_FALSE(browser.connect(1));
-  EXPECT_EQ(browser.errorNumber(), GetParam().number);
-  EXPECT_EQ(browser.errorText(), "Could not write into pipe");
-  ExpectedLog expected = expectedHandshake();
-  if (*GetParam().writeMessage != '\0') {
-    expected.error(GetParam().writeMessage);
+TEST_F(PipeBrowserFailure, TheWaitForTheWriteOfTheConnectionDataGivesTheErrorNumber) {
+  struct Wait {
+    DWORD result;
+    int number;
+    std::string message;
+  };
+  for (const Wait& it : std::vector<Wait>{{WAIT_FAILED, -1, "pipe_write: wait error 6"},
+                                          {WAIT_TIMEOUT, -3, "pipe_write: timeout"},
+                                          {WAIT_OBJECT_0 + 1, -4, ""}}) {
+    const RawPipe extension = RawPipe::server(serverPipe);
+    const GivingCall<&WindowsCalls::writeFile> write(FALSE, ERROR_IO_PENDING);
+    const WaitsEndWith wait(it.result, ERROR_INVALID_HANDLE);
+    log.clear();
+    EXPECT_FALSE(browser.connect(1));
+    expectError(it.number, "Could not write into pipe");
+    ExpectedLog expected = expectedHandshake();
+    if (!it.message.empty()) {
+      expected.error(it.message);
+    }
+    expectBeginning(log.text(), expected.error("BrowserInstance::connect() writing into pipe error 6"));
   }
-  expected.error("BrowserInstance::connect() writing into pipe error 6");
-  EXPECT_EQ(log.text().substr(0, expected.text().size()), expected.text());
 }
 
-INSTANTIATE_TEST_SUITE_P(Results, PipeBrowserWait,
-                         testing::Values(WaitCase{"Failed", WAIT_FAILED, -1, "pipe_write: wait error 6"},
-                                         WaitCase{"Timeout", WAIT_TIMEOUT, -3, "pipe_write: timeout"},
-                                         WaitCase{"Cancelled", WAIT_OBJECT_0 + 1, -4, ""}),
-                         [](const testing::TestParamInfo<WaitCase>& wait) { return wait.param.name; });
-
-TEST_F(PipeBrowserFailure, TheExtensionNeverConnectsBack) {
-  ExtensionPeer extension(serverPipe);
-  extension.play([](ExtensionPeer& peer) { peer.receiveConnectionData(); });
+TEST_F(PipeBrowserFailure, AnExtensionThatNeverConnectsBackEndsTheConnectAfterItsTimeout) {
+  Extension extension(serverPipe, Extension::AfterName::StayAway);
   const ULONGLONG begin = ::GetTickCount64();
   EXPECT_FALSE(browser.connect(1));
   EXPECT_GE(::GetTickCount64() - begin, 900U);
   expectError(-3, "Failed to establish connection");
-  extension.finish();
   EXPECT_EQ(extension.connectionData(), communicationPipe + "\n");
   expectNoPipeIsLeft();
   EXPECT_EQ(stateOfMutex(lockName), MutexState::Absent);
@@ -233,59 +189,42 @@ TEST_F(PipeBrowserFailure, TheExtensionNeverConnectsBack) {
           .text());
 }
 
-TEST_F(PipeBrowserFailure, TheWaitForTheExtensionFails) {
-  const ExtensionPeer extension(serverPipe);
-  const SubstitutedCall<&WindowsCalls::connectNamedPipe> connect(
-      [](HANDLE, OVERLAPPED*) { return failWith(ERROR_NO_DATA, FALSE); });
-  EXPECT_FALSE(browser.connect(1));
-  expectError(-1, "Failed to establish connection");
-  expectNoPipeIsLeft();
-  ExpectedLog expected = expectedHandshake();
-  expected.info("Client: waiting for server connection")
-      .error("pipe_accept: wait error 232")
-      .error("Client: (pipe_accept) error=232");
-  EXPECT_EQ(log.text().substr(0, expected.text().size()), expected.text());
-}
-
-TEST_F(PipeBrowserFailure, TheWaitForTheExtensionIsCancelled) {
-  const ExtensionPeer extension(serverPipe);
+TEST_F(PipeBrowserFailure, AWaitForTheExtensionThatFailsOrIsCancelledEndsTheConnect) {
+  {
+    const RawPipe extension = RawPipe::server(serverPipe);
+    const GivingCall<&WindowsCalls::connectNamedPipe> connect(FALSE, ERROR_NO_DATA);
+    EXPECT_FALSE(browser.connect(1));
+    expectError(-1, "Failed to establish connection");
+    expectNoPipeIsLeft();
+    expectBeginning(log.text(), expectedHandshake()
+                                    .info("Client: waiting for server connection")
+                                    .error("pipe_accept: wait error 232")
+                                    .error("Client: (pipe_accept) error=232"));
+  }
+  log.clear();
+  const RawPipe extension = RawPipe::server(serverPipe);
   const WaitsEndWith wait(WAIT_OBJECT_0 + 1, ERROR_OPERATION_ABORTED);
   EXPECT_FALSE(browser.connect(1));
   expectError(-4, "Failed to establish connection");
-  ExpectedLog expected = expectedHandshake();
-  expected.info("Client: waiting for server connection").error("Client: (pipe_accept) error=995");
-  EXPECT_EQ(log.text().substr(0, expected.text().size()), expected.text());
+  expectBeginning(log.text(), expectedHandshake()
+                                  .info("Client: waiting for server connection")
+                                  .error("Client: (pipe_accept) error=995"));
 }
 
-TEST_F(PipeBrowserFailure, OfAConnectedInstanceKeepsItsConnection) {
-  ExtensionPeer extension(serverPipe);
-  extension.play([](ExtensionPeer& peer) { peer.takeHost(); });
+TEST_F(PipeBrowserFailure, AConnectThatFailsKeepsAnOldConnectionAndIsNotFinal) {
+  Extension extension(serverPipe);
   ASSERT_TRUE(browser.connect(10));
-  extension.finish();
-  const WaitsEndWith wait(WAIT_TIMEOUT);
+  ASSERT_TRUE(extension.isConnected());
   {
-    const ExtensionPeer silent(serverPipe);
+    const RawPipe silent = RawPipe::server(serverPipe);
+    const WaitsEndWith wait(WAIT_TIMEOUT);
     EXPECT_FALSE(browser.connect(1));
   }
   EXPECT_TRUE(extension.isConnected());
-}
-
-TEST_F(PipeBrowserFailure, IsNotFinal) {
-  {
-    const ExtensionPeer silent(serverPipe);
-    const WaitsEndWith wait(WAIT_TIMEOUT);
-    ASSERT_FALSE(browser.connect(1));
-  }
-  ExtensionPeer extension(serverPipe);
-  extension.play([](ExtensionPeer& peer) {
-    peer.takeHost();
-    peer.receive(kTestRequestSize);
-    peer.reply(kTestReply);
-  });
+  const Extension another(serverPipe);
   EXPECT_TRUE(browser.connect(10));
   EXPECT_TRUE(browser.sendCommand(testRequest(), 10));
-  EXPECT_EQ(browser.errorNumber(), 1);
-  EXPECT_EQ(browser.errorText(), "fine");
+  expectError(1, "OK");
 }
 
 }  // namespace

@@ -3,11 +3,11 @@
 #pragma once
 
 #include "pipe/win32/pipe_browser_instance.h"
+#include "support/win32/extension.h"
 #include "support/win32/log_file.h"
 #include "support/win32/pipe_name.h"
 #include "support/win32/test_user.h"
 #include "support/win32/windows_calls_override.h"
-#include "win32/pipe/extension_peer.h"
 #include "win32/pipe/pipe_test.h"
 
 #include <gtest/gtest.h>
@@ -28,8 +28,6 @@ inline json::Object testRequest() {
   return exitRequest();
 }
 inline constexpr char kTestRequest[] = "{\n \"type\" : \"exit\",\n \"args\" : {}\n}";
-inline constexpr std::size_t kTestRequestSize = sizeof(kTestRequest) - 1;
-inline constexpr char kTestReply[] = R"({"status":"fine","errorCode":1})";
 
 // A Chrome instance for a profile that only this test knows; no profiles are looked up for it.
 class PipeBrowserTest : public testing::Test {
@@ -44,6 +42,11 @@ class PipeBrowserTest : public testing::Test {
     return expected;
   }
 
+  void expectError(int number, const std::string& text) const {
+    EXPECT_EQ(browser.errorNumber(), number);
+    EXPECT_EQ(browser.errorText(), text);
+  }
+
   TestUser user;
   std::string profile = uniqueName("profile");
   std::string serverPipe = "\\\\.\\pipe\\kx-cr-" + profile + "." + user.name();
@@ -53,17 +56,9 @@ class PipeBrowserTest : public testing::Test {
   PipeBrowserInstance browser{"cr", profile};
 };
 
-// An instance whose extension has connected back; the log is empty again.
-class ConnectedPipeBrowserTest : public PipeBrowserTest {
- protected:
-  void SetUp() override {
-    extension.play([](ExtensionPeer& peer) { peer.takeHost(); });
-    ASSERT_TRUE(browser.connect(10)) << browser.errorText();
-    extension.finish();
-    log.clear();
-  }
-
-  ExtensionPeer extension{serverPipe};
-};
+// The log goes on as expected, whatever the system adds behind.
+inline void expectBeginning(const std::string& log, const ExpectedLog& expected) {
+  EXPECT_EQ(log.substr(0, expected.text().size()), expected.text());
+}
 
 }  // namespace kx

@@ -1,4 +1,5 @@
-// pipe_close(): its steps in their order, and that each runs whatever the ones before it gave.
+// pipe_close(): its steps in their order, that each runs whatever the ones before it gave, and what it does
+// with an operation that is still pending.
 #include "support/win32/debugger_lines.h"
 #include "win32/pipe/pipe_test.h"
 
@@ -13,20 +14,37 @@
 #include <utility>
 #include <vector>
 
-namespace kx {
-
 using testing::ElementsAre;
+using testing::ElementsAreArray;
 using testing::IsEmpty;
+
+namespace kx {
 
 namespace {
 
+using Steps = std::vector<std::string>;
+
+const Steps kServerSteps = {"info",          "flush", "disconnect", "close pipe", "close cancel event",
+                            "close io event"};
+const Steps kClientSteps = {"info", "close pipe", "close cancel event", "close io event"};
+
 // The steps of a close, by name and in their order. A step in the given list fails with error 5, but a handle
-// is closed all the same, so that nothing is left behind.
+// is closed all the same, so that nothing is left behind. Nothing is pending any more when they begin.
 class CloseSteps {
  public:
-  explicit CloseSteps(pipe_handle* pipe, std::vector<std::string> failing = {})
+  explicit CloseSteps(pipe_handle* pipe, Steps failing = {})
       : failing_(std::move(failing)),
         cancelEvent_(pipe_cancel_event(pipe)),
+        cancel_([this](auto... arguments) {
+          steps.push_back("cancel");
+          return cancel_.real(arguments...);
+        }),
+        result_([this](HANDLE handle, OVERLAPPED* overlapped, DWORD* count, BOOL waits) {
+          steps.push_back(waits != FALSE ? "wait" : "look");
+          const BOOL done = result_.real(handle, overlapped, count, waits);
+          EXPECT_TRUE(HasOverlappedIoCompleted(overlapped));
+          return done;
+        }),
         info_([this](HANDLE handle, DWORD* flags, DWORD* output, DWORD* input, DWORD* instances) {
           handle_ = handle;
           EXPECT_EQ(output, nullptr);
@@ -47,7 +65,7 @@ class CloseSteps {
           return step(nameOf(handle)) ? TRUE : FALSE;
         }) {}
 
-  std::vector<std::string> steps;
+  Steps steps;
 
  private:
   bool step(const std::string& name) {
@@ -63,16 +81,30 @@ class CloseSteps {
     return handle == cancelEvent_ ? "close cancel event" : "close io event";
   }
 
-  std::vector<std::string> failing_;
+  Steps failing_;
   HANDLE handle_ = nullptr;
   HANDLE cancelEvent_;
+  SubstitutedCall<&WindowsCalls::cancelIo> cancel_;
+  SubstitutedCall<&WindowsCalls::getOverlappedResult> result_;
   SubstitutedCall<&WindowsCalls::getNamedPipeInfo> info_;
   SubstitutedCall<&WindowsCalls::flushFileBuffers> flush_;
   SubstitutedCall<&WindowsCalls::disconnectNamedPipe> disconnect_;
   SubstitutedCall<&WindowsCalls::closeHandle> close_;
 };
 
-TEST(PipeClose, OfNullDoesNothing) {
+// Closes the end and gives the steps.
+Steps stepsOfClosing(UniquePipe& end, Steps failing = {}) {
+  const CloseSteps close(end.get(), std::move(failing));
+  pipe_close(end.release());
+  return close.steps;
+}
+
+Steps endedFirst(Steps steps) {
+  steps.insert(steps.begin(), {"cancel", "wait"});
+  return steps;
+}
+
+TEST(PipeClose, ACloseOfNullDoesNothing) {
   const LogFile log;
   const DebuggerLines debugger;
   ::SetLastError(4711);
@@ -84,39 +116,30 @@ TEST(PipeClose, OfNullDoesNothing) {
 TEST(PipeClose, AServerEndIsFlushedAndDisconnectedBeforeItIsClosed) {
   ConnectedServer pipe;
   const LogFile log;
-  const CloseSteps close(pipe.end.get());
-  pipe_close(pipe.end.release());
-  EXPECT_THAT(close.steps, ElementsAre("info", "flush", "disconnect", "close pipe", "close cancel event",
-                                       "close io event"));
+  EXPECT_EQ(stepsOfClosing(pipe.end), kServerSteps);
   EXPECT_EQ(log.text(), "");
 }
 
 TEST(PipeClose, AClientEndIsNeitherFlushedNorDisconnected) {
   ConnectedClient pipe;
   const LogFile log;
-  const CloseSteps close(pipe.end.get());
-  pipe_close(pipe.end.release());
-  EXPECT_THAT(close.steps, ElementsAre("info", "close pipe", "close cancel event", "close io event"));
+  EXPECT_EQ(stepsOfClosing(pipe.end), kClientSteps);
   EXPECT_EQ(log.text(), "");
 }
 
-TEST(PipeClose, AnEndThatDoesNotTellItsKindCountsAsAClientEnd) {
+TEST(PipeClose, AnEndThatDoesNotTellItsKindIsClosedAsAClientEnd) {
   ConnectedServer pipe;
   const LogFile log;
-  const CloseSteps close(pipe.end.get(), {"info"});
-  pipe_close(pipe.end.release());
-  EXPECT_THAT(close.steps, ElementsAre("info", "close pipe", "close cancel event", "close io event"));
-  EXPECT_EQ(log.text(), ExpectedLog().error("Could not get pipe info, error=5").text());
+  EXPECT_EQ(stepsOfClosing(pipe.end, {"info"}), kClientSteps);
+  EXPECT_EQ(log.text(), errorEntry("Could not get pipe info, error=5"));
 }
 
-TEST(PipeClose, EveryStepRunsAndIsLoggedWhateverTheOnesBeforeItGave) {
+TEST(PipeClose, EveryStepOfACloseRunsAndIsLoggedWhateverTheOnesBeforeItGave) {
   ConnectedServer pipe;
   const LogFile log;
-  const CloseSteps close(pipe.end.get(),
-                         {"flush", "disconnect", "close pipe", "close cancel event", "close io event"});
-  pipe_close(pipe.end.release());
-  EXPECT_THAT(close.steps, ElementsAre("info", "flush", "disconnect", "close pipe", "close cancel event",
-                                       "close io event"));
+  EXPECT_EQ(
+      stepsOfClosing(pipe.end, {"flush", "disconnect", "close pipe", "close cancel event", "close io event"}),
+      kServerSteps);
   EXPECT_EQ(log.text(), ExpectedLog()
                             .error("Could not flush pipe buffers before closing, error=5")
                             .error("Could not disconnect pipe, error=5")
@@ -126,87 +149,111 @@ TEST(PipeClose, EveryStepRunsAndIsLoggedWhateverTheOnesBeforeItGave) {
                             .text());
 }
 
-TEST(PipeClose, AnEventThatCannotBeClosedIsLoggedOnce) {
+TEST(PipeClose, OneEventThatCannotBeClosedIsLoggedOnce) {
   ConnectedClient pipe;
   const LogFile log;
-  const CloseSteps close(pipe.end.get(), {"close io event"});
-  pipe_close(pipe.end.release());
-  EXPECT_EQ(log.text(), ExpectedLog().error("Could not release pipe resources, error=5").text());
+  stepsOfClosing(pipe.end, {"close io event"});
+  EXPECT_EQ(log.text(), errorEntry("Could not release pipe resources, error=5"));
 }
 
-// The security attributes that a server end was made with.
-class ServerEndWithKnownSecurity {
- public:
-  ServerEndWithKnownSecurity() {
-    SubstitutedCall<&WindowsCalls::createNamedPipe> create(
-        [&](LPCWSTR name, DWORD openMode, DWORD pipeMode, DWORD instances, DWORD outputBytes,
-            DWORD inputBytes, DWORD milliseconds, SECURITY_ATTRIBUTES* security) {
-          attributes = security;
-          descriptor = security->lpSecurityDescriptor;
-          return create.real(name, openMode, pipeMode, instances, outputBytes, inputBytes, milliseconds,
-                             security);
-        });
+TEST(PipeClose, ACloseFreesTheSecurityAttributesUnlessTheEndCannotBeClosed) {
+  for (const Steps& failing : {Steps{}, Steps{"close pipe"}}) {
+    SECURITY_ATTRIBUTES* attributes = nullptr;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
     const std::string name = uniquePipeName();
-    end.reset(pipe_create(name.c_str()));
-    peer = RawPipe::client(name);
-    pipe_accept(end.get(), 5);
+    UniquePipe end;
+    {
+      const WatchedCall<&WindowsCalls::createNamedPipe> create(
+          [&](LPCWSTR, DWORD, DWORD, DWORD, DWORD, DWORD, DWORD, SECURITY_ATTRIBUTES* security) {
+            attributes = security;
+            descriptor = security->lpSecurityDescriptor;
+          });
+      end.reset(pipe_create(name.c_str()));
+    }
+    const RawPipe peer = RawPipe::client(name);
+    const auto isDescriptorThere = [&] { return ::HeapValidate(::GetProcessHeap(), 0, descriptor) != FALSE; };
+    ASSERT_TRUE(isDescriptorThere());
+    stepsOfClosing(end, failing);
+    ASSERT_EQ(isDescriptorThere(), !failing.empty());
+    if (!failing.empty()) {
+      EXPECT_EQ(attributes->nLength, sizeof(SECURITY_ATTRIBUTES));
+      EXPECT_EQ(attributes->lpSecurityDescriptor, descriptor);
+      ::LocalFree(descriptor);
+      std::default_delete<SECURITY_ATTRIBUTES>()(attributes);
+    }
   }
-
-  bool isDescriptorThere() const { return ::HeapValidate(::GetProcessHeap(), 0, descriptor) != FALSE; }
-
-  UniquePipe end;
-  RawPipe peer;
-  SECURITY_ATTRIBUTES* attributes = nullptr;
-  PSECURITY_DESCRIPTOR descriptor = nullptr;
-};
-
-TEST(PipeClose, FreesTheSecurityAttributesOfAClosedEnd) {
-  ServerEndWithKnownSecurity pipe;
-  ASSERT_TRUE(pipe.isDescriptorThere());
-  pipe_close(pipe.end.release());
-  EXPECT_FALSE(pipe.isDescriptorThere());
 }
 
-TEST(PipeClose, KeepsTheSecurityAttributesOfAnEndThatCannotBeClosed) {
-  ServerEndWithKnownSecurity pipe;
-  {
-    const LogFile log;
-    const CloseSteps close(pipe.end.get(), {"close pipe"});
-    pipe_close(pipe.end.release());
-    EXPECT_EQ(log.text(), ExpectedLog().error("Could not close pipe, error=5").text());
-  }
-  ASSERT_TRUE(pipe.isDescriptorThere());
-  EXPECT_EQ(pipe.attributes->nLength, sizeof(SECURITY_ATTRIBUTES));
-  EXPECT_EQ(pipe.attributes->lpSecurityDescriptor, pipe.descriptor);
-  ::LocalFree(pipe.descriptor);
-  std::default_delete<SECURITY_ATTRIBUTES>()(pipe.attributes);
-}
-
-TEST(PipeClose, WhatWasWrittenReachesAPeerThatStillReads) {
-  ConnectedServer pipe;
+TEST(PipeClose, WhatWasWrittenBeforeACloseReachesAPeerThatStillReads) {
+  ConnectedServer server;
+  ConnectedClient client;
   const LogFile log;
-  ASSERT_EQ(writeText(pipe.end.get(), "last words"), 10);
+  ASSERT_EQ(writeText(server.end.get(), "last words"), 10);
+  ASSERT_EQ(writeText(client.end.get(), "last words"), 10);
   std::string received;
-  std::thread reading([&] { received = pipe.peer.readToEnd(); });
-  pipe_close(pipe.end.release());
+  std::thread reading([&] { received = server.peer.readToEnd(); });
+  pipe_close(server.end.release());
   reading.join();
+  pipe_close(client.end.release());
   EXPECT_EQ(received, "last words");
+  EXPECT_EQ(client.peer.readToEnd(), "last words");
   EXPECT_EQ(log.text(), "");
 }
 
-TEST(PipeClose, OfAClientEndLeavesWhatWasWrittenToThePeer) {
-  ConnectedClient pipe;
-  ASSERT_EQ(writeText(pipe.end.get(), "last words"), 10);
-  pipe_close(pipe.end.release());
-  EXPECT_EQ(pipe.peer.readToEnd(), "last words");
-}
-
-TEST(PipeClose, TheNameIsFreeAfterwards) {
+TEST(PipeClose, TheNameOfAClosedPipeIsFree) {
   ConnectedServer pipe;
   pipe_close(pipe.end.release());
   ::SetLastError(0);
   EXPECT_FALSE(::WaitNamedPipeW(wide(pipe.name).c_str(), 1));
   EXPECT_EQ(::GetLastError(), 2U);
+}
+
+TEST_F(PendingRead, APendingReadIsEndedByTheClose) {
+  const LogFile log;
+  EXPECT_EQ(stepsOfClosing(pipe.end), endedFirst(kServerSteps));
+  EXPECT_FALSE(pipe.peer.isConnected());
+  EXPECT_EQ(buffer, kUntouched);
+  EXPECT_EQ(log.text(), "");
+
+  ConnectedClient client;
+  ASSERT_EQ(readThatTimesOut(client.end.get(), buffer), -3);
+  EXPECT_EQ(stepsOfClosing(client.end), endedFirst(kClientSteps));
+}
+
+TEST_F(PendingWrite, APendingWriteIsEndedByTheClose) {
+  const LogFile log;
+  std::string received;
+  // What the buffers hold already is flushed, therefore somebody has to read it.
+  std::thread reading;
+  const WatchedCall<&WindowsCalls::getNamedPipeInfo> info(
+      [&](auto...) { reading = std::thread([&] { received = pipe.peer.readToEnd(); }); });
+  pipe_close(pipe.end.release());
+  ASSERT_EQ(info.count(), 1);
+  reading.join();
+  EXPECT_LT(received.size(), text.size());
+  EXPECT_EQ(received, text.substr(0, received.size()));
+  EXPECT_EQ(log.text(), "");
+}
+
+// Neither the wait for its end nor the flush would return.
+TEST_F(PendingWrite, APendingWriteThatCannotBeCancelledIsNeitherAwaitedNorFlushed) {
+  const GivingCall<&WindowsCalls::cancelIo> cancel(FALSE, ERROR_GEN_FAILURE);
+  const GivingCall<&WindowsCalls::getOverlappedResult> result(FALSE, ERROR_IO_INCOMPLETE);
+  const GivingCall<&WindowsCalls::flushFileBuffers> flush(TRUE);
+
+  pipe_close(pipe.end.release());
+
+  EXPECT_EQ(cancel.count(), 1);
+  EXPECT_EQ(result.count(), 0);
+  EXPECT_EQ(flush.count(), 0);
+  EXPECT_FALSE(pipe.peer.isConnected());
+}
+
+TEST_F(PendingAccept, APendingAcceptIsEndedByTheClose) {
+  const LogFile log;
+  EXPECT_EQ(stepsOfClosing(pipe), endedFirst(kServerSteps));
+  EXPECT_EQ(withoutErrorsOfOneSystem(log.text()), "");
+  EXPECT_FALSE(RawPipe::client(name));
 }
 
 }  // namespace

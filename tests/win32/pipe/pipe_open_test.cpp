@@ -9,73 +9,43 @@
 #include <windows.h>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
-
-namespace kx {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Pair;
+
+namespace kx {
 
 namespace {
 
-// CreateFileW fails with each of the errors in turn and then goes through.
-class OpenFailsWith {
- public:
-  explicit OpenFailsWith(std::vector<DWORD> errors)
-      : create_([this, errors](LPCWSTR name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
-                               DWORD disposition, DWORD flags, HANDLE model) {
-          const auto call = static_cast<std::size_t>(create_.count() - 1);
-          return call < errors.size()
-                     ? failWith(errors[call], INVALID_HANDLE_VALUE)
-                     : create_.real(name, access, share, security, disposition, flags, model);
-        }) {}
+// CreateFileW fails with each of the errors in turn and then goes through, to a pipe that is served.
+class PipeOpen : public testing::Test {
+ protected:
+  pipe_handle* openAfter(const std::vector<DWORD>& errors) {
+    SubstitutedCall<&WindowsCalls::createFile> create([&](auto... arguments) {
+      const auto call = static_cast<std::size_t>(create.count() - 1);
+      opened =
+          call < errors.size() ? failWith(errors[call], INVALID_HANDLE_VALUE) : create.real(arguments...);
+      return opened;
+    });
+    pipe_handle* const pipe = pipe_open(name.c_str());
+    EXPECT_EQ(static_cast<std::size_t>(create.count()), errors.size() + (pipe != nullptr ? 1 : 0));
+    return pipe;
+  }
 
-  int count() const { return create_.count(); }
-
- private:
-  SubstitutedCall<&WindowsCalls::createFile> create_;
-};
-
-class RecordedPipeWaits {
- public:
-  explicit RecordedPipeWaits(BOOL result, DWORD error = ERROR_SUCCESS)
-      : wait_([this, result, error](LPCWSTR name, DWORD milliseconds) {
-          names.push_back(narrow(name));
-          waits.push_back(milliseconds);
-          return failWith(error, result);
-        }) {}
-
-  std::vector<std::string> names;
-  std::vector<DWORD> waits;
-
- private:
-  SubstitutedCall<&WindowsCalls::waitNamedPipe> wait_;
-};
-
-// Keeps the handle that the library opened.
-class OpenedHandle {
- public:
-  OpenedHandle()
-      : create_([this](LPCWSTR name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
-                       DWORD disposition, DWORD flags, HANDLE model) {
-          handle = create_.real(name, access, share, security, disposition, flags, model);
-          return handle;
-        }) {}
-
-  HANDLE handle = nullptr;
-
- private:
-  SubstitutedCall<&WindowsCalls::createFile> create_;
-};
-
-TEST(PipeOpen, AsksForReadingAndWritingWithoutSharingOverlapped) {
   const std::string name = uniquePipeName();
-  const RawPipe server = RawPipe::server(name);
-  int calls = 0;
-  SubstitutedCall<&WindowsCalls::createFile> create([&](LPCWSTR wideName, DWORD access, DWORD share,
-                                                        SECURITY_ATTRIBUTES* security, DWORD disposition,
-                                                        DWORD flags, HANDLE model) {
-    ++calls;
+  const RawPipe server = RawPipe::server(name, 1);
+  HANDLE opened = nullptr;
+  LogFile log;
+};
+
+TEST_F(PipeOpen, AnOpenAsksForReadingAndWritingWithoutSharingOverlappedByteByByte) {
+  const DebuggerLines debugger;
+  const WatchedCall<&WindowsCalls::createFile> create([&](LPCWSTR wideName, DWORD access, DWORD share,
+                                                          SECURITY_ATTRIBUTES* security, DWORD disposition,
+                                                          DWORD flags, HANDLE model) {
     EXPECT_EQ(narrow(wideName), name);
     EXPECT_EQ(access, 0xC0000000U);
     EXPECT_EQ(share, 0U);
@@ -83,132 +53,82 @@ TEST(PipeOpen, AsksForReadingAndWritingWithoutSharingOverlapped) {
     EXPECT_EQ(disposition, 3U);
     EXPECT_EQ(flags, 0x40000000U);
     EXPECT_EQ(model, nullptr);
-    return create.real(wideName, access, share, security, disposition, flags, model);
   });
-  const UniquePipe pipe(pipe_open(name.c_str()));
-  EXPECT_NE(pipe, nullptr);
-  EXPECT_EQ(calls, 1);
-}
-
-TEST(PipeOpen, AsksForByteReading) {
-  const std::string name = uniquePipeName();
-  const RawPipe server = RawPipe::server(name);
-  const OpenedHandle opened;
-  int calls = 0;
-  SubstitutedCall<&WindowsCalls::setNamedPipeHandleState> set(
-      [&](HANDLE handle, DWORD* mode, DWORD* maximum, DWORD* milliseconds) {
-        ++calls;
-        EXPECT_EQ(handle, opened.handle);
+  const WatchedCall<&WindowsCalls::setNamedPipeHandleState> set(
+      [&](HANDLE, DWORD* mode, DWORD* maximum, DWORD* milliseconds) {
         EXPECT_EQ(*mode, 0U);
         EXPECT_EQ(maximum, nullptr);
         EXPECT_EQ(milliseconds, nullptr);
-        return set.real(handle, mode, maximum, milliseconds);
       });
   const UniquePipe pipe(pipe_open(name.c_str()));
   EXPECT_NE(pipe, nullptr);
-  EXPECT_EQ(calls, 1);
+  EXPECT_EQ(create.count(), 1);
+  EXPECT_EQ(set.count(), 1);
+  EXPECT_THAT(debugger.lines(), IsEmpty());
 }
 
-TEST(PipeOpen, TheCancelEventIsMadeFirstAndResetsItselfTheOtherIsSignalledAndDoesNot) {
-  const std::string name = uniquePipeName();
-  const RawPipe server = RawPipe::server(name);
-  std::vector<std::string> asked;
-  SubstitutedCall<&WindowsCalls::createEvent> create(
-      [&](SECURITY_ATTRIBUTES* security, BOOL manualReset, BOOL initialState, LPCSTR eventName) {
-        asked.push_back(std::to_string(manualReset) + " " + std::to_string(initialState));
-        return create.real(security, manualReset, initialState, eventName);
+TEST_F(PipeOpen, AnOpenMakesTheCancelEventFirstWhichResetsItselfAndThenTheOtherWhichIsSignalled) {
+  std::vector<std::pair<BOOL, BOOL>> asked;
+  const WatchedCall<&WindowsCalls::createEvent> create(
+      [&](SECURITY_ATTRIBUTES*, BOOL manualReset, BOOL initialState, LPCSTR) {
+        asked.emplace_back(manualReset, initialState);
       });
   const UniquePipe pipe(pipe_open(name.c_str()));
-  EXPECT_THAT(asked, ElementsAre("0 0", "1 1"));
+  EXPECT_THAT(asked, ElementsAre(Pair(FALSE, FALSE), Pair(TRUE, TRUE)));
 }
 
-TEST(PipeOpen, LogsNothingWhenAllGoesWell) {
-  const std::string name = uniquePipeName();
-  const RawPipe server = RawPipe::server(name);
-  const LogFile log;
-  const DebuggerLines debugger;
-  const UniquePipe pipe(pipe_open(name.c_str()));
-  EXPECT_NE(pipe, nullptr);
-  EXPECT_THAT(debugger.lines(), IsEmpty());
-}
-
-TEST(PipeOpen, ANameOutsideAsciiIsUtf8) {
-  const std::string name = uniquePipeName() + "-grün-日本";
-  const RawPipe server = RawPipe::server(name);
-  const UniquePipe pipe(pipe_open(name.c_str()));
+TEST_F(PipeOpen, AnOpenTakesANameOutsideAsciiAsUtf8) {
+  const std::string outside = name + "-grün-日本";
+  const RawPipe other = RawPipe::server(outside);
+  const UniquePipe pipe(pipe_open(outside.c_str()));
   EXPECT_NE(pipe, nullptr);
 }
 
-TEST(PipeOpen, ANullNameIsABadArgumentAndIsNotLogged) {
-  const LogFile log;
-  const DebuggerLines debugger;
-  ::SetLastError(0);
-  EXPECT_EQ(pipe_open(nullptr), nullptr);
-  EXPECT_EQ(::GetLastError(), 160U);
-  EXPECT_THAT(debugger.lines(), IsEmpty());
-}
-
-TEST(PipeOpen, APipeThatNobodyServesIsInformationNotAnError) {
-  const LogFile log;
-  const std::string name = uniquePipeName();
-  EXPECT_EQ(pipe_open(name.c_str()), nullptr);
+TEST_F(PipeOpen, AnOpenOfAPipeThatNobodyServesIsInformationAndNoError) {
+  const std::string nobodys = uniquePipeName();
+  EXPECT_EQ(pipe_open(nobodys.c_str()), nullptr);
   EXPECT_EQ(::GetLastError(), 2U);
-  EXPECT_EQ(log.text(), ExpectedLog().info("Could not open pipe " + name + ", error = 2").text());
+  EXPECT_EQ(log.text(), infoEntry("Could not open pipe " + nobodys + ", error = 2"));
 }
 
-TEST(PipeOpen, AFailureOtherThanBusyIsNotWaitedOut) {
-  const LogFile log;
-  const OpenFailsWith open({ERROR_ACCESS_DENIED});
-  const RecordedPipeWaits waits(TRUE);
-  EXPECT_EQ(pipe_open("\\\\.\\pipe\\kx-grün"), nullptr);
-  EXPECT_EQ(log.text(), ExpectedLog().info("Could not open pipe \\\\.\\pipe\\kx-grün, error = 5").text());
-  EXPECT_THAT(waits.waits, IsEmpty());
+TEST_F(PipeOpen, AnOpenThatFailsOtherwiseThanBusyIsNotWaitedOut) {
+  const GivingCall<&WindowsCalls::waitNamedPipe> wait(TRUE);
+  EXPECT_EQ(openAfter({ERROR_ACCESS_DENIED}), nullptr);
+  EXPECT_EQ(log.text(), infoEntry("Could not open pipe " + name + ", error = 5"));
+  EXPECT_EQ(wait.count(), 0);
 }
 
-TEST(PipeOpen, ABusyPipeIsTriedAgainForAsLongAsItsWaitsSucceed) {
-  const std::string name = uniquePipeName();
-  const RawPipe server = RawPipe::server(name);
-  const OpenFailsWith open(std::vector<DWORD>(1000, ERROR_PIPE_BUSY));
-  const RecordedPipeWaits waits(TRUE);
-  const UniquePipe pipe(pipe_open(name.c_str()));
+TEST_F(PipeOpen, AnOpenOfABusyPipeIsTriedAgainForAsLongAsItsWaitsSucceed) {
+  const SubstitutedCall<&WindowsCalls::waitNamedPipe> wait([&](LPCWSTR wideName, DWORD milliseconds) {
+    EXPECT_EQ(narrow(wideName), name);
+    EXPECT_EQ(milliseconds, 5000U);
+    return TRUE;
+  });
+  const UniquePipe pipe(openAfter(std::vector<DWORD>(1000, ERROR_PIPE_BUSY)));
   EXPECT_NE(pipe, nullptr);
-  EXPECT_EQ(open.count(), 1001);
-  EXPECT_EQ(waits.waits, std::vector<DWORD>(1000, 5000));
-  EXPECT_EQ(waits.names, std::vector<std::string>(1000, name));
+  EXPECT_EQ(wait.count(), 1000);
 }
 
-TEST(PipeOpen, ABusyPipeIsGivenUpWhenItsWaitFails) {
-  const LogFile log;
-  const std::string name = uniquePipeName();
-  const OpenFailsWith open({ERROR_PIPE_BUSY, ERROR_PIPE_BUSY});
-  SubstitutedCall<&WindowsCalls::waitNamedPipe> wait(
+TEST_F(PipeOpen, AnOpenOfABusyPipeIsGivenUpWhenItsWaitFails) {
+  const SubstitutedCall<&WindowsCalls::waitNamedPipe> wait(
       [&](LPCWSTR, DWORD) { return wait.count() == 2 ? failWith(ERROR_SEM_TIMEOUT, FALSE) : TRUE; });
-  EXPECT_EQ(pipe_open(name.c_str()), nullptr);
-  EXPECT_EQ(open.count(), 2);
+  EXPECT_EQ(openAfter({ERROR_PIPE_BUSY, ERROR_PIPE_BUSY}), nullptr);
   EXPECT_EQ(wait.count(), 2);
-  EXPECT_EQ(log.text(), ExpectedLog().info("Could not open pipe " + name + ", error = 121").text());
+  EXPECT_EQ(log.text(), infoEntry("Could not open pipe " + name + ", error = 121"));
 }
 
-TEST(PipeOpen, ABusyPipeThatThenFailsOtherwiseIsGivenUp) {
-  const LogFile log;
-  const std::string name = uniquePipeName();
-  const OpenFailsWith open({ERROR_PIPE_BUSY, ERROR_ACCESS_DENIED});
-  const RecordedPipeWaits waits(TRUE);
-  EXPECT_EQ(pipe_open(name.c_str()), nullptr);
-  EXPECT_THAT(waits.waits, ElementsAre(5000U));
-  EXPECT_EQ(log.text(), ExpectedLog().info("Could not open pipe " + name + ", error = 5").text());
+TEST_F(PipeOpen, AnOpenOfABusyPipeThatThenFailsOtherwiseIsGivenUp) {
+  const GivingCall<&WindowsCalls::waitNamedPipe> wait(TRUE);
+  EXPECT_EQ(openAfter({ERROR_PIPE_BUSY, ERROR_ACCESS_DENIED}), nullptr);
+  EXPECT_EQ(wait.count(), 1);
+  EXPECT_EQ(log.text(), infoEntry("Could not open pipe " + name + ", error = 5"));
 }
 
-TEST(PipeOpen, APipeBusyWithAnotherClientIsOpenedOnceItIsFree) {
-  const std::string name = uniquePipeName();
-  const RawPipe server = RawPipe::server(name, 1);
+TEST_F(PipeOpen, AnOpenOfAPipeBusyWithAnotherClientSucceedsOnceItIsFree) {
   const RawPipe first = RawPipe::client(name);
   ASSERT_TRUE(server.accept());
   const NamedEvent waiting;
-  SubstitutedCall<&WindowsCalls::waitNamedPipe> wait([&](LPCWSTR wideName, DWORD milliseconds) {
-    waiting.signal();
-    return wait.real(wideName, milliseconds);
-  });
+  const WatchedCall<&WindowsCalls::waitNamedPipe> wait([&](auto...) { waiting.signal(); });
   UniquePipe pipe;
   std::thread opening([&] { pipe.reset(pipe_open(name.c_str())); });
   const bool waited = waiting.wait();
@@ -220,40 +140,37 @@ TEST(PipeOpen, APipeBusyWithAnotherClientIsOpenedOnceItIsFree) {
   EXPECT_NE(pipe, nullptr);
 }
 
-TEST(PipeOpen, AnEndThatCannotBeSetUpIsGivenUpButStaysOpen) {
-  const std::string name = uniquePipeName();
-  const RawPipe server = RawPipe::server(name);
-  const LogFile log;
-  const OpenedHandle opened;
+TEST_F(PipeOpen, AnOpenThatCannotSetUpItsEndIsGivenUpButLeavesItOpen) {
   const SubstitutedCall<&WindowsCalls::setNamedPipeHandleState> set(
-      [](HANDLE, DWORD*, DWORD*, DWORD*) { return failWith(ERROR_INVALID_PARAMETER, FALSE); });
+      [&](HANDLE handle, DWORD*, DWORD*, DWORD*) {
+        EXPECT_EQ(handle, opened);
+        return failWith(ERROR_INVALID_PARAMETER, FALSE);
+      });
+  SubstitutedCall<&WindowsCalls::createFile> create([&](auto... arguments) {
+    opened = create.real(arguments...);
+    return opened;
+  });
   EXPECT_EQ(pipe_open(name.c_str()), nullptr);
   EXPECT_EQ(::GetLastError(), 87U);
-  EXPECT_EQ(log.text(), ExpectedLog().info("Could not set pipe " + name + " state, error = 87").text());
+  EXPECT_EQ(log.text(), infoEntry("Could not set pipe " + name + " state, error = 87"));
   EXPECT_TRUE(server.isConnected());
-  EXPECT_TRUE(::CloseHandle(opened.handle));
+  EXPECT_TRUE(::CloseHandle(opened));
   EXPECT_FALSE(server.isConnected());
 }
 
-class PipeOpenWithoutEvent : public testing::TestWithParam<int> {};
-
-TEST_P(PipeOpenWithoutEvent, IsGivenUpAndClosed) {
-  const std::string name = uniquePipeName();
-  const RawPipe server = RawPipe::server(name);
-  const LogFile log;
-  SubstitutedCall<&WindowsCalls::createEvent> create(
-      [&](SECURITY_ATTRIBUTES* security, BOOL manualReset, BOOL initialState, LPCSTR eventName) {
-        return create.count() == GetParam() ? failWith(ERROR_TOO_MANY_OPEN_FILES, HANDLE{})
-                                            : create.real(security, manualReset, initialState, eventName);
-      });
-  EXPECT_EQ(pipe_open(name.c_str()), nullptr);
-  EXPECT_EQ(::GetLastError(), 4U);
-  EXPECT_EQ(create.count(), GetParam());
-  EXPECT_EQ(log.text(), ExpectedLog().info("Could not open pipe " + name + ", error = (4)").text());
-  EXPECT_FALSE(server.isConnected());
+TEST_F(PipeOpen, AnOpenWithoutOneOfItsEventsIsGivenUpAndClosed) {
+  for (const int failing : {1, 2}) {
+    const std::string other = uniquePipeName();
+    const RawPipe otherServer = RawPipe::server(other);
+    const FailingEvent events(failing);
+    EXPECT_EQ(pipe_open(other.c_str()), nullptr);
+    EXPECT_EQ(::GetLastError(), 4U);
+    EXPECT_EQ(events.count(), failing);
+    EXPECT_EQ(log.text(), infoEntry("Could not open pipe " + other + ", error = (4)"));
+    EXPECT_FALSE(otherServer.isConnected());
+    log.clear();
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(FirstAndSecond, PipeOpenWithoutEvent, testing::Values(1, 2));
 
 }  // namespace
 

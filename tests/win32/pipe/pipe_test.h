@@ -1,17 +1,16 @@
-// What the tests of the pipe primitives share: ends of the library that are connected to a raw peer, and
-// waits that end as a test says, without time passing.
+// What the tests of the pipe primitives share: ends of the library that are connected to a raw peer, waits
+// that end as a test says, without time passing, and operations that are still pending.
 #pragma once
 
 #include "pipe/win32/pipe.h"
 #include "support/win32/log_file.h"
 #include "support/win32/pipe_name.h"
+#include "support/win32/raw_pipe.h"
 #include "support/win32/windows_calls_override.h"
-#include "win32/pipe/raw_pipe.h"
 
 #include <gtest/gtest.h>
 
 #include <windows.h>
-#include <array>
 #include <string>
 #include <vector>
 
@@ -37,16 +36,39 @@ struct ConnectedClient {
   UniquePipe end;
 };
 
+using WatchedWait = WatchedCall<&WindowsCalls::waitForMultipleObjects>;
+
 // Every wait for two events gives the same result, at once.
 class WaitsEndWith {
  public:
   explicit WaitsEndWith(DWORD result, DWORD error = ERROR_SUCCESS)
-      : wait_([result, error](DWORD, const HANDLE*, BOOL, DWORD) { return failWith(error, result); }) {}
+      : wait_([this, result, error](DWORD, const HANDLE*, BOOL, DWORD time) {
+          milliseconds.push_back(time);
+          return failWith(error, result);
+        }) {}
 
-  int count() const { return wait_.count(); }
+  // How long each was to last.
+  std::vector<DWORD> milliseconds;
 
  private:
   SubstitutedCall<&WindowsCalls::waitForMultipleObjects> wait_;
+};
+
+// The first or the second event of every pipe end cannot be made.
+class FailingEvent {
+ public:
+  explicit FailingEvent(int failing)
+      : create_(
+            [this, failing](SECURITY_ATTRIBUTES* security, BOOL manualReset, BOOL isSignalled, LPCSTR name) {
+              const bool fails = failing == (manualReset != FALSE ? 2 : 1);
+              return fails ? failWith(ERROR_TOO_MANY_OPEN_FILES, HANDLE{})
+                           : create_.real(security, manualReset, isSignalled, name);
+            }) {}
+
+  int count() const { return create_.count(); }
+
+ private:
+  SubstitutedCall<&WindowsCalls::createEvent> create_;
 };
 
 inline int readWithin(pipe_handle* pipe, std::string& buffer, int timeoutSeconds) {
@@ -86,5 +108,37 @@ inline int writeThatTimesOut(pipe_handle* pipe, const std::string& text) {
   const WaitsEndWith wait(WAIT_TIMEOUT);
   return writeText(pipe, text, 1);
 }
+
+// A server end with an operation that timed out and is still pending, for each kind of operation.
+class PendingRead : public testing::Test {
+ protected:
+  static constexpr char kUntouched[] = "................";
+
+  void SetUp() override { ASSERT_EQ(readThatTimesOut(end(), buffer), -3); }
+  pipe_handle* end() const { return pipe.end.get(); }
+
+  std::string buffer = kUntouched;
+  ConnectedServer pipe;
+};
+
+class PendingWrite : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_EQ(writeThatTimesOut(end(), text), -3); }
+  pipe_handle* end() const { return pipe.end.get(); }
+
+  const std::string text = moreThanAPipeHolds();
+  ConnectedServer pipe;
+};
+
+class PendingAccept : public testing::Test {
+ protected:
+  void SetUp() override {
+    const WaitsEndWith wait(WAIT_TIMEOUT);
+    ASSERT_EQ(pipe_accept(pipe.get(), 1), -3);
+  }
+
+  std::string name = uniquePipeName();
+  UniquePipe pipe{pipe_create(name.c_str())};
+};
 
 }  // namespace kx

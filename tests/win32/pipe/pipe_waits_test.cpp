@@ -1,5 +1,5 @@
-// What the three waiting operations have in common: which events they wait for, how long, and how a cancelled
-// wait ends.
+// What the operations have in common: which events they wait for, how long, how a cancelled wait ends, and
+// which arguments they refuse.
 #include "support/win32/debugger_lines.h"
 #include "win32/pipe/pipe_test.h"
 
@@ -7,159 +7,108 @@
 #include <gtest/gtest.h>
 
 #include <windows.h>
+#include <functional>
 #include <limits>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
 
 namespace kx {
 
-using testing::IsEmpty;
-
 namespace {
 
-struct Timeout {
-  int seconds;
-  DWORD milliseconds;
-};
-
-class PipeTimeout : public testing::TestWithParam<Timeout> {
+// An end for each operation that has to wait.
+class PipeWait : public testing::Test {
  protected:
-  // Records the time of each wait, which ends at once.
-  std::vector<DWORD> waits;
-  const SubstitutedCall<&WindowsCalls::waitForMultipleObjects> wait{
-      [this](DWORD, const HANDLE*, BOOL, DWORD milliseconds) {
-        waits.push_back(milliseconds);
-        return DWORD{WAIT_TIMEOUT};
-      }};
+  using Operation = std::pair<pipe_handle*, std::function<int(int timeoutSeconds)>>;
+
+  std::vector<Operation> operations() {
+    return {{unconnected.get(), [this](int timeout) { return pipe_accept(unconnected.get(), timeout); }},
+            {silent.end.get(), [this](int timeout) { return readWithin(silent.end.get(), buffer, timeout); }},
+            {client.end.get(), [this](int timeout) { return readWithin(client.end.get(), buffer, timeout); }},
+            {deaf.end.get(),
+             [this](int timeout) { return writeText(deaf.end.get(), moreThanAPipeHolds(), timeout); }}};
+  }
+
+  std::string buffer = std::string(16, '\0');
+  const UniquePipe unconnected{pipe_create(uniquePipeName().c_str())};
+  const ConnectedServer silent;
+  const ConnectedClient client;
+  const ConnectedServer deaf;
 };
 
-TEST_P(PipeTimeout, OfAnAcceptBecomesMilliseconds) {
-  const UniquePipe pipe(pipe_create(uniquePipeName().c_str()));
-  EXPECT_EQ(pipe_accept(pipe.get(), GetParam().seconds), -3);
-  EXPECT_EQ(waits, std::vector<DWORD>{GetParam().milliseconds});
+TEST_F(PipeWait, EachOperationWaitsForItsTimeoutInMilliseconds) {
+  for (const auto& [end, operation] : operations()) {
+    const WaitsEndWith wait(WAIT_TIMEOUT);
+    for (const int timeout : {7, 0, -1, std::numeric_limits<int>::min()}) {
+      EXPECT_EQ(operation(timeout), -3);
+    }
+    EXPECT_THAT(wait.milliseconds, ElementsAre(7000U, INFINITE, 600000U, 600000U));
+  }
 }
 
-TEST_P(PipeTimeout, OfAReadBecomesMilliseconds) {
-  const ConnectedServer pipe;
-  std::string buffer(16, '\0');
-  EXPECT_EQ(readWithin(pipe.end.get(), buffer, GetParam().seconds), -3);
-  EXPECT_EQ(waits, std::vector<DWORD>{GetParam().milliseconds});
-}
-
-TEST_P(PipeTimeout, OfAWriteBecomesMilliseconds) {
-  const ConnectedServer pipe;
-  EXPECT_EQ(writeText(pipe.end.get(), moreThanAPipeHolds(), GetParam().seconds), -3);
-  EXPECT_EQ(waits, std::vector<DWORD>{GetParam().milliseconds});
-}
-
-std::string timeoutName(const testing::TestParamInfo<Timeout>& timeout) {
-  const int seconds = timeout.param.seconds;
-  return seconds < 0 ? "Minus" + std::to_string(seconds).substr(1) : std::to_string(seconds);
-}
-
-INSTANTIATE_TEST_SUITE_P(Seconds, PipeTimeout,
-                         testing::Values(Timeout{0, 0xFFFFFFFFU}, Timeout{-5, 600000U}, Timeout{-1, 600000U},
-                                         Timeout{std::numeric_limits<int>::min(), 600000U}, Timeout{1, 1000U},
-                                         Timeout{3, 3000U}, Timeout{600, 600000U},
-                                         Timeout{4294967, 4294967000U}, Timeout{4294968, 4294967294U},
-                                         Timeout{std::numeric_limits<int>::max(), 4294967294U}),
-                         timeoutName);
-
-// A wait for either of two events, the second of which is the end's cancel event; it goes through to the real
-// one.
-class WaitsForEitherEvent {
- public:
-  explicit WaitsForEitherEvent(const pipe_handle* pipe)
-      : wait_([this, pipe](DWORD count, const HANDLE* events, BOOL forAll, DWORD milliseconds) {
-          EXPECT_EQ(count, 2U);
-          EXPECT_NE(events[0], events[1]);
-          EXPECT_EQ(events[1], pipe_cancel_event(pipe));
-          EXPECT_EQ(forAll, FALSE);
-          return wait_.real(count, events, forAll, milliseconds);
-        }) {}
-
-  int count() const { return wait_.count(); }
-
- private:
-  SubstitutedCall<&WindowsCalls::waitForMultipleObjects> wait_;
-};
-
-// The cancel event is signalled before each operation, so that its wait ends with it at once.
-TEST(PipeCancel, EndsAnAcceptWithoutAMessage) {
-  const UniquePipe pipe(pipe_create(uniquePipeName().c_str()));
+// The cancel event is signalled before each operation.
+TEST_F(PipeWait, EachOperationIsEndedByItsCancelEventWithoutAMessage) {
   const DebuggerLines debugger;
   const LogFile log;
-  const WaitsForEitherEvent waits(pipe.get());
-  ::SetEvent(pipe_cancel_event(pipe.get()));
-  EXPECT_EQ(pipe_accept(pipe.get(), 0), -4);
-  EXPECT_EQ(waits.count(), 1);
+  for (const auto& [end, operation] : operations()) {
+    const WatchedWait wait([pipe = end](DWORD count, const HANDLE* events, BOOL forAll, DWORD) {
+      EXPECT_EQ(count, 2U);
+      EXPECT_NE(events[0], events[1]);
+      EXPECT_EQ(events[1], pipe_cancel_event(pipe));
+      EXPECT_EQ(forAll, FALSE);
+    });
+    ::SetEvent(pipe_cancel_event(end));
+    EXPECT_EQ(operation(0), -4);
+    EXPECT_EQ(wait.count(), 1);
+  }
   EXPECT_THAT(debugger.lines(), IsEmpty());
 }
 
-TEST(PipeCancel, EndsAReadWithoutAMessage) {
-  const ConnectedServer pipe;
+TEST_F(PipeWait, ACancelEventEndsOneWaitOnly) {
+  ::SetEvent(pipe_cancel_event(silent.end.get()));
+  EXPECT_EQ(readWithin(silent.end.get(), buffer, 0), -4);
+  ASSERT_TRUE(silent.peer.write("hello"));
+  EXPECT_EQ(readText(silent.end.get()), "hello");
+}
+
+TEST_F(PipeWait, ACancelEventFromAnotherThreadEndsAWaitThatHasNoTimeout) {
+  std::thread other;
+  const WatchedWait wait([&](DWORD, const HANDLE* events, BOOL, DWORD) {
+    other = std::thread([event = events[1]] { ::SetEvent(event); });
+  });
+  EXPECT_EQ(readWithin(silent.end.get(), buffer, 0), -4);
+  other.join();
+}
+
+TEST_F(PipeWait, AFinishedOperationWinsOverASignalledCancelEvent) {
+  const WatchedWait wait([&](DWORD, const HANDLE* events, BOOL, DWORD) {
+    silent.peer.write("hello");
+    ::SetEvent(events[1]);
+  });
+  EXPECT_EQ(readText(silent.end.get()), "hello");
+}
+
+TEST_F(PipeWait, EveryOperationRefusesBadArgumentsWithoutAMessage) {
   const DebuggerLines debugger;
   const LogFile log;
-  const WaitsForEitherEvent waits(pipe.end.get());
-  std::string buffer(16, '\0');
-  ::SetEvent(pipe_cancel_event(pipe.end.get()));
-  EXPECT_EQ(readWithin(pipe.end.get(), buffer, 0), -4);
-  EXPECT_EQ(waits.count(), 1);
+  pipe_handle* const end = silent.end.get();
+  char bytes[4] = {};
+  for (const std::function<int()>& call : std::vector<std::function<int()>>{
+           [] { return pipe_create(nullptr) == nullptr ? -1 : 0; },
+           [] { return pipe_open(nullptr) == nullptr ? -1 : 0; }, [] { return pipe_accept(nullptr, 1); },
+           [&] { return pipe_read(nullptr, bytes, 4, 1); }, [&] { return pipe_read(end, nullptr, 4, 1); },
+           [&] { return pipe_read(end, bytes, -1, 1); }, [&] { return pipe_write(nullptr, bytes, 4, 1); },
+           [&] { return pipe_write(end, nullptr, 4, 1); }, [&] { return pipe_write(end, bytes, -1, 1); }}) {
+    ::SetLastError(0);
+    EXPECT_EQ(call(), -1);
+    EXPECT_EQ(::GetLastError(), 160U);
+  }
   EXPECT_THAT(debugger.lines(), IsEmpty());
-}
-
-TEST(PipeCancel, EndsAWriteWithoutAMessage) {
-  const ConnectedServer pipe;
-  const DebuggerLines debugger;
-  const LogFile log;
-  const WaitsForEitherEvent waits(pipe.end.get());
-  ::SetEvent(pipe_cancel_event(pipe.end.get()));
-  EXPECT_EQ(writeText(pipe.end.get(), moreThanAPipeHolds(), 0), -4);
-  EXPECT_EQ(waits.count(), 1);
-  EXPECT_THAT(debugger.lines(), IsEmpty());
-}
-
-TEST(PipeCancel, OfAClientEndWorksToo) {
-  const ConnectedClient pipe;
-  std::string buffer(16, '\0');
-  ::SetEvent(pipe_cancel_event(pipe.end.get()));
-  EXPECT_EQ(readWithin(pipe.end.get(), buffer, 0), -4);
-}
-
-TEST(PipeCancel, EndsOneWaitOnly) {
-  const ConnectedServer pipe;
-  std::string buffer(16, '\0');
-  ::SetEvent(pipe_cancel_event(pipe.end.get()));
-  EXPECT_EQ(readWithin(pipe.end.get(), buffer, 0), -4);
-  ASSERT_TRUE(pipe.peer.write("hello"));
-  EXPECT_EQ(readText(pipe.end.get()), "hello");
-}
-
-TEST(PipeCancel, FromAnotherThreadEndsAWaitThatHasNoTimeout) {
-  const ConnectedServer pipe;
-  SubstitutedCall<&WindowsCalls::waitForMultipleObjects> wait(
-      [&](DWORD count, const HANDLE* events, BOOL forAll, DWORD milliseconds) {
-        EXPECT_EQ(milliseconds, INFINITE);
-        const HANDLE cancelEvent = events[1];
-        std::thread other([cancelEvent] { ::SetEvent(cancelEvent); });
-        const DWORD result = wait.real(count, events, forAll, milliseconds);
-        other.join();
-        return result;
-      });
-  std::string buffer(16, '\0');
-  EXPECT_EQ(readWithin(pipe.end.get(), buffer, 0), -4);
-}
-
-TEST(PipeWait, AFinishedOperationWinsOverASignalledCancelEvent) {
-  const ConnectedServer pipe;
-  SubstitutedCall<&WindowsCalls::waitForMultipleObjects> wait(
-      [&](DWORD count, const HANDLE* events, BOOL forAll, DWORD milliseconds) {
-        pipe.peer.write("hello");
-        ::SetEvent(events[1]);
-        return wait.real(count, events, forAll, milliseconds);
-      });
-  EXPECT_EQ(readText(pipe.end.get()), "hello");
 }
 
 }  // namespace
