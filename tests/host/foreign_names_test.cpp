@@ -100,18 +100,6 @@ std::string seenWithPage(const std::vector<std::string>& seen, std::vector<std::
   return arguments == kWorks && !isRead ? kOtherPage : arguments;
 }
 
-// JSON's escapes for the two characters that need one here.
-std::string escaped(const std::string& text) {
-  std::string result;
-  for (const char character : text) {
-    if (character == '"' || character == '\\') {
-      result += '\\';
-    }
-    result += character;
-  }
-  return result;
-}
-
 class ForeignNames : public HostTest {
  public:
   // A folder with the text as its name, or as the end of its path. Empty when there can be none.
@@ -312,7 +300,7 @@ class ForeignNames : public HostTest {
 
   std::string macroCell(const ForeignText& foreign) const {
     return requestCell([&](int context) { EXPECT_EQ(dll.kx_Play(context, foreign.text.c_str(), 30), KX_OK); },
-                       playRequest(escaped(foreign.text)));
+                       playRequest(escapedForJson(foreign.text)));
   }
 
   std::string variableNameCell(const ForeignText& foreign) const {
@@ -322,7 +310,7 @@ class ForeignNames : public HostTest {
           EXPECT_EQ(dll.kx_SetVar(context, foreign.text.c_str(), "value"), KX_OK);
           EXPECT_EQ(dll.kx_Play(context, "m", 30), KX_OK);
         },
-        request(escaped(foreign.text)), request(foreign.text));
+        request(escapedForJson(foreign.text)), request(foreign.text));
   }
 
   std::string variableValueCell(const ForeignText& foreign) const {
@@ -331,13 +319,13 @@ class ForeignNames : public HostTest {
           EXPECT_EQ(dll.kx_SetVar(context, "name", foreign.text.c_str()), KX_OK);
           EXPECT_EQ(dll.kx_Play(context, "m", 30), KX_OK);
         },
-        playRequest("m", {{"name", escaped(foreign.text)}}));
+        playRequest("m", {{"name", escapedForJson(foreign.text)}}));
   }
 
   std::string messageCell(const ForeignText& foreign) const {
     return requestCell(
         [&](int context) { EXPECT_EQ(dll.kx_Display(context, foreign.text.c_str(), 30), KX_OK); },
-        showRequest(escaped(foreign.text)));
+        showRequest(escapedForJson(foreign.text)));
   }
 
   std::string screenshotCell(const ForeignText& foreign) const {
@@ -346,7 +334,7 @@ class ForeignNames : public HostTest {
         [&](int context) {
           EXPECT_EQ(dll.kx_TakeBrowserScreenshot(context, path.c_str(), KX_SCREENSHOT_PAGE, 30), KX_OK);
         },
-        captureRequest(escaped(path), "webpage"));
+        captureRequest(escapedForJson(path), "webpage"));
   }
 
   std::string tempValue() const { return EnvironmentVariable::valueOf("TEMP").value_or(""); }

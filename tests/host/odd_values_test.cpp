@@ -59,18 +59,6 @@ std::vector<OddText> oddTexts() {
   };
 }
 
-// The text as a request holds it.
-std::string escaped(const std::string& text) {
-  const std::string plain = "\"\\\b\t\n\f\r";
-  const std::string letters = "\"\\btnfr";
-  std::string result;
-  for (const char c : text) {
-    const std::size_t at = plain.find(c);
-    result += at == std::string::npos ? std::string(1, c) : std::string("\\") + letters[at];
-  }
-  return result;
-}
-
 class OddValue : public HostTest, public ::testing::WithParamInterface<OddText> {
  protected:
   // The library still does what it is for.
@@ -97,7 +85,7 @@ TEST_P(OddValue, AnOddValueIsSentAsItIs) {
   EXPECT_EQ(dll.kx_Display(context, raw, 30), KX_OK);
   EXPECT_EQ(dll.kx_TakeBrowserScreenshot(context, raw, 1, 30), KX_OK);
 
-  const std::string sent = escaped(text);
+  const std::string sent = escapedForJson(text);
   EXPECT_TRUE(extension.requests() ==
               (std::vector<std::string>{initRequest(false, false), playRequest(sent, {{text, sent}}),
                                         showRequest(sent), captureRequest(sent, "webpage")}));

@@ -6,6 +6,18 @@
 #include <utility>
 #include <vector>
 
+// A text as requests hold it.
+inline std::string escapedForJson(const std::string& text) {
+  const std::string plain = "\"\\\b\t\n\f\r";
+  const std::string letters = "\"\\btnfr";
+  std::string result;
+  for (const char c : text) {
+    const std::size_t at = plain.find(c);
+    result += at == std::string::npos ? std::string(1, c) : std::string("\\") + letters[at];
+  }
+  return result;
+}
+
 using Variables = std::vector<std::pair<std::string, std::string>>;
 
 inline std::string requestText(const std::string& type, const std::string& arguments) {
