@@ -10,8 +10,6 @@
 #include "log/log.h"
 #include "process/win32/browser_shutdown.h"
 
-#include <windows.h>
-#include <memory>
 #include <string>
 #include <string_view>
 
