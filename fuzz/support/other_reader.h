@@ -11,22 +11,19 @@
 using OtherJson = nlohmann::ordered_json;
 
 struct OtherReading {
-  // Absent when the other library refuses the text, for one of the reasons below.
+  // Absent when the other library refuses the text.
   std::optional<OtherJson> value;
 
   // One object names a member twice. Ours refuses such a text, the other library does not.
   bool namesOneTwice = false;
 
-  // Why the other library may refuse. Two more reasons are taken away beforehand, by writing the text
-  // otherwise: "1." becomes "1.0", and half a surrogate pair becomes the character U+FFFD.
-  bool isNoUtf8 = false;
-  bool hasHugeNumber = false;
+  // It holds what the other library does not read: a point without a digit behind it, half a surrogate pair,
+  // a number beyond a double's range, or bytes that are not UTF-8.
+  bool mayBeRefused = false;
 };
 
 // The text must be complete and right by the grammar.
 OtherReading readByOther(std::string_view text);
-
-bool isUtf8(std::string_view bytes);
 
 // Equal in types, texts and numbers, and in the order of members. Throws what our parser throws.
 OtherJson readByOurs(std::string_view text);

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <numeric>
+#include <filesystem>
 #include <string>
 
 namespace kxsim {
@@ -23,23 +23,31 @@ class Misbehaviour : public testing::Test {
 
   std::string event(const std::string& name) const { return simulator_.eventName(name); }
 
-  // Starts the simulator with these lines in its script and shakes hands with it.
-  void connect(const std::vector<std::string>& lines) {
+  void script(const std::vector<std::string>& lines) {
     for (const std::string& line : lines) {
       simulator_.script(line);
     }
+  }
+
+  // Starts the simulator with these lines in its script and opens the well-known pipe.
+  void reach(const std::vector<std::string>& lines) {
+    script(lines);
     simulator_.start();
     host_.emplace(pipe());
     ASSERT_TRUE(host_->reached());
+  }
+
+  void connect(const std::vector<std::string>& lines) {
+    reach(lines);
     ASSERT_TRUE(host_->shakeHands());
   }
 
   void startWith(const std::vector<std::string>& lines) {
-    for (const std::string& line : lines) {
-      simulator_.script(line);
-    }
+    script(lines);
     simulator_.startOnly();
   }
+
+  Json exchange(const std::string& request = playText("")) { return Json::parse(host_->exchange(request)); }
 
   DWORD openError() {
     const HostPeer host(pipe());
@@ -66,30 +74,58 @@ TEST_F(Misbehaviour, ALateReplyWaitsForAnEvent) {
 TEST_F(Misbehaviour, ARuleWithACountAppliesToThatOccurrenceAlone) {
   connect({"on play 2 result -7 second"});
 
-  EXPECT_EQ(1, Json::parse(host_->exchange(playText(""))).at("errorCode"));
-  EXPECT_EQ(-7, Json::parse(host_->exchange(playText(""))).at("errorCode"));
-  EXPECT_EQ(1, Json::parse(host_->exchange(playText(""))).at("errorCode"));
+  for (const int expected : {1, -7, 1}) {
+    EXPECT_EQ(expected, exchange().at("errorCode"));
+  }
 }
 
-TEST_F(Misbehaviour, ASplitReplyArrivesInTwoReads) {
-  connect({"on play split 5"});
-
-  EXPECT_EQ(kPlainReply, host_->exchange(playText("")));
-  EXPECT_EQ((Sizes{5, kPlainReply.size() - 5}), host_->pieces());
-}
-
-TEST_F(Misbehaviour, AReplyInPiecesArrivesInReadsOfThoseSizes) {
-  connect({"on play pieces 1 2 3", "on play chunk 10"});
-
-  EXPECT_EQ(kPlainReply, host_->exchange(playText("")));
-  EXPECT_EQ((Sizes{1, 2, 3, 10, 10, kPlainReply.size() - 26}), host_->pieces());
-}
-
-TEST_F(Misbehaviour, AReplyInSingleBytesArrivesInReadsOfOneByte) {
-  connect({"on play chunk 1"});
-
-  EXPECT_EQ(kPlainReply, host_->exchange(playText("")));
-  EXPECT_EQ(Sizes(kPlainReply.size(), 1), host_->pieces());
+TEST_F(Misbehaviour, ARepliesBytesAndTheReadsInWhichTheyArriveCanBeChosen) {
+  const std::size_t size = kPlainReply.size();
+  const struct {
+    const char* rule;
+    std::vector<std::string> lines;
+    std::string bytes;
+    Sizes reads;
+    bool ends = false;
+  } cases[] = {
+      {"in two", {"on play 1 split 5"}, kPlainReply, {5, size - 5}},
+      {"pieces", {"on play 2 pieces 1 2 3", "on play 2 chunk 10"}, kPlainReply, {1, 2, 3, 10, 10, size - 26}},
+      {"single bytes", {"on play 3 chunk 1"}, kPlainReply, Sizes(size, 1)},
+      {"raw bytes", {"on play 4 reply \\x00\\xff{\\\"\\n"}, std::string("\0\xff{\\\"\n", 6), {6}},
+      {"two at once", {"on play 5 twice"}, kPlainReply + kPlainReply, {2 * size}},
+      {"around it",
+       {"on play 6 prepend \\t ", "on play 6 append {\"x"},
+       "\t " + kPlainReply + "{\"x",
+       {size + 5}},
+      {"a file", {"on play 7 reply-file " + simulator_.path("new reply.txt")}, "{\"errorCode\":5}", {15}},
+      {"a reply, then the end", {"on play 8 send", "on play@1 8 hang-up"}, kPlainReply, {size}, true},
+      {"a cut one, then the end", {"on play@2 1 cut 7"}, kPlainReply.substr(0, 7), {7}, true},
+      {"only the end", {"on play@3 1 hang-up"}, "", {}, true},
+  };
+  ASSERT_EQ(0U, writeWholeFile(simulator_.path("new reply.txt"), "{\"errorCode\":5}"));
+  for (const auto& c : cases) {
+    script(c.lines);
+  }
+  connect({});
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.rule);
+    host_->send(playText(""));
+    std::string bytes;
+    Sizes reads;
+    while (bytes.size() < c.bytes.size()) {
+      const std::string read = host_->readOnce();
+      ASSERT_FALSE(read.empty());
+      bytes += read;
+      reads.push_back(read.size());
+    }
+    EXPECT_EQ(c.bytes, bytes);
+    EXPECT_EQ(c.reads, reads);
+    if (c.ends) {
+      EXPECT_TRUE(host_->ended());
+      host_.emplace(pipe());
+      ASSERT_TRUE(host_->shakeHands());
+    }
+  }
 }
 
 TEST_F(Misbehaviour, AReplyCanStopHalfWayUntilAnEvent) {
@@ -103,64 +139,11 @@ TEST_F(Misbehaviour, AReplyCanStopHalfWayUntilAnEvent) {
   EXPECT_EQ(kPlainReply.substr(4), host_->readOnce());
 }
 
-TEST_F(Misbehaviour, ACutReplyIsFollowedByTheEnd) {
-  connect({"on play cut 7"});
-  host_->send(playText(""));
-
-  EXPECT_EQ(kPlainReply.substr(0, 7), host_->readOnce());
-  EXPECT_TRUE(host_->ended());
-}
-
-TEST_F(Misbehaviour, AHangUpInPlaceOfAReplySendsNothing) {
-  connect({"on play hang-up"});
-  host_->send(playText(""));
-
-  EXPECT_TRUE(host_->ended());
-}
-
-TEST_F(Misbehaviour, AHangUpAfterAReplyLetsTheReplyBeRead) {
-  connect({"on play send", "on play hang-up"});
-
-  EXPECT_EQ(kPlainReply, host_->exchange(playText("")));
-  EXPECT_TRUE(host_->ended());
-}
-
-TEST_F(Misbehaviour, RawBytesAreSentAsTheyAre) {
-  connect({"on play reply \\x00\\xff{\\\"\\n"});
-  host_->send(playText(""));
-
-  EXPECT_EQ(std::string("\0\xff{\\\"\n", 6), host_->readOnce());
-}
-
-TEST_F(Misbehaviour, AFileCanBeTheReply) {
-  const std::string content = "{\"errorCode\":5}";
-  ASSERT_EQ(0U, writeWholeFile(simulator_.path("new reply.txt"), content));
-  connect({"on play reply-file " + simulator_.path("new reply.txt")});
-
-  EXPECT_EQ(content, host_->exchange(playText("")));
-}
-
-TEST_F(Misbehaviour, TwoRepliesArriveInOneRead) {
-  connect({"on play twice"});
-  host_->send(playText(""));
-
-  EXPECT_EQ(kPlainReply + kPlainReply, host_->readOnce());
-}
-
-TEST_F(Misbehaviour, BytesCanStandBeforeAndBehindAReply) {
-  connect({"on play prepend \\t ", "on play append {\"x"});
-  host_->send(playText(""));
-
-  EXPECT_EQ("\t " + kPlainReply + "{\"x", host_->readOnce());
-}
-
 TEST_F(Misbehaviour, ARequestLeftUnansweredIsFollowedByTheNext) {
   connect({"on play 1 no-reply", "on play 2 extract second"});
   host_->send(playText("extract one"));
 
-  const Json reply = Json::parse(host_->exchange(playText("")));
-
-  EXPECT_EQ(Json::array({"second"}), reply.at("extractData"));
+  EXPECT_EQ(Json::array({"second"}), exchange().at("extractData"));
 }
 
 TEST_F(Misbehaviour, TheContentOfAReplyCanBeChosen) {
@@ -168,7 +151,7 @@ TEST_F(Misbehaviour, TheContentOfAReplyCanBeChosen) {
            "on play profiler p", "on play member waitForProcessId \"x\"", "on play nesting 3",
            "on play drop status"});
 
-  const Json reply = Json::parse(host_->exchange(playText("")));
+  const Json reply = exchange();
 
   EXPECT_EQ(
       Json::parse(R"({"errorCode":-3,"extractData":["a\nb"],"lastPerformance":[{"name":"load","value":"5"}],
@@ -176,36 +159,38 @@ TEST_F(Misbehaviour, TheContentOfAReplyCanBeChosen) {
       reply);
 }
 
-TEST_F(Misbehaviour, AReplyCanBeOfAnExactSize) {
-  connect({"on play reply-size 100000"});
+TEST_F(Misbehaviour, AReplyCanBeOfAnExactSizeOrHoldATableOfExtracts) {
+  connect({"on play 1 reply-size 100000", "on play 2 extract-table 500 20"});
 
   EXPECT_EQ(100000U, host_->exchange(playText("")).size());
-}
-
-TEST_F(Misbehaviour, AReplyCanHoldATableOfExtracts) {
-  connect({"on play extract-table 500 20"});
-
-  const Json reply = Json::parse(host_->exchange(playText("")));
-
+  const Json reply = exchange();
   EXPECT_EQ(500U, reply.at("extractData").size());
   EXPECT_EQ("abcdefghijklmnopqrst", reply.at("extractData").at(499));
 }
 
-TEST_F(Misbehaviour, ARequestThatIsNotReadBlocksTheHostsWrite) {
-  connect({"on before-request hold"});
-  const std::string request = playText(std::string(100000, '#'));
+// Nobody reads what is written.
+void expectBlocked(const PipeEnd& end, const std::string& bytes) {
   OVERLAPPED overlapped{};
   const UniqueHandle written(CreateEventW(nullptr, TRUE, FALSE, nullptr));
   overlapped.hEvent = written.get();
-
-  WriteFile(host_->own().nativeHandle(), request.data(), static_cast<DWORD>(request.size()), nullptr,
-            &overlapped);
-
+  WriteFile(end.nativeHandle(), bytes.data(), static_cast<DWORD>(bytes.size()), nullptr, &overlapped);
   EXPECT_EQ(static_cast<DWORD>(ERROR_IO_PENDING), GetLastError());
   EXPECT_EQ(static_cast<DWORD>(WAIT_TIMEOUT), WaitForSingleObject(written.get(), 100));
-  CancelIoEx(host_->own().nativeHandle(), &overlapped);
+  CancelIoEx(end.nativeHandle(), &overlapped);
   DWORD count = 0;
-  GetOverlappedResult(host_->own().nativeHandle(), &overlapped, &count, TRUE);
+  GetOverlappedResult(end.nativeHandle(), &overlapped, &count, TRUE);
+}
+
+TEST_F(Misbehaviour, ARequestThatIsNotReadBlocksTheHostsWrite) {
+  connect({"on before-request hold"});
+
+  expectBlocked(host_->own(), playText(std::string(100000, '#')));
+}
+
+TEST_F(Misbehaviour, AnUnreadNameLineBlocksTheHostWhenThePipesBufferIsSmall) {
+  reach({"server-buffer 1", "on connect hold"});
+
+  expectBlocked(host_->server(), "\\\\.\\pipe\\none\n");
 }
 
 TEST_F(Misbehaviour, TheProcessCanDieInTheMiddleOfARequest) {
@@ -220,7 +205,7 @@ TEST_F(Misbehaviour, ABrokenOffRequestIsKeptApartFromTheNext) {
   connect({"on torn set-event " + event("torn")});
   host_->send("{\n \"type\" : \"play\",\n \"args\" : {\n  \"source\" : \"half");
 
-  const Json reply = Json::parse(host_->exchange(playText("extract whole")));
+  const Json reply = exchange(playText("extract whole"));
 
   EXPECT_EQ(Json::array({"whole"}), reply.at("extractData"));
   EXPECT_EQ("{\n \"type\" : \"play\",\n \"args\" : {\n  \"source\" : \"half",
@@ -229,11 +214,7 @@ TEST_F(Misbehaviour, ABrokenOffRequestIsKeptApartFromTheNext) {
 }
 
 TEST_F(Misbehaviour, TheSimulatorCanFailToConnectBack) {
-  simulator_.script("on handshake set-event " + event("named"));
-  simulator_.script("on handshake hang-up");
-  simulator_.script("on gone set-event " + event("gone"));
-  simulator_.start();
-  host_.emplace(pipe());
+  reach({"on handshake hang-up", "on gone set-event " + event("gone")});
   host_->sendNameLine();
   simulator_.waitFor("gone");
 
@@ -242,10 +223,7 @@ TEST_F(Misbehaviour, TheSimulatorCanFailToConnectBack) {
 }
 
 TEST_F(Misbehaviour, TheSimulatorCanConnectBackLate) {
-  simulator_.script("on handshake set-event " + event("named"));
-  simulator_.script("on handshake wait-event " + event("go"));
-  simulator_.start();
-  host_.emplace(pipe());
+  reach({"on handshake set-event " + event("named"), "on handshake wait-event " + event("go")});
   host_->sendNameLine();
   simulator_.waitFor("named");
   EXPECT_FALSE(simulator_.eventLogHas("conn=1 connected"));
@@ -262,10 +240,7 @@ TEST_F(Misbehaviour, TheSimulatorCanConnectBackAndLeaveAtOnce) {
 }
 
 TEST_F(Misbehaviour, TheSimulatorCanBeGoneBeforeTheHostWaitsForIt) {
-  simulator_.script("early-connect");
-  simulator_.script("on connected hang-up");
-  simulator_.start();
-  host_.emplace(pipe());
+  reach({"early-connect", "on connected hang-up"});
   host_->sendNameLine();
 
   // The write has only just ended, so by now the simulator has come and left.
@@ -277,35 +252,12 @@ TEST_F(Misbehaviour, TheSimulatorCanBeGoneBeforeTheHostWaitsForIt) {
 }
 
 TEST_F(Misbehaviour, TheWellKnownPipeCanBeClosedUnread) {
-  simulator_.script("on connect hang-up");
-  simulator_.script("on gone set-event " + event("gone"));
-  simulator_.start();
-  host_.emplace(pipe());
-  ASSERT_TRUE(host_->reached());
+  reach({"on connect hang-up", "on gone set-event " + event("gone")});
 
   std::string bytes;
   EXPECT_EQ(PipeEnd::Outcome::kEnded, host_->server().read(bytes, 1));
   simulator_.waitFor("gone");
   EXPECT_EQ("(no file)", simulator_.recorded("name-line-1.bin"));
-}
-
-TEST_F(Misbehaviour, AnUnreadNameLineBlocksTheHostWhenThePipesBufferIsSmall) {
-  simulator_.script("server-buffer 1");
-  simulator_.script("on connect hold");
-  simulator_.start();
-  host_.emplace(pipe());
-  const std::string line = "\\\\.\\pipe\\none\n";
-  OVERLAPPED overlapped{};
-  const UniqueHandle written(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-  overlapped.hEvent = written.get();
-
-  WriteFile(host_->server().nativeHandle(), line.data(), static_cast<DWORD>(line.size()), nullptr,
-            &overlapped);
-
-  EXPECT_EQ(static_cast<DWORD>(WAIT_TIMEOUT), WaitForSingleObject(written.get(), 100));
-  CancelIoEx(host_->server().nativeHandle(), &overlapped);
-  DWORD count = 0;
-  GetOverlappedResult(host_->server().nativeHandle(), &overlapped, &count, TRUE);
 }
 
 TEST_F(Misbehaviour, TheWellKnownPipeCanComeLate) {
@@ -359,7 +311,7 @@ TEST_F(Misbehaviour, TheProcessCanDieAtItsStart) {
 TEST_F(Misbehaviour, TheProcessCanOutliveItsExit) {
   connect({"on exit stay"});
 
-  const Json reply = Json::parse(host_->exchange(requestText("exit")));
+  const Json reply = exchange(requestText("exit"));
 
   EXPECT_EQ(simulator_.processId(), reply.at("waitForProcessId").get<DWORD>());
   EXPECT_EQ(kPlainReply, host_->exchange(playText("")));
@@ -388,24 +340,18 @@ TEST_F(Misbehaviour, ExitCanNameAnyProcessOrNone) {
   connect({"on start stay", "on exit 1 wait-for-pid 0", "on exit 2 wait-for-pid -1.5",
            "on exit 3 wait-for-pid none", "on exit 4 wait-for-pid $(pid)"});
 
-  EXPECT_EQ(0, Json::parse(host_->exchange(requestText("exit"))).at("waitForProcessId"));
-  EXPECT_EQ(-1.5, Json::parse(host_->exchange(requestText("exit"))).at("waitForProcessId"));
-  EXPECT_FALSE(Json::parse(host_->exchange(requestText("exit"))).contains("waitForProcessId"));
-  EXPECT_EQ(simulator_.processId(),
-            Json::parse(host_->exchange(requestText("exit"))).at("waitForProcessId").get<DWORD>());
+  EXPECT_EQ(0, exchange(requestText("exit")).at("waitForProcessId"));
+  EXPECT_EQ(-1.5, exchange(requestText("exit")).at("waitForProcessId"));
+  EXPECT_FALSE(exchange(requestText("exit")).contains("waitForProcessId"));
+  EXPECT_EQ(simulator_.processId(), exchange(requestText("exit")).at("waitForProcessId").get<DWORD>());
 }
 
 TEST_F(Misbehaviour, TheFirefoxProfileCanBeHeld) {
-  for (const char* folder :
-       {"Mozilla", "Mozilla\\Firefox", "Mozilla\\Firefox\\Profiles", "Mozilla\\Firefox\\Profiles\\abc"}) {
-    CreateDirectoryW(toWide(simulator_.path(folder)).c_str(), nullptr);
-  }
+  std::filesystem::create_directories(toWide(simulator_.path("Mozilla\\Firefox\\Profiles\\abc")));
   ASSERT_EQ(0U, writeWholeFile(simulator_.path("Mozilla\\Firefox\\profiles.ini"),
                                "[Profile0]\nName=dev\nIsRelative=1\nPath=Profiles/abc\n"));
   const std::string lock = simulator_.path("Mozilla\\Firefox\\Profiles\\abc\\parent.lock");
-  simulator_.script("on start lock-profile");
-  simulator_.script("on gone unlock");
-  simulator_.script("on gone set-event " + event("gone"));
+  script({"on start lock-profile", "on gone unlock", "on gone set-event " + event("gone")});
   simulator_.start("-no-remote -P \"dev\"");
 
   EXPECT_FALSE(readWholeFile(lock).has_value());
@@ -422,7 +368,7 @@ TEST_F(Misbehaviour, RulesForOneConnectionLeaveTheOthersAlone) {
   HostPeer second(pipe());
   ASSERT_TRUE(second.shakeHands());
 
-  EXPECT_EQ(1, Json::parse(host_->exchange(playText(""))).at("errorCode"));
+  EXPECT_EQ(1, exchange().at("errorCode"));
   EXPECT_EQ(-2, Json::parse(second.exchange(playText(""))).at("errorCode"));
   EXPECT_EQ(1, Json::parse(second.exchange(playText(""))).at("errorCode"));
 }
