@@ -1,15 +1,12 @@
-// Compares the options scan with two regular expression engines: this library's own, on every text over a
-// small alphabet and on many longer ones, and a browser's, whose matches tools/record_option_matches.mjs has
-// recorded. The former recurses once per character, so it is good for short texts only.
+// Compares the options scan with a regular expression engine, on every text over a small alphabet and on many
+// longer ones. The engine recurses once per character, so it is good for short texts only.
 
 #include "api/options.h"
-#include "support/files.h"
 
 #include <gtest/gtest.h>
 
 #include <random>
 #include <regex>
-#include <sstream>
 
 namespace kx {
 
@@ -98,47 +95,6 @@ TEST(OptionsEngine, AgreesOnManyLongerTexts) {
     }
     expectSameAsEngine(text);
   }
-}
-
-// "%" and two hexadecimal digits stand for a byte.
-std::string unescaped(const std::string& field) {
-  std::string bytes;
-  for (std::size_t i = 0; i < field.size(); ++i) {
-    if (field[i] == '%') {
-      bytes += static_cast<char>(std::stoi(field.substr(i + 1, 2), nullptr, 16));
-      i += 2;
-    } else {
-      bytes += field[i];
-    }
-  }
-  return bytes;
-}
-
-std::vector<std::string> fieldsOf(const std::string& line) {
-  std::vector<std::string> fields;
-  std::istringstream stream(line + '\t');
-  for (std::string field; std::getline(stream, field, '\t');) {
-    fields.push_back(unescaped(field));
-  }
-  return fields;
-}
-
-TEST(OptionsEngine, AgreesWithTheMatchesThatABrowsersEngineFinds) {
-  const auto recorded = fileBytes(std::string(KX_GOLDEN_DIR) + "/option_matches.txt");
-  ASSERT_TRUE(recorded);
-
-  int inputs = 0;
-  std::istringstream lines(*recorded);
-  for (std::string line; std::getline(lines, line); ++inputs) {
-    const std::vector<std::string> fields = fieldsOf(line);
-    ASSERT_EQ(fields.size() % 2, 1U) << line;
-    Options expected;
-    for (std::size_t i = 1; i < fields.size(); i += 2) {
-      expected.insert_or_assign(fields[i], fields[i + 1]);
-    }
-    EXPECT_EQ(parseOptions(fields.front().c_str()), expected) << line;
-  }
-  EXPECT_EQ(inputs, 6000);
 }
 
 }  // namespace
