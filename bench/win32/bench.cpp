@@ -70,6 +70,12 @@ void Bench::reportPoint(const std::string& shape, std::size_t bytes, double libr
   writeLine(resultFile_, line.str());
 }
 
+void require(bool isRight, const std::string& what) {
+  if (!isRight) {
+    throw std::runtime_error(what);
+  }
+}
+
 std::string wish(Shape shape, std::size_t size, std::uint32_t seed) {
   return std::string(nameOf(shape)) + " " + std::to_string(size) + " " + std::to_string(seed);
 }

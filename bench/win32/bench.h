@@ -8,6 +8,7 @@
 #include "win32/measure.h"
 
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -50,8 +51,11 @@ class Bench {
 
 struct Row {
   const char* name;
-  void (*measure)(Bench& bench);
+  std::function<void(Bench& bench)> measure;
 };
+
+// Throws when something is not what was measured.
+void require(bool isRight, const std::string& what);
 
 // The rows of each topic.
 std::vector<Row> exchangeRows();

@@ -41,23 +41,28 @@ class Lock {
 
 }  // namespace
 
-Peer::Peer() : profile_(uniqueName("peer")), pipe_(L"\\\\.\\pipe\\" + wide(profile_) + L".runner") {
-  const std::string readyName = uniqueName("ready");
-  const HANDLE ready = ::CreateEventW(nullptr, TRUE, FALSE, wide(readyName).c_str());
-  std::wstring line =
-      wide("kx_bench_peer.exe " + narrow(pipe_) + " " + std::to_string(kPeerThreads) + " " + readyName);
+HANDLE startedProgram(const std::string& commandLine) {
   std::wstring folder(1024, L'\0');
   folder.resize(::GetModuleFileNameW(nullptr, folder.data(), static_cast<DWORD>(folder.size())));
-  const std::wstring program = folder.substr(0, folder.rfind(L'\\') + 1) + L"kx_bench_peer.exe";
+  const std::wstring program =
+      folder.substr(0, folder.rfind(L'\\') + 1) + wide(commandLine.substr(0, commandLine.find(' ')));
+  std::wstring line = wide(commandLine);
   STARTUPINFOW startup{};
   startup.cb = sizeof startup;
   PROCESS_INFORMATION started{};
   if (::CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
                        &started) == FALSE) {
-    failWith("cannot start the peer");
+    failWith("cannot start " + narrow(program));
   }
   ::CloseHandle(started.hThread);
-  process_ = started.hProcess;
+  return started.hProcess;
+}
+
+Peer::Peer() : profile_(uniqueName("peer")), pipe_(L"\\\\.\\pipe\\" + wide(profile_) + L".runner") {
+  const std::string readyName = uniqueName("ready");
+  const HANDLE ready = ::CreateEventW(nullptr, TRUE, FALSE, wide(readyName).c_str());
+  process_ = startedProgram("kx_bench_peer.exe " + narrow(pipe_) + " " + std::to_string(kPeerThreads) + " " +
+                            readyName);
   const std::array<HANDLE, 2> handles = {ready, process_};
   const DWORD result = ::WaitForMultipleObjects(2, handles.data(), FALSE, kPeerStartMilliseconds);
   ::CloseHandle(ready);

@@ -25,6 +25,9 @@ class Peer {
   HANDLE process_ = nullptr;
 };
 
+// A program in this one's folder, started with that command line, of which it is the first word.
+HANDLE startedProgram(const std::string& commandLine);
+
 // How a bare connection begins and ends.
 enum class Handshake {
   PipesOnly,     // open, create, write, accept; flush, disconnect, close

@@ -30,9 +30,7 @@ class Contexts {
 
   void lookUp() const {
     for (const int number : numbers_) {
-      if (library_.kx_GetLastErrorNumber(number) != 0) {
-        throw std::runtime_error("a context is not there");
-      }
+      require(library_.kx_GetLastErrorNumber(number) == 0, "a context is not there");
     }
   }
 
@@ -49,7 +47,7 @@ class Contexts {
 };
 
 // The time per context of the first leg, with many, against that of the second, with few.
-void measureContexts(Bench& bench, const std::string& row, void (*prepare)(Contexts& contexts, int count),
+void measureContexts(Bench& bench, const char* row, void (*prepare)(Contexts& contexts, int count),
                      void (*run)(Contexts& contexts, int count)) {
   Contexts contexts(bench.library());
   const auto leg = [&](int count) {

@@ -22,12 +22,6 @@ struct Exchange {
   std::size_t answerBytes = 0;
 };
 
-void require(bool isRight, const std::string& what) {
-  if (!isRight) {
-    throw std::runtime_error(what);
-  }
-}
-
 // The library's results, read back as a host reads them, against what the text was made to say.
 void checkResults(const KxLibrary& library, int context, const ResponseFields& fields) {
   require(library.kx_GetLastErrorNumber(context) == fields.errorCode, "another error number");
@@ -91,10 +85,18 @@ std::vector<Leg> exchangeLegs(Bench& bench, const LibraryContext& context,
       inTurn(exchanges, [&bench](const Exchange& e) { bench.control().exchange(e.request, e.answerBytes); })};
 }
 
-void measurePlay(Bench& bench, const std::string& row, Shape shape, std::size_t size, double seconds = 4) {
-  const LibraryContext context(bench.library(), bench.peer().profile());
-  const std::vector<Exchange> exchanges = preparedExchanges(bench, context, shape, size);
-  bench.compare(row, exchangeLegs(bench, context, exchanges), bench.effort(seconds));
+// A quick run has smaller texts.
+std::size_t sized(const Bench& bench, Shape shape, std::size_t size) {
+  return shape != Shape::Members ? bench.sized(size) : bench.isQuick() ? size / 10 : size;
+}
+
+Row play(const char* name, Shape shape, std::size_t size, double seconds = 4) {
+  return {name, [=](Bench& bench) {
+            const LibraryContext context(bench.library(), bench.peer().profile());
+            const std::vector<Exchange> exchanges =
+                preparedExchanges(bench, context, shape, sized(bench, shape, size));
+            bench.compare(name, exchangeLegs(bench, context, exchanges), bench.effort(seconds));
+          }};
 }
 
 void measureRoundTrip(Bench& bench) {
@@ -152,7 +154,7 @@ std::string variableName(int index) {
   return "variable_" + std::to_string(index);
 }
 
-void measureVariables(Bench& bench, const std::string& row, int count) {
+void measureVariables(Bench& bench, const char* row, int count) {
   const LibraryContext context(bench.library(), bench.peer().profile());
   const std::string source = wish(Shape::Small, 0, 0);
   const auto setAll = [&] {
@@ -172,8 +174,10 @@ void measureVariables(Bench& bench, const std::string& row, int count) {
 }
 
 // How much more each byte, or each member, of a large answer takes than of a small one.
-void measureGrowth(Bench& bench, const std::string& row, Shape shape, std::size_t small, std::size_t large,
+void measureGrowth(Bench& bench, const char* row, Shape shape, std::size_t smallSize, std::size_t largeSize,
                    int timesSmall) {
+  const std::size_t small = sized(bench, shape, smallSize);
+  const std::size_t large = sized(bench, shape, largeSize);
   const LibraryContext context(bench.library(), bench.peer().profile());
   const Exchange smallOne = preparedExchange(bench, context, shape, small, kSeeds[0]);
   const Exchange largeOne = preparedExchange(bench, context, shape, large, kSeeds[0]);
@@ -196,45 +200,24 @@ void measureGrowth(Bench& bench, const std::string& row, Shape shape, std::size_
 std::vector<Row> exchangeRows() {
   return {
       {"round_trip", measureRoundTrip},
-      {"play_small", [](Bench& b) { measurePlay(b, "play_small", Shape::Small, 0, 8); }},
+      play("play_small", Shape::Small, 0, 8),
       {"handshake", measureHandshake},
-      {"play_10_kb", [](Bench& b) { measurePlay(b, "play_10_kb", Shape::OneString, 10000, 6); }},
-      {"play_one_string_1_mb",
-       [](Bench& b) { measurePlay(b, "play_one_string_1_mb", Shape::OneString, b.sized(kMegabyte)); }},
-      {"play_one_string_16_mb",
-       [](Bench& b) {
-         measurePlay(b, "play_one_string_16_mb", Shape::OneString, b.sized(16 * kMegabyte), 6);
-       }},
-      {"play_one_string_64_mb",
-       [](Bench& b) {
-         measurePlay(b, "play_one_string_64_mb", Shape::OneString, b.sized(64 * kMegabyte), 8);
-       }},
-      {"play_one_extract_8_mb",
-       [](Bench& b) { measurePlay(b, "play_one_extract_8_mb", Shape::OneExtract, b.sized(8 * kMegabyte)); }},
-      {"play_escapes_16_mb",
-       [](Bench& b) { measurePlay(b, "play_escapes_16_mb", Shape::Escapes, b.sized(16 * kMegabyte), 6); }},
-      {"play_short_items_1_mb",
-       [](Bench& b) { measurePlay(b, "play_short_items_1_mb", Shape::ShortItems, b.sized(kMegabyte)); }},
-      {"play_short_items_16_mb",
-       [](Bench& b) {
-         measurePlay(b, "play_short_items_16_mb", Shape::ShortItems, b.sized(16 * kMegabyte), 6);
-       }},
-      {"play_members_10000",
-       [](Bench& b) { measurePlay(b, "play_members_10000", Shape::Members, b.isQuick() ? 1000 : 10000); }},
-      {"play_members_100000",
-       [](Bench& b) {
-         measurePlay(b, "play_members_100000", Shape::Members, b.isQuick() ? 10000 : 100000, 6);
-       }},
+      play("play_10_kb", Shape::OneString, 10000, 6),
+      play("play_one_string_1_mb", Shape::OneString, kMegabyte),
+      play("play_one_string_16_mb", Shape::OneString, 16 * kMegabyte, 6),
+      play("play_one_string_64_mb", Shape::OneString, 64 * kMegabyte, 8),
+      play("play_one_extract_8_mb", Shape::OneExtract, 8 * kMegabyte),
+      play("play_escapes_16_mb", Shape::Escapes, 16 * kMegabyte, 6),
+      play("play_short_items_1_mb", Shape::ShortItems, kMegabyte),
+      play("play_short_items_16_mb", Shape::ShortItems, 16 * kMegabyte, 6),
+      play("play_members_10000", Shape::Members, 10000),
+      play("play_members_100000", Shape::Members, 100000, 6),
       {"growth_one_string",
        [](Bench& b) {
-         measureGrowth(b, "growth_one_string", Shape::OneString, b.sized(kMegabyte), b.sized(64 * kMegabyte),
-                       16);
+         measureGrowth(b, "growth_one_string", Shape::OneString, kMegabyte, 64 * kMegabyte, 16);
        }},
       {"growth_members",
-       [](Bench& b) {
-         measureGrowth(b, "growth_members", Shape::Members, b.isQuick() ? 1000 : 10000,
-                       b.isQuick() ? 10000 : 100000, 4);
-       }},
+       [](Bench& b) { measureGrowth(b, "growth_members", Shape::Members, 10000, 100000, 4); }},
       {"play_variables_1000", [](Bench& b) { measureVariables(b, "play_variables_1000", 1000); }},
       {"play_variables_100000",
        [](Bench& b) { measureVariables(b, "play_variables_100000", b.isQuick() ? 10000 : 100000); }},

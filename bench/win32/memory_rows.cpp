@@ -1,6 +1,5 @@
 // How much memory an answer needs, at most and afterwards, in sizes of the answer. Each figure comes from a
 // process of its own, whose memory before the first play is taken off.
-#include "support/win32/text.h"
 #include "win32/bench.h"
 #include "win32/windows_error.h"
 
@@ -16,26 +15,20 @@ constexpr std::size_t kMegabyte = std::size_t{1} << 20;
 constexpr DWORD kChildMilliseconds = 120000;
 
 struct Memory {
-  double now = 0;
+  double privateBytes = 0;
+  double workingSet = 0;
   double peak = 0;
 };
 
-// The private bytes at present. Their peak is what the system gives as the peak of the working set, because
-// Wine keeps no peak of private bytes; here, where nothing is swapped, the two grow alike.
+// The peak of private bytes is what the system gives as the peak of the working set, because Wine keeps none
+// of private bytes; here, where nothing is swapped, the two grow alike.
 Memory memoryInUse() {
   PROCESS_MEMORY_COUNTERS counters{};
   if (::GetProcessMemoryInfo(::GetCurrentProcess(), &counters, sizeof counters) == FALSE) {
     failWith("the system does not tell how much memory is in use");
   }
-  return {static_cast<double>(counters.PagefileUsage), static_cast<double>(counters.PeakWorkingSetSize)};
-}
-
-double workingSet() {
-  PROCESS_MEMORY_COUNTERS counters{};
-  if (::GetProcessMemoryInfo(::GetCurrentProcess(), &counters, sizeof counters) == FALSE) {
-    failWith("the system does not tell how much memory is in use");
-  }
-  return static_cast<double>(counters.WorkingSetSize);
+  return {static_cast<double>(counters.PagefileUsage), static_cast<double>(counters.WorkingSetSize),
+          static_cast<double>(counters.PeakWorkingSetSize)};
 }
 
 struct MemoryRow {
@@ -54,25 +47,14 @@ constexpr MemoryRow kRows[] = {
 };
 
 void runChild(Bench& bench, const std::string& row) {
-  std::wstring program(1024, L'\0');
-  program.resize(::GetModuleFileNameW(nullptr, program.data(), static_cast<DWORD>(program.size())));
-  std::wstring line = wide("kx_bench_host.exe --results " + bench.resultFile() + " --memory " + row + " " +
-                           bench.peer().profile() + (bench.isQuick() ? " --quick" : ""));
-  STARTUPINFOW startup{};
-  startup.cb = sizeof startup;
-  PROCESS_INFORMATION started{};
-  if (::CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                       &started) == FALSE) {
-    failWith("cannot start a process for a memory row");
-  }
+  const HANDLE process =
+      startedProgram("kx_bench_host.exe --results " + bench.resultFile() + " --memory " + row + " " +
+                     bench.peer().profile() + (bench.isQuick() ? " --quick" : ""));
   DWORD exitCode = 1;
-  const DWORD result = ::WaitForSingleObject(started.hProcess, kChildMilliseconds);
-  ::GetExitCodeProcess(started.hProcess, &exitCode);
-  ::CloseHandle(started.hThread);
-  ::CloseHandle(started.hProcess);
-  if (result != WAIT_OBJECT_0 || exitCode != 0) {
-    throw std::runtime_error("the process for " + row + " has failed");
-  }
+  const DWORD result = ::WaitForSingleObject(process, kChildMilliseconds);
+  ::GetExitCodeProcess(process, &exitCode);
+  ::CloseHandle(process);
+  require(result == WAIT_OBJECT_0 && exitCode == 0, "the process for " + row + " has failed");
 }
 
 }  // namespace
@@ -95,13 +77,13 @@ double measureMemory(const std::string& name, const std::string& profile, bool i
     const LibraryContext context(library, profile);
     context.play(wish(Shape::Small, 0, 0));
     const Memory before = memoryInUse();
-    const double workingSetBefore = workingSet();
     for (int i = 0; i < row.plays; ++i) {
       context.play(wish(row.shape, size, kSeeds[0]));
     }
     context.play(wish(Shape::Small, 0, 0));
     const Memory after = memoryInUse();
-    const double bytes = row.isHeld ? after.now - before.now : after.peak - workingSetBefore;
+    const double bytes =
+        row.isHeld ? after.privateBytes - before.privateBytes : after.peak - before.workingSet;
     return bytes / static_cast<double>(size);
   }
   throw std::runtime_error("there is no memory row " + name);

@@ -29,12 +29,6 @@ int copyProfilerData(const KxLibrary& library, int context, char* buffer, int si
   return library.kx_GetPerformance(context, buffer, size);
 }
 
-void require(bool isRight, const std::string& what) {
-  if (!isRight) {
-    throw std::runtime_error(what);
-  }
-}
-
 char* append(char* end, const std::string& text) {
   return std::copy(text.begin(), text.end(), end);
 }
@@ -52,7 +46,7 @@ std::size_t joinByHand(const std::vector<std::string>& extracts, char* buffer) {
 }
 
 // A text of 8 MB against a memcpy of as many bytes.
-void measureCopy(Bench& bench, const std::string& row, Shape shape, CopyText copy) {
+void measureCopy(Bench& bench, const char* row, Shape shape, CopyText copy) {
   const LibraryContext context(bench.library(), bench.peer().profile());
   context.play(wish(shape, bench.sized(8 * kMegabyte), kSeeds[0]));
   const int size = copy(bench.library(), context.number(), nullptr, 0);
@@ -90,7 +84,7 @@ void measureJoined(Bench& bench) {
 }
 
 // Asking how long a text is, for one of many megabytes and for one of a kilobyte.
-void measureSizeQuery(Bench& bench, const std::string& row, Shape shape, std::size_t bytes, CopyText copy) {
+void measureSizeQuery(Bench& bench, const char* row, Shape shape, std::size_t bytes, CopyText copy) {
   const LibraryContext large(bench.library(), bench.peer().profile());
   const LibraryContext small(bench.library(), bench.peer().profile());
   large.play(wish(shape, bench.sized(bytes), kSeeds[0]));
@@ -132,24 +126,19 @@ void measureSetVariable(Bench& bench) {
 }  // namespace
 
 std::vector<Row> readBackRows() {
+  const auto copy = [](const char* name, Shape shape, CopyText copyText) {
+    return Row{name, [=](Bench& b) { measureCopy(b, name, shape, copyText); }};
+  };
+  const auto size = [](const char* name, Shape shape, std::size_t bytes, CopyText copyText) {
+    return Row{name, [=](Bench& b) { measureSizeQuery(b, name, shape, bytes, copyText); }};
+  };
   return {
       {"set_variable", measureSetVariable},
-      {"read_one_extract",
-       [](Bench& b) { measureCopy(b, "read_one_extract", Shape::OneExtract, copyFirstExtract); }},
-      {"read_profiler_data",
-       [](Bench& b) { measureCopy(b, "read_profiler_data", Shape::OneString, copyProfilerData); }},
+      copy("read_one_extract", Shape::OneExtract, copyFirstExtract),
+      copy("read_profiler_data", Shape::OneString, copyProfilerData),
       {"read_all_extracts_joined", measureJoined},
-      {"size_of_one_extract",
-       [](Bench& b) {
-         measureSizeQuery(b, "size_of_one_extract", Shape::OneExtract, 8 * kMegabyte, copyFirstExtract);
-       }},
-      {"size_of_all_extracts",
-       [](Bench& b) {
-         measureSizeQuery(b, "size_of_all_extracts", Shape::ShortItems, 16 * kMegabyte, copyAllExtracts);
-       }},
-      {"size_of_profiler_data",
-       [](Bench& b) {
-         measureSizeQuery(b, "size_of_profiler_data", Shape::OneString, 8 * kMegabyte, copyProfilerData);
-       }},
+      size("size_of_one_extract", Shape::OneExtract, 8 * kMegabyte, copyFirstExtract),
+      size("size_of_all_extracts", Shape::ShortItems, 16 * kMegabyte, copyAllExtracts),
+      size("size_of_profiler_data", Shape::OneString, 8 * kMegabyte, copyProfilerData),
   };
 }
