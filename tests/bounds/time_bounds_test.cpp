@@ -215,7 +215,7 @@ std::vector<std::string> tableOfThePage() {
   return table;
 }
 
-TEST_F(TimeBounds, AreThoseOfThePage) {
+TEST_F(TimeBounds, TheBoundsAreThoseOfThePage) {
   std::vector<std::string> table;
   for (const Row& row : rows()) {
     std::string line = "| " + row.call + " | " + row.situation + " |";
@@ -231,15 +231,14 @@ TEST_F(TimeBounds, AreThoseOfThePage) {
   EXPECT_EQ(tableOfThePage(), table) << ::testing::PrintToString(table);
 }
 
-TEST_F(TimeBounds, OfANegativeTimeoutAreThoseOfTenMinutes) {
+TEST_F(TimeBounds, ANegativeTimeoutIsBoundedAsOneOfTenMinutes) {
   for (const Row& row : rows()) {
     SCOPED_TRACE(row.call + ": " + row.situation);
     EXPECT_EQ(textOf(measure(row.timed, -1, row.peer(600))), textOf(measure(row.timed, 600, row.peer(600))));
   }
 }
 
-// ---- Whatever a peer does
-// ----------------------------------------------------------------------------------
+// ---- Whatever a peer does --------------------------------------------------------------------------------
 
 const std::vector<Way>& waysAt(Moment moment) {
   static const std::vector<Way> lock = {Way::Late, Way::Never};
@@ -350,8 +349,7 @@ TEST_F(WhateverAPeerDoes, AnExitTakesNoLongerThanItsRequestAndTheBrowsersEnd) {
   EXPECT_FALSE(time.isForEver);
 }
 
-// ---- What has no bound
-// -------------------------------------------------------------------------------------
+// ---- What has no bound -----------------------------------------------------------------------------------
 
 TEST_F(TimeBounds, APipeThatStaysBusyHoldsAStartFiveSecondsEachTime) {
   constexpr int kRounds = 1000;

@@ -27,7 +27,7 @@ constexpr FailingMacro kFailingMacros[] = {
     {"fail(-77, 'Kein Knopf „Senden“');", -77, "Kein Knopf „Senden“"},
 };
 
-TEST_P(PageErrors, FailThePlayAreToldAndDoNotTouchTheNext) {
+TEST_P(PageErrors, AFailedPlayIsToldAndDoesNotTouchTheNext) {
   for (const FailingMacro& failing : kFailingMacros) {
     SCOPED_TRACE(failing.macro);
 
@@ -43,7 +43,7 @@ TEST_P(PageErrors, FailThePlayAreToldAndDoNotTouchTheNext) {
   }
 }
 
-TEST_P(PageErrors, MayBeAllowedByTheMacro) {
+TEST_P(PageErrors, AMacroMayAllowThePageToThrow) {
   play(R"(
     allowPageErrors();
     await open(variables.site + '/throws-on-click');

@@ -3,7 +3,7 @@
 // pipes, so that every cell of the matrix takes milliseconds. What the host is told and what the log says is
 // an approved text, tests/golden/peer_faults_*.txt; that no wait is without an end, that nothing is left
 // behind, and that the context can be exited and started again, is asserted for each cell. Browsers that die
-// or are killed, being processes, are in dying_browser_test.cpp.
+// or are killed are processes: tests/scenario/dying_browser_test.cpp.
 #include "fault/walk/walked_conversation.h"
 #include "fault/walk/watchdog.h"
 #include "support/win32/golden_log.h"
@@ -18,20 +18,11 @@ namespace {
 using Moment = StagedExtension::Moment;
 using Wrong = StagedExtension::Wrong;
 
-const char* nameOf(Wrong wrong) {
-  switch (wrong) {
-    case Wrong::Closes:
-      return "closes";
-    case Wrong::Stalls:
-      return "stalls";
-    case Wrong::Garbage:
-      return "sends garbage";
-    case Wrong::TooMuch:
-      return "sends too much";
-    case Wrong::Nothing:
-      break;
-  }
-  return "does nothing wrong";
+std::string nameOf(Wrong wrong) {
+  return wrong == Wrong::Closes    ? "closes"
+         : wrong == Wrong::Stalls  ? "stalls"
+         : wrong == Wrong::Garbage ? "sends garbage"
+                                   : "sends too much";
 }
 
 struct Step {
@@ -64,7 +55,7 @@ class PeerMatrix : public ::testing::Test {
   // init, play, display, exit, with one misdeed. Gives the host's view of it. An answer that comes late comes
   // between the call that timed out and the next one, and a picture is taken as well.
   std::string walkOnce(const StagedExtension::Misdeed& misdeed, bool answersLate = false) {
-    watchdog_.expect(std::string(nameOf(misdeed.wrong)) + " at moment " +
+    watchdog_.expect(nameOf(misdeed.wrong) + " at moment " +
                      std::to_string(static_cast<int>(misdeed.moment)) + ", request " +
                      std::to_string(misdeed.request) + ", byte " + std::to_string(misdeed.byte));
     const Holdings before = holdings(around_);
@@ -147,7 +138,7 @@ class PeerMatrix : public ::testing::Test {
   std::string lastAccount_;
 };
 
-TEST_F(PeerMatrix, AtEveryStep) {
+TEST_F(PeerMatrix, WrongThingsAtEveryStep) {
   const std::vector<Step> steps = {
       {"before it reads the name line", Moment::NameLine, 0},
       {"before it connects back", Moment::ConnectBack, 0},
@@ -164,7 +155,7 @@ TEST_F(PeerMatrix, AtEveryStep) {
     const bool canStall = step.moment != Moment::Connected && step.moment != Moment::AfterAnswer;
     for (const Wrong wrong : {Wrong::Closes, Wrong::Stalls, Wrong::Garbage, Wrong::TooMuch}) {
       if (wrong == Wrong::Closes || (wrong == Wrong::Stalls ? canStall : canSend)) {
-        tell(std::string(nameOf(wrong)) + " " + step.name, walkOnce({wrong, step.moment, step.request, 0}));
+        tell(nameOf(wrong) + " " + step.name, walkOnce({wrong, step.moment, step.request, 0}));
       }
     }
   }
@@ -174,11 +165,11 @@ TEST_F(PeerMatrix, AtEveryStep) {
 class EveryByte : public PeerMatrix, public ::testing::WithParamInterface<int> {};
 
 // An answer that goes wrong after each of its bytes, the first and the last included.
-TEST_P(EveryByte, OfAnAnswer) {
+TEST_P(EveryByte, WrongThingsBehindEveryByteOfAnAnswer) {
   const std::size_t length = std::string(StagedExtension::kSuccess).size();
   for (const Wrong wrong : {Wrong::Closes, Wrong::Stalls, Wrong::Garbage, Wrong::TooMuch}) {
     for (std::size_t byte = 0; byte <= length; ++byte) {
-      tell(std::string(nameOf(wrong)) + " after byte " + std::to_string(byte),
+      tell(nameOf(wrong) + " after byte " + std::to_string(byte),
            walkOnce({wrong, Moment::Answer, GetParam(), byte}));
     }
   }
@@ -193,7 +184,7 @@ INSTANTIATE_TEST_SUITE_P(Requests, EveryByte, ::testing::Values(kInit, kPlay, kE
 
 // The rest of an answer that stalled comes when its call has timed out: it counts as the answer to the next
 // call, whole, unless there is none on this connection.
-TEST_F(PeerMatrix, LateAnswers) {
+TEST_F(PeerMatrix, ALateAnswerCountsAsThatOfTheNextCall) {
   const std::size_t length = std::string(StagedExtension::kSuccess).size();
   for (const Step& step :
        {Step{"the start", Moment::Answer, kInit}, Step{"the play", Moment::Answer, kPlay},

@@ -141,11 +141,11 @@ class DyingBrowser : public Conversation, public ::testing::WithParamInterface<D
   const NamedEvent gone_;
 };
 
-TEST_P(DyingBrowser, ThatEndsByItself) {
+TEST_P(DyingBrowser, ABrowserThatEndsByItselfIsToldToTheHost) {
   expectWhatTheHostIsToldWhen([&] { dies_.signal(); });
 }
 
-TEST_P(DyingBrowser, ThatIsKilled) {
+TEST_P(DyingBrowser, ABrowserThatIsKilledIsToldToTheHost) {
   expectWhatTheHostIsToldWhen([&] { process_->kill(); });
 }
 

@@ -28,7 +28,7 @@ class Exit : public Conversation, public ::testing::WithParamInterface<End> {
   SimulatedBrowser browser_;
 };
 
-TEST_P(Exit, EndsTheBrowserOrLeavesItRunningAndFreesTheContext) {
+TEST_P(Exit, AnExitEndsTheBrowserOrLeavesItRunningAndFreesTheContext) {
   for (const char* line : GetParam().script) {
     browser_.script(line);
   }
@@ -65,7 +65,7 @@ INSTANTIATE_TEST_SUITE_P(
         End{"ThatAnswersWithGarbage", true, {"on exit reply bye", "on exit stay"}, 0}),
     [](const auto& tested) { return tested.param.name; });
 
-TEST_F(Exit, LetsTheContextLaunchItsBrowserAgain) {
+TEST_F(Exit, AfterAnExitTheContextCanLaunchAgain) {
   launch(browser_);
   ASSERT_EQ(exit(), KX_OK);
 
@@ -76,7 +76,7 @@ TEST_F(Exit, LetsTheContextLaunchItsBrowserAgain) {
   EXPECT_EQ(exit(), KX_OK);
 }
 
-TEST_F(Exit, KillsTheProcessThatTheAnswerNamesAndNotTheLaunchedOne) {
+TEST_F(Exit, AnExitKillsTheProcessThatItsAnswerNamesAndNotTheLaunchedOne) {
   const HelperProcess other({"wait", uniqueName("never")});
   browser_.script("on exit wait-for-pid " + std::to_string(other.id()));
   browser_.script("on exit stay");
@@ -89,7 +89,7 @@ TEST_F(Exit, KillsTheProcessThatTheAnswerNamesAndNotTheLaunchedOne) {
   EXPECT_TRUE(browser_.isRunning());
 }
 
-TEST_F(Exit, KillsTheLaunchedBrowserThatDoesNotAnswerAndNotOneThatAnEarlierAnswerNamed) {
+TEST_F(Exit, AnExitWithoutAnAnswerKillsTheLaunchedProcessAndNotOneNamedEarlier) {
   const HelperProcess other({"wait", uniqueName("never")});
   browser_.script("on play wait-for-pid " + std::to_string(other.id()));
   browser_.script("on exit hang-up");
@@ -104,7 +104,7 @@ TEST_F(Exit, KillsTheLaunchedBrowserThatDoesNotAnswerAndNotOneThatAnEarlierAnswe
 
 // The exit's request waits for the end of the macro's, gives up, and the browser is killed before its
 // connection is closed: a close waits for a browser that does not read.
-TEST_F(Exit, KillsALaunchedBrowserThatDoesNotRead) {
+TEST_F(Exit, AnExitKillsALaunchedBrowserThatDoesNotRead) {
   browser_.script("on before-request 2 hold");
   launch(browser_);
   ASSERT_EQ(play(std::string(1000000, 'm'), 1), KX_FAILED);
@@ -116,7 +116,7 @@ TEST_F(Exit, KillsALaunchedBrowserThatDoesNotRead) {
 }
 
 // The browser answers the exit although the play before it was given up.
-TEST_F(Exit, LetsALaunchedBrowserEndByItselfAfterAPlayThatTimedOut) {
+TEST_F(Exit, ABrowserEndsByItselfAfterAPlayThatTimedOut) {
   browser_.script("on play no-reply");
   launch(browser_);
   const ObservedProcess process = browser_.process();

@@ -20,7 +20,7 @@ class Hosts : public Conversation {
 
 // The first start launches the browser; the second begins meanwhile, and must not look for the pipe before
 // the first has opened it.
-TEST_F(Hosts, ThatStartOneBrowserAtOnceLaunchItOnce) {
+TEST_F(Hosts, TwoStartsAtOnceLaunchOneBrowser) {
   const NamedEvent launching;
   const NamedEvent serve;
   browser_.script("on serve set-event " + launching.name());
@@ -53,7 +53,7 @@ TEST_F(Hosts, ThatStartOneBrowserAtOnceLaunchItOnce) {
   EXPECT_EQ(exit(), KX_OK);
 }
 
-TEST_F(Hosts, InAnotherProcessAreServedBesideTheFirst) {
+TEST_F(Hosts, AHostInAnotherProcessIsServedBesideTheFirst) {
   const NamedEvent gone;
   browser_.script("on gone set-event " + gone.name());
   attach(browser_);
@@ -68,7 +68,7 @@ TEST_F(Hosts, InAnotherProcessAreServedBesideTheFirst) {
   EXPECT_EQ(extract(), "mine");
 }
 
-TEST_F(Hosts, ThatDieInAConversationLeaveTheBrowserToTheNext) {
+TEST_F(Hosts, AHostThatDiesInAConversationLeavesTheBrowserToTheNext) {
   const NamedEvent gone;
   browser_.script("on play 1 no-reply");
   browser_.script("on gone set-event " + gone.name());
@@ -84,7 +84,7 @@ TEST_F(Hosts, ThatDieInAConversationLeaveTheBrowserToTheNext) {
 }
 
 // The start lock of a host that was killed counts as free.
-TEST_F(Hosts, ThatDieInAStartLeaveTheBrowserToTheNext) {
+TEST_F(Hosts, AHostThatDiesInAStartLeavesTheBrowserToTheNext) {
   const NamedEvent launched;
   const NamedEvent serve;
   browser_.script("on serve set-event " + launched.name());
@@ -106,7 +106,7 @@ TEST_F(Hosts, ThatDieInAStartLeaveTheBrowserToTheNext) {
 }
 
 // A host with more rights makes a lock that one with fewer may not open. Here the access list lets nobody in.
-TEST_F(Hosts, ThatMayNotOpenTheStartLockLaunchABrowserInVainAndEndIt) {
+TEST_F(Hosts, AHostThatMayNotOpenTheStartLockLaunchesABrowserInVainAndEndsIt) {
   ACL nobody{};
   SECURITY_DESCRIPTOR descriptor{};
   ::InitializeAcl(&nobody, sizeof(nobody), ACL_REVISION);

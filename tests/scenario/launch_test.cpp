@@ -23,7 +23,7 @@ std::ostream& operator<<(std::ostream& stream, const LaunchOptions& launch) {
 class Launch : public Conversation, public ::testing::WithParamInterface<LaunchOptions> {};
 
 // Program and start page lie in folders with blanks, so that both are quoted.
-TEST_P(Launch, GivesTheBrowserItsArgumentsAndMeetsItOnItsPipe) {
+TEST_P(Launch, ALaunchedBrowserGetsItsArgumentsAndIsMetOnItsPipe) {
   const LaunchOptions& options = GetParam();
   SimulatedBrowser browser(uniqueName(options.browser == std::string("cr") ? "chrome" : "firefox") + ".exe",
                            "program files");
@@ -66,12 +66,12 @@ std::vector<LaunchOptions> launchOptions() {
 INSTANTIATE_TEST_SUITE_P(Options, Launch, ::testing::ValuesIn(launchOptions()),
                          [](const auto& tested) { return tested.param.name; });
 
-class LaunchAfterAFailedConnect : public Conversation {
+class LaunchAttempt : public Conversation {
  protected:
   const LogFile log_;
 };
 
-TEST_F(LaunchAfterAFailedConnect, IsMadeOnceHoweverLateTheBrowserServesItsPipe) {
+TEST_F(LaunchAttempt, ABrowserIsLaunchedOnceHoweverLateItServesItsPipe) {
   SimulatedBrowser browser;
   const NamedEvent go;
   browser.script("on serve wait-event " + go.name());
@@ -83,7 +83,7 @@ TEST_F(LaunchAfterAFailedConnect, IsMadeOnceHoweverLateTheBrowserServesItsPipe) 
   EXPECT_EQ(exit(), KX_OK);
 }
 
-TEST_F(LaunchAfterAFailedConnect, WaitsUntilARunningFirefoxHasLetItsProfileGo) {
+TEST_F(LaunchAttempt, AProfileThatARunningFirefoxHoldsIsLaunchedOnceItIsFree) {
   user_.writeProfiles("[Profile0]\nName=dev\nIsRelative=1\nPath=Profiles/dev\nDefault=1\n");
   std::filesystem::create_directories(wide(user_.roaming() + "\\Mozilla\\Firefox\\Profiles\\dev"));
   SimulatedBrowser running;
@@ -96,19 +96,21 @@ TEST_F(LaunchAfterAFailedConnect, WaitsUntilARunningFirefoxHasLetItsProfileGo) {
   }
   running.startOnly();
   ASSERT_TRUE(locked.wait());
+  bool wasHeld = false;
   const LogSignal afterFirstAttempt("Client: connect failed but lock present", 1, [&] {
-    EXPECT_FALSE(launched.hasRecorded("command-line.txt"));
+    wasHeld = !launched.hasRecorded("command-line.txt");
     leave.signal();
   });
 
   EXPECT_EQ(init({.program = launched.program()}), KX_OK);
 
+  EXPECT_TRUE(wasHeld);
   EXPECT_EQ(browserProcessId(), launched.processId());
   EXPECT_EQ(exit(), KX_OK);
 }
 
 // A forward slash makes no folder to start in, and a program needs one.
-TEST_F(LaunchAfterAFailedConnect, FailsForAPathWithoutABackslash) {
+TEST_F(LaunchAttempt, AProgramWithoutABackslashInItsPathCannotBeLaunched) {
   const SimulatedBrowser browser;
   std::string program = browser.program();
   std::replace(program.begin(), program.end(), '\\', '/');

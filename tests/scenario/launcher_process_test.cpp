@@ -24,7 +24,7 @@ class LauncherProcess : public Conversation {
   SimulatedBrowser browser_;
 };
 
-TEST_F(LauncherProcess, GivesItsIdAndAnExitWaitsForTheBrowserThatItsAnswerNames) {
+TEST_F(LauncherProcess, ALauncherGivesItsIdAndAnExitWaitsForTheBrowserThatItsAnswerNames) {
   browser_.script("on exit send");
   browser_.script("on exit delay 700");
   launch(browser_);
@@ -39,7 +39,7 @@ TEST_F(LauncherProcess, GivesItsIdAndAnExitWaitsForTheBrowserThatItsAnswerNames)
   EXPECT_EQ(process.exitCode(), kOwnExitCode);
 }
 
-TEST_F(LauncherProcess, LeavesTheBrowserRunningWhenAnExitIsNotAnswered) {
+TEST_F(LauncherProcess, AnExitThatIsNotAnsweredLeavesTheBrowserOfALauncherRunning) {
   browser_.script("on exit no-reply");
   launch(browser_);
   browser_.mayStay();
@@ -51,7 +51,7 @@ TEST_F(LauncherProcess, LeavesTheBrowserRunningWhenAnExitIsNotAnswered) {
   EXPECT_FALSE(isInitialised());
 }
 
-TEST_F(LauncherProcess, LeavesTheBrowserRunningWhenAStartFails) {
+TEST_F(LauncherProcess, AStartThatFailsLeavesTheBrowserOfALauncherRunning) {
   const NamedEvent started;
   browser_.script("on start set-event " + started.name());
   browser_.script("serve-never");
@@ -63,7 +63,7 @@ TEST_F(LauncherProcess, LeavesTheBrowserRunningWhenAStartFails) {
   EXPECT_TRUE(browserProcess().isRunning());
 }
 
-TEST_F(LauncherProcess, OfARunnersBrowserMakesNoDifference) {
+TEST_F(LauncherProcess, ARunnersExitEndsTheBrowserOfALauncher) {
   const std::string profile = uniqueName("profile");
   browser_.start("-P \"" + profile + "\" -kx-pipe \"\\\\.\\pipe\\" + profile + ".runner\"");
   ASSERT_EQ(dll_.kxr_Init(context_, "fx", ("-runner -fxProfile " + profile).c_str(), 0, 30), KX_OK);

@@ -16,9 +16,11 @@ class Log : public Conversation {
     golden.with(md5Digest(profile_), "<digest>").with(profile_, "<profile>").with(user_.name(), "<user>");
     golden.with("(" + std::to_string(browser_.processId()) + ")", "(<browser>)");
     // These lengths depend on how many digits the ids have.
-    golden.with("], len = " + std::to_string(browser_.nameLine().size()) + "\n", "], len = <name line>\n");
+    golden.with("], len = " + std::to_string(browser_.recorded("name-line-1.bin").size()) + "\n",
+                "], len = <name line>\n");
     if (browser_.hasRecorded("reply-1-2.bin")) {
-      golden.with("Read " + std::to_string(browser_.reply(2).size()) + " bytes", "Read <answer> bytes");
+      golden.with("Read " + std::to_string(browser_.recorded("reply-1-2.bin").size()) + " bytes",
+                  "Read <answer> bytes");
     }
     golden.expect(name, log);
   }
@@ -38,7 +40,7 @@ class Log : public Conversation {
   SimulatedBrowser browser_;
 };
 
-TEST_F(Log, OfALaunchAndAnExit) {
+TEST_F(Log, LogOfALaunchAndAnExit) {
   ASSERT_EQ(
       dll_.kx_Init(context_, "fx", ("-fxProfile " + profile_).c_str(), browser_.program().c_str(), 0, 1, 60),
       KX_OK);
@@ -53,7 +55,7 @@ TEST_F(Log, OfALaunchAndAnExit) {
   expectGolden("log_init_launch.txt", withoutRepeatedAttempts(launch));
 }
 
-TEST_F(Log, OfALaunchWhoseFirstRequestIsNotAnswered) {
+TEST_F(Log, LogOfALaunchWhoseFirstRequestIsNotAnswered) {
   browser_.script("on init no-reply");
   const LogSignal serving = untilItServes(browser_);
   const LogSignal connected = untilItConnects(browser_);
@@ -65,7 +67,7 @@ TEST_F(Log, OfALaunchWhoseFirstRequestIsNotAnswered) {
   EXPECT_FALSE(browser_.isRunning());
 }
 
-TEST_F(Log, OfAnExitOfABrowserThatStays) {
+TEST_F(Log, LogOfAnExitOfABrowserThatStays) {
   browser_.script("on exit stay");
   launch(browser_);
   log_.clear();
@@ -75,7 +77,7 @@ TEST_F(Log, OfAnExitOfABrowserThatStays) {
   expectGolden("log_exit_stays.txt", withoutNumbersAfter("exit failed, error ", log_.text()));
 }
 
-TEST_F(Log, OfAnExitThatIsNotAnswered) {
+TEST_F(Log, LogOfAnExitThatIsNotAnswered) {
   browser_.script("on exit no-reply");
   launch(browser_);
   log_.clear();

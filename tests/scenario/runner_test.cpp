@@ -70,7 +70,7 @@ TEST_F(Runner, AnExtensionThatDoesNotConnectBackIsTriedAgain) {
   EXPECT_EQ(init("fx", firefox_, 1), KX_OK);
 }
 
-TEST_F(Runner, AFailedStartLeavesTheBrowserRunning) {
+TEST_F(Runner, ARunnersFailedStartLeavesTheBrowserRunning) {
   browser_.script("on init no-reply");
   browser_.start(commandLine("fx", firefox_));
 
@@ -80,7 +80,7 @@ TEST_F(Runner, AFailedStartLeavesTheBrowserRunning) {
   EXPECT_TRUE(browser_.isRunning());
 }
 
-TEST_F(Runner, TheExitDoesNotWaitForTheBrowsersEnd) {
+TEST_F(Runner, ARunnersExitDoesNotWaitForTheBrowsersEnd) {
   const NamedEvent leave;
   browser_.script("on exit send");
   browser_.script("on exit wait-event " + leave.name());
@@ -95,7 +95,7 @@ TEST_F(Runner, TheExitDoesNotWaitForTheBrowsersEnd) {
   EXPECT_EQ(process.exitCode(), 0U);
 }
 
-TEST_F(Runner, AnExitThatIsNotAnsweredLeavesTheBrowserRunningAndConnected) {
+TEST_F(Runner, ARunnersExitThatIsNotAnsweredLeavesTheBrowserRunningAndConnected) {
   browser_.script("on exit 1 no-reply");
   browser_.script("on exit exit-code 7");
   browser_.start(commandLine("fx", firefox_));

@@ -58,7 +58,7 @@ class ManyContexts : public Conversation {
   std::atomic<int> visits_{0};
 };
 
-TEST_F(ManyContexts, AThousandServeSixteenThreadsWhileOthersComeAndGo) {
+TEST_F(ManyContexts, AThousandContextsServeSixteenThreadsWhileOthersComeAndGo) {
   const int count = shareOf(1000);
   std::vector<std::vector<int>> shares(kUsers);
   std::set<int> used;

@@ -88,7 +88,7 @@ class Threads : public ::testing::Test {
   const LogFile log_;
 };
 
-TEST_F(Threads, TheLibraryStartsNoneFromItsLoadingToItsUnloading) {
+TEST_F(Threads, TheLibraryStartsNoThreadFromItsLoadingToItsUnloading) {
   const SimulatedBrowser browser;
   const int before = threadCount();
   {

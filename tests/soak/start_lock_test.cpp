@@ -63,7 +63,7 @@ class FightForTheStartLock : public Conversation {
   const TempFolder reports_{"reports"};
 };
 
-TEST_F(FightForTheStartLock, OfTwoProcessesOneAtATimeHoldsIt) {
+TEST_F(FightForTheStartLock, OfTwoProcessesOneAtATimeHoldsTheStartLock) {
   const NamedEvent go;
   const HelperProcess first(fightingHost(go, reports_.path("first"), shareOf(500)));
   const HelperProcess second(fightingHost(go, reports_.path("second"), shareOf(500)));
@@ -74,7 +74,7 @@ TEST_F(FightForTheStartLock, OfTwoProcessesOneAtATimeHoldsIt) {
   EXPECT_EQ(second.exitCode(INFINITE), 0U) << fileBytes(reports_.path("second"));
 }
 
-TEST_F(FightForTheStartLock, AProcessThatIsKilledWhileItHoldsItLetsTheOtherGoOn) {
+TEST_F(FightForTheStartLock, AProcessThatIsKilledWithTheStartLockLetsTheOtherGoOn) {
   const int rounds = shareOf(100);
   for (int round = 0; round < rounds; ++round) {
     ASSERT_NO_FATAL_FAILURE(killTheHolder()) << "round " << round;

@@ -232,7 +232,7 @@ std::string lowerSnake(const std::string& name) {
   return result;
 }
 
-TEST_P(CallWalk, MakesTheSameCallsEveryTime) {
+TEST_P(CallWalk, AConversationMakesTheSameCallsEveryTime) {
   record();
   const Recording first = record();
   const Recording second = record();
@@ -245,7 +245,7 @@ TEST_P(CallWalk, MakesTheSameCallsEveryTime) {
   EXPECT_TRUE(first.lines == second.lines);
 }
 
-TEST_P(CallWalk, FailsCleanlyWhateverCallFails) {
+TEST_P(CallWalk, AConversationFailsCleanlyWhateverCallFails) {
   record();
   const Recording usual = record();
 
@@ -272,7 +272,7 @@ TEST_P(CallWalk, FailsCleanlyWhateverCallFails) {
 // The calls that write the log are many, and always the same; two conversations are enough for them.
 class LogCallWalk : public CallWalk {};
 
-TEST_P(LogCallWalk, GoesOnAsIfNothingHadHappened) {
+TEST_P(LogCallWalk, AConversationGoesOnWhateverCallOfTheLogFails) {
   record();
   const Recording usual = record();
 

@@ -126,7 +126,7 @@ class MemoryWalk : public ::testing::TestWithParam<WalkedConversation> {
   Watchdog watchdog_;
 };
 
-TEST_P(MemoryWalk, FailsCleanlyWhicheverAllocationIsRefused) {
+TEST_P(MemoryWalk, AConversationFailsCleanlyWhicheverAllocationIsRefused) {
   warmUp();
   const Recording usual = record();
   ASSERT_GT(usual.allocations, 20U);
@@ -136,7 +136,7 @@ TEST_P(MemoryWalk, FailsCleanlyWhicheverAllocationIsRefused) {
   }
 }
 
-TEST_P(MemoryWalk, FailsCleanlyWhenMemoryRunsOut) {
+TEST_P(MemoryWalk, AConversationFailsCleanlyWhenMemoryRunsOut) {
   warmUp();
   const Recording usual = record();
 
@@ -181,14 +181,14 @@ class LackOfMemory : public ::testing::Test {
   const KxLibrary& dll_ = around_.dll;
 };
 
-TEST_F(LackOfMemory, InAPlayLeavesNothingOfThePlayBefore) {
+TEST_F(LackOfMemory, LackOfMemoryInAPlayLeavesNothingOfThePlayBefore) {
   EXPECT_EQ(withoutMemory([&] { return dll_.kx_Play(run_.context(), "macro", 1); }), KX_FAILED);
 
   EXPECT_EQ(dll_.extract(run_.context(), 0), "");
   EXPECT_EQ(dll_.kx_GetLastErrorNumber(run_.context()), KX_ERROR_SUCCESS) << "that of the answer before";
 }
 
-TEST_F(LackOfMemory, InAnExitLeavesTheContextItsBrowser) {
+TEST_F(LackOfMemory, LackOfMemoryInAnExitLeavesTheContextItsBrowser) {
   EXPECT_EQ(withoutMemory([&] { return dll_.kx_Exit(run_.context(), 1); }), KX_FAILED);
 
   EXPECT_EQ(dll_.kx_Exit(run_.context(), 1), KX_OK);
@@ -196,7 +196,7 @@ TEST_F(LackOfMemory, InAnExitLeavesTheContextItsBrowser) {
 }
 
 // What the run-time needs for the first exception of a thread is allocated on that thread.
-TEST(MemoryOfANewThread, MayRunOutBeforeItsFirstException) {
+TEST(MemoryOfANewThread, MemoryMayRunOutBeforeTheFirstExceptionOfAThread) {
   Surroundings around;
   Watchdog watchdog;
   const int context = around.dll.kx_ContextCreate();

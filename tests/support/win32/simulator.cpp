@@ -113,7 +113,6 @@ SimulatedBrowser::SimulatedBrowser(const std::string& programName, const std::st
   }
   script("watch-parent " + std::to_string(::GetCurrentProcessId()));
   script("idle-limit 120");
-  script("on start set-event " + begun_.name());
   script("on serving set-event " + serving_.name());
   script("on connected set-event " + connected_.name());
 }
@@ -159,10 +158,6 @@ void SimulatedBrowser::await(const NamedEvent& event, const std::string& failure
   }
 }
 
-void SimulatedBrowser::kill() {
-  started_.value().kill();
-}
-
 int SimulatedBrowser::runningCount() const {
   return static_cast<int>(processesOf(program_).size());
 }
@@ -181,26 +176,6 @@ DWORD SimulatedBrowser::processId() const {
     throw std::runtime_error(std::to_string(ids.size()) + " processes of " + program_ + " started, not one");
   }
   return ids.front();
-}
-
-std::string SimulatedBrowser::nameLine(int connection) const {
-  return recorded("name-line-" + std::to_string(connection) + ".bin");
-}
-
-std::string SimulatedBrowser::request(int number, int connection) const {
-  return recorded("request-" + std::to_string(connection) + "-" + std::to_string(number) + ".bin");
-}
-
-std::string SimulatedBrowser::reply(int number, int connection) const {
-  return recorded("reply-" + std::to_string(connection) + "-" + std::to_string(number) + ".bin");
-}
-
-std::string SimulatedBrowser::lastRequest() const {
-  int number = 0;
-  while (hasRecorded("request-1-" + std::to_string(number + 1) + ".bin")) {
-    ++number;
-  }
-  return request(number);
 }
 
 std::string SimulatedBrowser::recorded(const std::string& fileName) const {

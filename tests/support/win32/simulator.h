@@ -37,10 +37,8 @@ class SimulatedBrowser {
   // Thousands of conversations would leave ten thousands of files, so long runs do without.
   enum class Recording { On, Off };
 
-  // Plays Firefox or Chrome when neither the script nor its switches say which.
-  static SimulatedBrowser firefox() { return SimulatedBrowser(uniqueName("firefox") + ".exe"); }
-  static SimulatedBrowser chrome() { return SimulatedBrowser(uniqueName("chrome") + ".exe"); }
-
+  // A program called chrome... plays Chrome, and every other one Firefox, unless its switches or the script
+  // say otherwise.
   explicit SimulatedBrowser(const std::string& programName = uniqueName("browser") + ".exe",
                             const std::string& folderName = "browser", Recording recording = Recording::On);
   // Ends what is left of it. A process that the test did not start and that still runs is a failure of the
@@ -60,14 +58,10 @@ class SimulatedBrowser {
   void start(const std::string& arguments = "");
   // The same without the wait.
   void startOnly(const std::string& arguments = "");
-  // Wait until a process of this program has started and noted so, serves its pipe, has connected back to a
-  // host.
-  void awaitStart() const { await(begun_, "does not start"); }
+  // Wait until a process of this program serves its pipe, has connected back to a host.
   void awaitServing() const { await(serving_, "does not serve its pipe"); }
   void awaitConnection() const { await(connected_, "does not connect back"); }
 
-  // Ends the process that the test started.
-  void kill();
   // Says that a browser which the library launched is meant to outlive it.
   void mayStay() { mayStay_ = true; }
 
@@ -80,13 +74,9 @@ class SimulatedBrowser {
   DWORD processId() const;
   ObservedProcess process() const { return ObservedProcess(processId()); }
 
-  // What it recorded; connections and requests count from 1.
+  // What it recorded.
   std::string commandLine() const { return recorded("command-line.txt"); }
   std::string workingDirectory() const { return recorded("working-directory.txt"); }
-  std::string nameLine(int connection = 1) const;
-  std::string request(int number, int connection = 1) const;
-  std::string reply(int number, int connection = 1) const;
-  std::string lastRequest() const;
   std::string recorded(const std::string& fileName) const;
   bool hasRecorded(const std::string& fileName) const;
   // The lines of its event log that begin like this.
@@ -101,7 +91,6 @@ class SimulatedBrowser {
   std::string folder_;
   std::string program_;
   std::string scriptPath_;
-  const NamedEvent begun_;
   const NamedEvent serving_;
   const NamedEvent connected_;
   std::optional<ObservedProcess> started_;
