@@ -61,8 +61,8 @@ install(FILES "${PROJECT_SOURCE_DIR}/peers/simulator/README.md" DESTINATION "${k
 
 install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" "${PROJECT_SOURCE_DIR}/packaging/NOTICES.md"
         DESTINATION "${kx_documents_dir}" COMPONENT notices)
-# The run-time's own texts come from the packages whose code was linked.
-foreach(package IN ITEMS mingw-w64-common gcc-mingw-w64-base)
+# The texts of what was linked come from its packages.
+foreach(package IN ITEMS mingw-w64-common gcc-mingw-w64-base libcli11-dev)
   install(FILES "/usr/share/doc/${package}/copyright" DESTINATION "${kx_documents_dir}" RENAME "${package}.txt"
           COMPONENT notices OPTIONAL)
 endforeach()

@@ -35,3 +35,13 @@ file(CREATE_LINK "${KXTCP64_NLOHMANN_INCLUDE}/nlohmann" "${kx_third_party_includ
 
 add_library(kx_nlohmann_json INTERFACE)
 target_include_directories(kx_nlohmann_json SYSTEM INTERFACE "${kx_third_party_include}")
+
+# The command line of kx.exe.
+find_path(KXTCP64_CLI11_INCLUDE CLI/CLI.hpp PATHS /usr/include /usr/local/include NO_CMAKE_FIND_ROOT_PATH)
+if(NOT KXTCP64_CLI11_INCLUDE)
+  message(FATAL_ERROR "CLI/CLI.hpp is not installed: run ./dev setup, or install the package libcli11-dev")
+endif()
+file(CREATE_LINK "${KXTCP64_CLI11_INCLUDE}/CLI" "${kx_third_party_include}/CLI" SYMBOLIC)
+
+add_library(kx_cli11 INTERFACE)
+target_include_directories(kx_cli11 SYSTEM INTERFACE "${kx_third_party_include}")

@@ -19,13 +19,20 @@ from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
 DOCUMENTS = Path("share/doc/kxtcp64")
-PROGRAMS = ("KXTCP64.dll", "kxsim.exe", "first_host.exe")
+PROGRAMS = ("KXTCP64.dll", "kx.exe", "kxsim.exe", "first_host.exe")
+
+# What the linker's maps do not show.
+HEADER_LIBRARIES = {
+    "kx.exe": ("/usr/include/nlohmann/json.hpp", "/usr/include/CLI/CLI.hpp"),
+    "kxsim.exe": ("/usr/include/nlohmann/json.hpp",),
+}
 
 # The licences as NOTICES.md explains them.
 LICENCES = {
     "gcc-mingw-w64": "GPL-3.0-or-later WITH GCC-exception-3.1",
     "mingw-w64": "ZPL-2.1 AND MIT AND BSD-3-Clause AND LicenseRef-public-domain",
     "nlohmann-json3": "MIT",
+    "cli11": "BSD-3-Clause",
 }
 PUBLIC_DOMAIN = {
     "licenseId": "LicenseRef-public-domain",
@@ -118,8 +125,8 @@ def parts_of(tree, name):
     # The build tree's own archives are the project's.
     foreign = [path for path in archives if not path.startswith(str(tree))]
     parts = {tuple(debian_package(path)) for path in foreign}
-    if name == "kxsim.exe":
-        parts.add(tuple(debian_package("/usr/include/nlohmann/json.hpp")))
+    for header in HEADER_LIBRARIES.get(name, ()):
+        parts.add(tuple(debian_package(header)))
     if not parts:
         raise SystemExit(f"finish_package: {linker_map} names no archive of the run-time")
     return sorted(parts)

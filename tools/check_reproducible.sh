@@ -14,7 +14,7 @@ set -euo pipefail
 root=$(readlink -f "$(dirname "${BASH_SOURCE[0]}")/..")
 scratch=$(realpath -m "$1")
 bin=${2:+$(readlink -f "$2")}
-files=(KXTCP64.dll kxsim.exe first_host.exe)
+files=(KXTCP64.dll kx.exe kxsim.exe first_host.exe)
 # Objects of an earlier build would prove nothing.
 export CCACHE_DISABLE=1
 
@@ -24,7 +24,7 @@ build_copy() {
   git -C "$root" ls-files -z --cached --others --exclude-standard -- CMakeLists.txt CMakePresets.json cmake packaging src \
     LICENSE CHANGELOG.md examples peers/simulator | (cd "$root" && xargs -0 cp --parents -t "$folder")
   cmake --preset windows-release -S "$folder" -B "$folder/build" >"$folder.log"
-  cmake --build "$folder/build" --target KXTCP64 kxsim first_host >>"$folder.log"
+  cmake --build "$folder/build" --target KXTCP64 kx_cli kxsim first_host >>"$folder.log"
 }
 
 rm -rf "$scratch"

@@ -1,0 +1,46 @@
+// What a verb has around it: where it prints, how that looks, the library, and whether Ctrl-C was pressed.
+// main() fills it for the program; tests fill it for themselves.
+#pragma once
+
+#include "cli/library.h"
+#include "cli/palette.h"
+#include "cli/player.h"
+
+#include <cstddef>
+#include <functional>
+#include <ostream>
+#include <string>
+
+namespace kx::cli {
+
+struct Surroundings {
+  std::ostream& out;
+  std::ostream& err;
+  Palette outPalette;
+  Palette errPalette;
+  // Lines on the error stream can be drawn over.
+  bool isErrTerminal = false;
+  std::size_t errColumns = 100;
+  // Somebody types, rather than a pipe or a file.
+  bool isInTerminal = false;
+  const Interruption& interruption;
+
+  // All that standard input has.
+  std::function<std::string()> standardInput;
+  // Loads the library at the first call. Throws a Problem when it cannot.
+  std::function<Library&()> library;
+  // A file's path from the root of its drive.
+  std::function<std::string(const std::string&)> wholePath;
+  std::function<bool(const std::string&)> fileExists;
+};
+
+// Something that the user has to put right, as a whole sentence. The program ends with the code.
+struct Problem {
+  int exitCode = 0;
+  std::string sentence;
+};
+
+// The bytes of a file, by its UTF-8 path. Throws a Problem when it cannot be read.
+std::string fileBytes(const std::string& path);
+
+}  // namespace kx::cli

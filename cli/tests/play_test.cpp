@@ -1,0 +1,165 @@
+// The verb as a whole, with a library that answers as the test says.
+#include "cli/play.h"
+
+#include "cli/tests/fake_library.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace kx::cli {
+namespace {
+
+using ::testing::HasSubstr;
+
+class PlayVerb : public ::testing::Test {
+ protected:
+  int run() {
+    out_.str("");
+    err_.str("");
+    const Surroundings around{out_,
+                              err_,
+                              Palette(),
+                              Palette(),
+                              false,
+                              80,
+                              isInTerminal_,
+                              interruption_,
+                              [&] { return input_; },
+                              [&]() -> Library& { return library_; },
+                              [](const std::string& path) { return "C:\\" + path; },
+                              [&](const std::string& path) { return path == existing_; }};
+    return runPlay(arguments_, around);
+  }
+
+  std::string problem() {
+    try {
+      run();
+    } catch (const Problem& problem) {
+      EXPECT_EQ(problem.exitCode, kExitWrongUse);
+      return problem.sentence;
+    }
+    return "none";
+  }
+
+  static std::string file(const std::string& name, const std::string& bytes) {
+    const std::filesystem::path path = std::filesystem::temp_directory_path() / name;
+    std::ofstream(path, std::ios::binary) << bytes;
+    return path.string();
+  }
+
+  FakeLibrary library_;
+  PlayArguments arguments_;
+  Interruption interruption_ = false;
+  std::string input_;
+  std::string existing_;
+  bool isInTerminal_ = false;
+  std::ostringstream out_;
+  std::ostringstream err_;
+};
+
+TEST_F(PlayVerb, WithoutAFileTheMacroIsStandardInput) {
+  input_ =
+      "\xEF\xBB\xBF"
+      "extract";
+
+  EXPECT_EQ(run(), kExitSuccess);
+  EXPECT_THAT(out_.str(), HasSubstr("  1  extract\n"));
+  EXPECT_EQ(err_.str(), "[1] starting Firefox\n[1] playing standard input\n[1] closing the browser\n");
+}
+
+TEST_F(PlayVerb, WithoutAMacroAtAllItRefuses) {
+  isInTerminal_ = true;
+
+  EXPECT_EQ(problem(), "There is no macro. Give a file, --macro TEXT, or - and the macro as standard input.");
+}
+
+TEST_F(PlayVerb, AFileThatIsNotThereIsNamed) {
+  arguments_.files = {"no/such/file.txt"};
+
+  EXPECT_EQ(problem(), "The file no/such/file.txt cannot be opened. Is its name right, and is it there?");
+}
+
+TEST_F(PlayVerb, EachRowOfTheTableIsARun) {
+  arguments_.macros = {"buy"};
+  arguments_.rowsFile = file("kx_play_rows.csv", "city\nOslo\nBergen\n");
+  arguments_.variables = {{"city", "Rome"}, {"sum", "1"}};
+  arguments_.form = OutputForm::AsJson;
+
+  EXPECT_EQ(run(), kExitSuccess);
+  EXPECT_THAT(out_.str(), HasSubstr(R"("extracts":["buy city=Oslo sum=1"])"));
+  EXPECT_THAT(out_.str(), HasSubstr(R"("extracts":["buy city=Bergen sum=1"])"));
+  EXPECT_THAT(err_.str(), HasSubstr("2 of 2 runs ok\n"));
+}
+
+TEST_F(PlayVerb, ContextsShareTheRuns) {
+  arguments_.macros = {"buy"};
+  arguments_.repeat = 20;
+  arguments_.parallel = 4;
+  arguments_.browser.profile = "p{n}";
+  arguments_.form = OutputForm::AsCsv;
+
+  EXPECT_EQ(run(), kExitSuccess);
+  const std::string text = out_.str();
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 21);
+  EXPECT_EQ(library_.contextsAlive(), 0U);
+}
+
+TEST_F(PlayVerb, RunsThatNoContextCouldPlayAreToldOf) {
+  arguments_.macros = {"buy"};
+  arguments_.repeat = 3;
+  library_.answers["start"] = {{2, -2, "Browser binary x doesn't exists"}};
+
+  EXPECT_EQ(run(), kExitConnectionFailed);
+  EXPECT_THAT(err_.str(), HasSubstr("0 of 3 runs ok, 1 connection failed, 2 not played"));
+  EXPECT_THAT(out_.str(), HasSubstr("There is no program at the browser's path."));
+}
+
+TEST_F(PlayVerb, AFailedMacroIsExplainedOnTheErrorStreamWhenTheOutputIsData) {
+  arguments_.macros = {"buy"};
+  arguments_.form = OutputForm::AsJson;
+  arguments_.quiet = true;
+  library_.answers["play"] = {{-1, -50, "There is no such button"}};
+
+  EXPECT_EQ(run(), kExitMacroFailed);
+  EXPECT_THAT(out_.str(), HasSubstr("\"macro failed\""));
+  EXPECT_THAT(err_.str(), HasSubstr("What to do:"));
+}
+
+TEST_F(PlayVerb, CtrlCLeavesTheRestUnplayed) {
+  arguments_.macros = {"buy"};
+  arguments_.repeat = 3;
+  library_.duringPlay = [&] { interruption_ = true; };
+
+  EXPECT_EQ(run(), kExitInterrupted);
+  EXPECT_THAT(err_.str(), HasSubstr("1 of 3 runs ok, 2 interrupted"));
+}
+
+TEST_F(PlayVerb, APictureDoesNotReplaceAFileUnlessAskedTo) {
+  arguments_.macros = {"buy"};
+  arguments_.screenshot = "shot.png";
+  existing_ = "C:\\shot.png";
+
+  EXPECT_EQ(problem(),
+            "The picture's file is there already: C:\\shot.png. Choose another name, or give --overwrite.");
+  arguments_.overwrite = true;
+  EXPECT_EQ(run(), kExitSuccess);
+  EXPECT_THAT(err_.str(), HasSubstr("The picture replaces C:\\shot.png.\n"));
+}
+
+TEST_F(PlayVerb, SeveralPicturesNeedNamesOfTheirOwn) {
+  arguments_.macros = {"buy"};
+  arguments_.repeat = 2;
+  arguments_.screenshot = "shot.png";
+
+  EXPECT_EQ(problem(),
+            "--screenshot names one file, and there are 2 runs. Write {run} where the run's number is to "
+            "stand, for "
+            "example shot-{run}.png.");
+}
+
+}  // namespace
+}  // namespace kx::cli

@@ -1,0 +1,236 @@
+// kx play, with the simulator as the browser. Most tests attach to one that is running: a launch costs the
+// two seconds that the library pauses.
+#include "cli/tests/win32/kx_program.h"
+#include "support/win32/environment_variable.h"
+#include "support/win32/simulator.h"
+#include "support/win32/temp_folder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <sstream>
+
+namespace {
+
+using ::testing::AllOf;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+constexpr DWORD kMacroFailed = 1;
+constexpr DWORD kWrongUse = 2;
+constexpr DWORD kConnectionFailed = 3;
+constexpr DWORD kProblem = 4;
+constexpr DWORD kInterrupted = 130;
+
+std::vector<std::string> linesOf(const std::string& text) {
+  std::istringstream stream(text);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(stream, line);) {
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+// A running browser without a profile, and the words that attach to it.
+class KxPlayAttached : public ::testing::Test {
+ protected:
+  void SetUp() override { browser_.start(); }
+
+  KxOutcome play(std::vector<std::string> more, const std::string& input = "") {
+    std::vector<std::string> words = {"play", "--attach", "--timeout", "20", "-q"};
+    words.insert(words.end(), more.begin(), more.end());
+    return kx(words, input);
+  }
+
+  SimulatedBrowser browser_;
+};
+
+TEST_F(KxPlayAttached, PrintsExtractsAndEntriesAndLeavesTheBrowserOpen) {
+  const KxOutcome outcome = play(
+      {"--var", "city=Troms\xC3\xB8", "--macro", "extract Hello $(city)\\nextract\\nperformance load 0.25"});
+
+  EXPECT_EQ(outcome.exitCode, 0U) << outcome.err;
+  EXPECT_THAT(outcome.out, HasSubstr("  1  Hello Troms\xC3\xB8\n  2  \n  performance  load = 0.25\n"));
+  EXPECT_TRUE(browser_.isRunning());
+}
+
+TEST_F(KxPlayAttached, EveryExtractComesWholeWhateverItHolds) {
+  const KxOutcome outcome =
+      play({"--json", "--macro", "extract a\\nextract\\nextract b[EXTRACT]c\\nfill 100000\\nextract"});
+
+  const auto extracts = nlohmann::json::parse(outcome.out).at("extracts").get<std::vector<std::string>>();
+  ASSERT_EQ(extracts.size(), 5U);
+  EXPECT_EQ(extracts[2], "b[EXTRACT]c");
+  EXPECT_EQ(extracts[3].size(), 100000U);
+  EXPECT_EQ(extracts[4], "");
+}
+
+TEST_F(KxPlayAttached, TheMacroMayBeStandardInput) {
+  EXPECT_THAT(play({}, "extract from a pipe").out, HasSubstr("  1  from a pipe\n"));
+}
+
+TEST_F(KxPlayAttached, AMacroThatFailsIsExplainedAndGivesOne) {
+  const KxOutcome outcome = play({"--macro", "extract before\\nfail -50 There is no such button"});
+
+  EXPECT_EQ(outcome.exitCode, kMacroFailed);
+  EXPECT_THAT(outcome.out, HasSubstr("kx_Play() gave -1, error number -50: There is no such button"));
+  EXPECT_THAT(outcome.out, HasSubstr("What to do:"));
+  EXPECT_THAT(outcome.out, HasSubstr("  1  before\n"));
+}
+
+TEST_F(KxPlayAttached, EachRowIsARunWithItsVariables) {
+  const TempFolder folder;
+  const std::string rows = folder.write("rows.csv",
+                                        "\xEF\xBB\xBF"
+                                        "city,code\r\n\"Oslo, Norway\",1\r\nRome,2\r\n");
+  const std::string macro = folder.write("order.txt", "extract $(city)");
+
+  const KxOutcome outcome = play({macro, "--rows", rows, "--csv"});
+
+  EXPECT_EQ(outcome.exitCode, 0U) << outcome.err;
+  EXPECT_THAT(outcome.out, StartsWith("run,outcome,number,text,seconds,city,code,extract 1\r\n1,ok,1,OK,"));
+  EXPECT_THAT(outcome.out, HasSubstr(",\"Oslo, Norway\",1,\"Oslo, Norway\"\r\n"));
+  EXPECT_THAT(outcome.out, HasSubstr(",Rome,2,Rome\r\n"));
+}
+
+TEST_F(KxPlayAttached, AMessageIsShownAndAPictureSaved) {
+  const TempFolder folder;
+  const std::string picture = folder.path("shot.png");
+
+  const KxOutcome outcome =
+      play({"--macro", "stop", "--message", "all done", "--screenshot", picture, "--page"});
+
+  EXPECT_EQ(outcome.exitCode, 0U) << outcome.out << outcome.err;
+  EXPECT_THAT(browser_.request(3), HasSubstr("all done"));
+  EXPECT_THAT(fileBytes(picture), StartsWith("\x89PNG"));
+}
+
+TEST_F(KxPlayAttached, ABrowserThatIsGoneIsNoConnection) {
+  browser_.kill();
+
+  const KxOutcome outcome = play({"--macro", "stop"});
+
+  EXPECT_EQ(outcome.exitCode, kConnectionFailed);
+  EXPECT_THAT(outcome.out, HasSubstr("Nobody serves the extension's pipe"));
+}
+
+TEST_F(KxPlayAttached, ProgressIsPlainLinesWhenNobodyWatches) {
+  const KxOutcome outcome = kx({"play", "--attach", "--timeout", "20", "--macro", "stop"});
+
+  EXPECT_EQ(outcome.err, "[1] looking for Firefox\n[1] playing the macro\n");
+}
+
+TEST(KxPlayLaunched, SeveralContextsHaveBrowsersOfTheirOwnWhichAreClosed) {
+  SimulatedBrowser browser;
+
+  const KxOutcome outcome = kx({"play", "--program", browser.program(), "--profile", "p {n}", "--parallel",
+                                "2", "--repeat", "6", "--json", "--timeout", "20", "--macro", "extract x"});
+
+  EXPECT_EQ(outcome.exitCode, 0U) << outcome.err;
+  EXPECT_THAT(outcome.err, HasSubstr("6 of 6 runs ok"));
+  EXPECT_EQ(browser.processIds().size(), 2U);
+}
+
+TEST(KxPlayLaunched, WithStayTheBrowserOutlivesTheProgram) {
+  SimulatedBrowser browser;
+  browser.mayStay();
+
+  const KxOutcome outcome = kx({"play", "--program", browser.program(), "--profile", "stay", "--stay",
+                                "--timeout", "20", "--macro", "stop"});
+
+  EXPECT_EQ(outcome.exitCode, 0U) << outcome.out;
+  EXPECT_TRUE(browser.isRunning());
+}
+
+TEST(KxPlayLaunched, ARunnersBrowserIsStartedByTheProgramItself) {
+  SimulatedBrowser browser;
+
+  const KxOutcome outcome = kx({"play", "--runner", "--program", browser.program(), "--profile", "runner",
+                                "--timeout", "20", "--macro", "extract x"});
+
+  EXPECT_EQ(outcome.exitCode, 0U) << outcome.out;
+  EXPECT_THAT(browser.commandLine(), HasSubstr("-kx-pipe \"\\\\.\\pipe\\runner.runner\""));
+}
+
+TEST(KxPlayLaunched, AProgramThatIsNotThereIsNamed) {
+  const KxOutcome outcome = kx({"play", "--program", "C:\\no\\such.exe", "--macro", "stop", "-q"});
+
+  EXPECT_EQ(outcome.exitCode, kConnectionFailed);
+  EXPECT_THAT(outcome.out, HasSubstr("A folder in the browser's path is missing"));
+}
+
+// A browser that plays until the test says so, or for ever.
+class KxPlayInterrupted : public ::testing::Test {
+ protected:
+  KxPlayInterrupted() {
+    browser_.script("on play set-event " + begun_.name());
+    browser_.script("on play wait-event " + go_.name());
+  }
+  std::vector<std::string> words() const {
+    return {"play",      "--program", browser_.program(), "--profile", "interrupted", "--repeat", "3",
+            "--timeout", "50",        "--macro",          "extract x"};
+  }
+
+  NamedEvent begun_;
+  NamedEvent go_;
+  SimulatedBrowser browser_;
+};
+
+TEST_F(KxPlayInterrupted, TheFirstCtrlCLetsTheCallEndAndClosesTheBrowser) {
+  KxProgram program(words());
+  ASSERT_TRUE(begun_.wait());
+
+  program.interrupt();
+  go_.signal();
+
+  const KxOutcome outcome = program.outcome();
+  EXPECT_EQ(outcome.exitCode, kInterrupted);
+  EXPECT_THAT(outcome.out, HasSubstr("Run 1  ok"));
+  EXPECT_THAT(outcome.err, HasSubstr("1 of 3 runs ok, 2 interrupted"));
+  EXPECT_FALSE(browser_.isRunning());
+}
+
+TEST_F(KxPlayInterrupted, TheSecondCtrlCEndsTheBrowserAndThereforeTheCall) {
+  KxProgram program(words());
+  ASSERT_TRUE(begun_.wait());
+
+  program.interrupt();
+  program.interrupt();
+
+  EXPECT_EQ(program.outcome().exitCode, kInterrupted);
+  EXPECT_FALSE(browser_.isRunning());
+}
+
+TEST(KxProgramItself, TellsTheThreeVersions) {
+  const KxOutcome outcome = kx({"--version"});
+
+  EXPECT_EQ(outcome.exitCode, 0U);
+  const std::vector<std::string> lines = linesOf(outcome.out);
+  ASSERT_EQ(lines.size(), 3U);
+  EXPECT_THAT(lines[0], StartsWith("kx  "));
+  EXPECT_THAT(lines[1], AllOf(StartsWith("KXTCP64.dll  "), EndsWith("\\KXTCP64.dll")));
+  EXPECT_THAT(lines[2], StartsWith("kxtcp64.h  "));
+}
+
+TEST(KxProgramItself, WrongUseGivesTwoAndASentence) {
+  const KxOutcome outcome = kx({"play", "--timout", "3"});
+
+  EXPECT_EQ(outcome.exitCode, kWrongUse);
+  EXPECT_EQ(outcome.err,
+            "kx: There is no option --timout. Did you mean --timeout? `kx play --help` lists them.\n");
+  EXPECT_EQ(outcome.out, "");
+}
+
+TEST(KxProgramItself, WithoutTheLibraryBesideItItSaysSo) {
+  const TempFolder folder;
+  const std::string copy = folder.write("kx.exe", fileBytes(KxProgram::ownCopy()));
+
+  const KxOutcome outcome = KxProgram({"play", "--macro", "stop"}, "", copy).outcome();
+
+  EXPECT_EQ(outcome.exitCode, kProblem);
+  EXPECT_THAT(outcome.err, HasSubstr("KXTCP64.dll cannot be loaded, error 126: it is not there."));
+}
+
+}  // namespace

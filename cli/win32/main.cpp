@@ -1,0 +1,109 @@
+// kx.exe: the library at the command line.
+#include "cli/arguments.h"
+#include "cli/play.h"
+#include "cli/runs.h"
+#include "cli/surroundings.h"
+#include "cli/win32/console.h"
+#include "cli/win32/dll.h"
+#include "cli/win32/processes.h"
+#include "common/win32/utf16.h"
+
+#include <windows.h>
+#include <exception>
+#include <memory>
+#include <ostream>
+
+namespace kx::cli {
+namespace {
+
+std::string wholePath(const std::string& path) {
+  std::vector<wchar_t> whole(32768);
+  const DWORD length = ::GetFullPathNameW(utf16FromUtf8(path).c_str(), static_cast<DWORD>(whole.size()),
+                                          whole.data(), nullptr);
+  return utf8FromUtf16({whole.data(), length});
+}
+
+bool fileExists(const std::string& path) {
+  return ::GetFileAttributesW(utf16FromUtf8(path).c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+std::string versions() {
+  const std::string dll = fileVersion(libraryPath());
+  return std::string("kx            " KX_VERSION_TEXT "\n") + "KXTCP64.dll   " +
+         (dll.empty() ? "not there" : dll) + "   " + libraryPath() + "\n" +
+         "kxtcp64.h     " KX_VERSION_TEXT "\n";
+}
+
+int run(const Arguments& arguments, const Surroundings& around) {
+  switch (arguments.verb) {
+    case Verb::Play: {
+      const Descendants browsers(arguments.play.stay);
+      return runPlay(arguments.play, around);
+    }
+    case Verb::Completion:
+      around.out << powerShellCompletion();
+      return kExitSuccess;
+    default:
+      break;
+  }
+  return kExitProblem;
+}
+
+int main() {
+  OutputBuffer outBuffer(STD_OUTPUT_HANDLE);
+  OutputBuffer errBuffer(STD_ERROR_HANDLE);
+  std::ostream out(&outBuffer);
+  std::ostream err(&errBuffer);
+  std::unique_ptr<Library> library;
+  const Surroundings around{out,
+                            err,
+                            outBuffer.palette(),
+                            errBuffer.palette(),
+                            errBuffer.isTerminal(),
+                            errBuffer.columns(),
+                            isInputTerminal(),
+                            watchForInterruption(),
+                            standardInput,
+                            [&]() -> Library& {
+                              if (!library) {
+                                library = loadLibrary();
+                              }
+                              return *library;
+                            },
+                            wholePath,
+                            fileExists};
+  const auto sayAndEnd = [&](int code, const std::string& sentence) {
+    out.flush();
+    err << around.errPalette.paint(around.errPalette.bad, "kx: ") << sentence << std::endl;
+    return code;
+  };
+  try {
+    const ParsedArguments parsed = parseArguments(commandLineWords());
+    switch (parsed.kind) {
+      case ParsedArguments::Kind::Help:
+        out << parsed.text;
+        break;
+      case ParsedArguments::Kind::Version:
+        out << versions();
+        break;
+      case ParsedArguments::Kind::Refused:
+        return sayAndEnd(kExitWrongUse, parsed.text);
+      case ParsedArguments::Kind::Run:
+        const int code = run(parsed.arguments, around);
+        out.flush();
+        return outBuffer.hasFailed() ? sayAndEnd(kExitProblem, "The output could not be written.") : code;
+    }
+  } catch (const Problem& problem) {
+    return sayAndEnd(problem.exitCode, problem.sentence);
+  } catch (const std::exception& exception) {
+    return sayAndEnd(kExitProblem, std::string("This should not have happened: ") + exception.what());
+  }
+  return kExitSuccess;
+}
+
+}  // namespace
+}  // namespace kx::cli
+
+int main() {
+  return kx::cli::main();
+}
