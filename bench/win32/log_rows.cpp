@@ -3,7 +3,7 @@
 // export makes an entry of the second kind and nothing else, so the library's source of it is linked here as
 // well.
 #include "log/log.h"
-#include "support/win32/environment_variable.h"
+#include "support/environment.h"
 #include "support/win32/temp_folder.h"
 #include "support/win32/text.h"
 #include "win32/bench.h"

@@ -2,7 +2,7 @@
 // them there is nothing to test. Users and their folders are each test's own, inside the run's folder.
 #include "e2e/real_processes.h"
 #include "e2e/site.h"
-#include "support/win32/environment_variable.h"
+#include "support/environment.h"
 #include "support/win32/host_process.h"
 
 #include <gtest/gtest.h>

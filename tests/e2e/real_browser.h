@@ -3,8 +3,8 @@
 // Each test runs once for every kind of browser. One thread uses a host; a test may have several.
 #pragma once
 
+#include "support/environment.h"
 #include "support/win32/dll.h"
-#include "support/win32/environment_variable.h"
 #include "support/win32/log_file.h"
 #include "support/win32/simulator.h"
 #include "support/win32/test_user.h"

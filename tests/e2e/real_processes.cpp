@@ -1,6 +1,6 @@
 #include "e2e/real_processes.h"
 
-#include "support/win32/environment_variable.h"
+#include "support/environment.h"
 #include "support/win32/text.h"
 
 #include <windows.h>

@@ -1,6 +1,6 @@
 #include "e2e/site.h"
 
-#include "support/win32/environment_variable.h"
+#include "support/environment.h"
 #include "support/win32/temp_folder.h"
 
 #include <sstream>

@@ -3,8 +3,8 @@
 // says otherwise.
 #pragma once
 
+#include "support/environment.h"
 #include "support/win32/dll.h"
-#include "support/win32/environment_variable.h"
 #include "support/win32/extension.h"
 #include "support/win32/log_file.h"
 #include "support/win32/pipe_name.h"

@@ -1,7 +1,7 @@
 // The test's side of kx_host_partner.exe, the second process of these tests.
 #pragma once
 
-#include "support/win32/environment_variable.h"
+#include "support/environment.h"
 #include "support/win32/helper_process.h"
 #include "support/win32/temp_folder.h"
 

@@ -2,8 +2,8 @@
 // until it is told to go. Run with a switch, it is a host that ends or unloads the library at an awkward
 // moment.
 #include "host/partner.h"
+#include "support/environment.h"
 #include "support/win32/dll.h"
-#include "support/win32/environment_variable.h"
 #include "support/win32/helper_process.h"
 #include "support/win32/text.h"
 

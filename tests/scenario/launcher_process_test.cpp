@@ -6,7 +6,7 @@
 namespace {
 
 // How the browser ends that was not killed.
-constexpr DWORD kOwnExitCode = 7;
+constexpr DWORD kExitCodeOfItsOwn = 7;
 
 class LauncherProcess : public Conversation {
  protected:
@@ -36,7 +36,7 @@ TEST_F(LauncherProcess, ALauncherGivesItsIdAndAnExitWaitsForTheBrowserThatItsAns
   EXPECT_EQ(play("extract x"), KX_OK);
   EXPECT_EQ(exit(), KX_OK);
   EXPECT_FALSE(process.isRunning());
-  EXPECT_EQ(process.exitCode(), kOwnExitCode);
+  EXPECT_EQ(process.exitCode(), kExitCodeOfItsOwn);
 }
 
 TEST_F(LauncherProcess, AnExitThatIsNotAnsweredLeavesTheBrowserOfALauncherRunning) {
@@ -71,7 +71,7 @@ TEST_F(LauncherProcess, ARunnersExitEndsTheBrowserOfALauncher) {
 
   EXPECT_EQ(dll_.kxr_Exit(context_, 30), KX_OK);
 
-  EXPECT_EQ(process.exitCode(), kOwnExitCode);
+  EXPECT_EQ(process.exitCode(), kExitCodeOfItsOwn);
 }
 
 }  // namespace

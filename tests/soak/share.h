@@ -2,7 +2,7 @@
 // twentieth, which is their part in the test suite.
 #pragma once
 
-#include "support/win32/environment_variable.h"
+#include "support/environment.h"
 
 inline bool isFullLength() {
   return EnvironmentVariable::valueOf("KX_SOAK") == "full";

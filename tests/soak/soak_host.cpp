@@ -1,8 +1,8 @@
 #include "soak/soak_host.h"
 
 #include "soak/process_state.h"
+#include "support/environment.h"
 #include "support/win32/dll.h"
-#include "support/win32/environment_variable.h"
 #include "support/win32/log_file.h"
 #include "support/win32/log_signal.h"
 #include "support/win32/named_mutex.h"

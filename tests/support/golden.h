@@ -12,7 +12,7 @@
 
 inline void expectGolden(const std::string& name, const std::string& actual) {
   const std::string path = std::string(KX_GOLDEN_DIR) + "/" + name;
-  if (test_environment::get("KX_GOLDEN_UPDATE") == "1") {
+  if (EnvironmentVariable::valueOf("KX_GOLDEN_UPDATE") == "1") {
     writeFile(path, actual);
   }
   EXPECT_EQ(fileBytes(path), actual) << name;

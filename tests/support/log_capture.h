@@ -22,8 +22,8 @@ class LogCapture {
  private:
   TestFolder folder_;
   std::string path_;
-  ScopedVariable switch_;
-  ScopedVariable pathVariable_;
+  EnvironmentVariable switch_;
+  EnvironmentVariable pathVariable_;
 };
 
 // "(process, thread): " with the ids of the caller.

@@ -6,7 +6,9 @@
 
 #include <gmock/gmock.h>
 
+#include <deque>
 #include <filesystem>
+#include <string>
 
 int main(int argc, char** argv) {
   testing::InitGoogleMock(&argc, argv);
@@ -16,12 +18,13 @@ int main(int argc, char** argv) {
   std::filesystem::create_directories(folder);
   // The name of the temporary folder's variable differs between systems; files.h and the start page read one
   // each.
+  std::deque<EnvironmentVariable> environment;
   for (const char* variable : {"TMPDIR", "TMP", "TEMP", "APPDATA", "LOCALAPPDATA"}) {
-    test_environment::set(variable, folder.string());
+    environment.emplace_back(variable, folder.string());
   }
-  test_environment::set("USERNAME", name);
+  environment.emplace_back("USERNAME", name);
   for (const char* variable : {"KORVEX_LOG", "KORVEX_LOGPATH", "HOMEDRIVE", "HOMEPATH"}) {
-    test_environment::set(variable, std::nullopt);
+    environment.emplace_back(variable, std::nullopt);
   }
 
   const int result = RUN_ALL_TESTS();

@@ -1,6 +1,6 @@
 #include "support/win32/dll.h"
 
-#include "support/win32/environment_variable.h"
+#include "support/environment.h"
 #include "support/win32/text.h"
 
 #include <stdexcept>

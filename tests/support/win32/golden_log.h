@@ -34,7 +34,7 @@ class GoldenLog {
   void expect(const std::string& name, const std::string& log) const {
     const std::string path = std::string(KX_GOLDEN_DIR) + "/" + name;
     const std::string text = replaced(withoutErrorsOfOneSystem(log));
-    if (test_environment::get("KX_GOLDEN_UPDATE").value_or("") == "1") {
+    if (EnvironmentVariable::valueOf("KX_GOLDEN_UPDATE").value_or("") == "1") {
       std::ofstream(path, std::ios::binary) << text;
     }
     std::ifstream file(path, std::ios::binary);

@@ -2,7 +2,7 @@
 // expects there.
 #pragma once
 
-#include "support/win32/environment_variable.h"
+#include "support/environment.h"
 #include "support/win32/temp_folder.h"
 
 #include <windows.h>

@@ -1,6 +1,7 @@
-// What a new handle of this process would be called. Windows hands out the lowest free values, so one that
-// grows is a handle that was not closed. Nobody else may open or close handles between two looks: the
-// run-time's mutexes and condition variables do, when a thread first waits for one.
+// Handles of this process: whether one is open, and what a new one would be called. Windows hands out the
+// lowest free values, so one that grows is a handle that was not closed. Nobody else may open or close
+// handles between two looks: the run-time's mutexes and condition variables do, when a thread first waits for
+// one.
 #pragma once
 
 #include <windows.h>
@@ -19,4 +20,9 @@ inline std::uintptr_t nextHandleValue() {
     ::CloseHandle(event);
   }
   return value;
+}
+
+inline bool isOpen(HANDLE handle) {
+  DWORD flags = 0;
+  return ::GetHandleInformation(handle, &flags) != FALSE;
 }

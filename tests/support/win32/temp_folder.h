@@ -1,7 +1,7 @@
 // A folder of its own for a test, below TEMP, gone with everything in it at the end. Paths are UTF-8.
 #pragma once
 
-#include "support/win32/environment_variable.h"
+#include "support/environment.h"
 #include "support/win32/text.h"
 
 #include <windows.h>

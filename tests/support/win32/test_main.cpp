@@ -1,7 +1,7 @@
 // main() of the test programs that run on Windows. Every process works with a user name and folders of its
 // own: the start lock, the default pipes, the start page and the profiles depend on them, and parallel
 // programs would otherwise wait for each other.
-#include "support/win32/environment_variable.h"
+#include "support/environment.h"
 #include "support/win32/helper_process.h"
 #include "support/win32/temp_folder.h"
 

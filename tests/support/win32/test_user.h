@@ -2,7 +2,7 @@
 // Default pipes, the start lock, the start page and the Firefox profiles depend on them.
 #pragma once
 
-#include "support/win32/environment_variable.h"
+#include "support/environment.h"
 #include "support/win32/pipe_name.h"
 #include "support/win32/temp_folder.h"
 

@@ -23,7 +23,7 @@ std::string digestPipe(const std::string& browser, const std::string& digest) {
 
 // The folder in which start pages are written.
 struct StartPageFolder : TestFolder {
-  ScopedVariable temp{"TEMP", path()};
+  EnvironmentVariable temp{"TEMP", path()};
 
   std::string url(const std::string& digest, const std::string& pipe) const {
     return "file://" + file(digest + ".html") + "?pipe=" + pipe;
@@ -113,7 +113,7 @@ TEST(StartArguments, AreTheBrowsersSwitchForItsProfileAndTheStartPage) {
 TEST(StartArguments, APageThatCannotBeWrittenIsNamedAndLeftOut) {
   const LogCapture log;
   const TestFolder folder;
-  const ScopedVariable temp("TEMP", folder.file("missing"));
+  const EnvironmentVariable temp("TEMP", folder.file("missing"));
   const std::string page = folder.file("missing") + "\\" + kDigestOfDev + ".html";
 
   const StartArguments start = startArguments("fx", parseOptions("-fxProfile dev"), "PIPE");
@@ -201,7 +201,7 @@ TEST(RunnerCommandLine, OfChromeHasAPageOfTheHost) {
 
 TEST(RunnerCommandLine, OfChromeIsEmptyWhenThePageCannotBeWritten) {
   const LogCapture log;
-  const ScopedVariable temp("TEMP", std::nullopt);
+  const EnvironmentVariable temp("TEMP", std::nullopt);
 
   EXPECT_EQ(lineFor("cr", "-runner -crUserDataDir dev"), "");
   EXPECT_EQ(log.text(),

@@ -11,8 +11,8 @@ namespace kx {
 namespace {
 
 std::string homeWith(std::optional<std::string> drive, std::optional<std::string> path) {
-  const ScopedVariable driveVariable("HOMEDRIVE", drive);
-  const ScopedVariable pathVariable("HOMEPATH", path);
+  const EnvironmentVariable driveVariable("HOMEDRIVE", drive);
+  const EnvironmentVariable pathVariable("HOMEPATH", path);
   return homeDirectory();
 }
 

@@ -27,10 +27,10 @@ struct ScopedLogVariables {
         drive("HOMEDRIVE", given.drive),
         home("HOMEPATH", given.home) {}
 
-  ScopedVariable logging;
-  ScopedVariable path;
-  ScopedVariable drive;
-  ScopedVariable home;
+  EnvironmentVariable logging;
+  EnvironmentVariable path;
+  EnvironmentVariable drive;
+  EnvironmentVariable home;
 };
 
 struct LogEntry : testing::Test {
@@ -78,15 +78,15 @@ TEST_F(LogEntry, HoldsAnyMessageAsItIs) {
 TEST_F(LogEntry, OnAndTrueInAnyCaseSwitchInformationOnAndAnyOtherValueOff) {
   std::string expected;
   for (const char* value : {"on", "ON", "On", "oN", "true", "True", "TRUE", "tRuE"}) {
-    const ScopedVariable logging("KORVEX_LOG", value);
+    const EnvironmentVariable logging("KORVEX_LOG", value);
     __loginf("%s", value);
     expected += information(value);
   }
   for (const char* value : {"", "1", "yes", "off", "false", "on ", " on", "one", "o", "tru", "truee"}) {
-    const ScopedVariable logging("KORVEX_LOG", value);
+    const EnvironmentVariable logging("KORVEX_LOG", value);
     __loginf("%s", value);
   }
-  const ScopedVariable absent("KORVEX_LOG", std::nullopt);
+  const EnvironmentVariable absent("KORVEX_LOG", std::nullopt);
   __loginf("absent");
   // Errors are written to a named file whatever the switch says.
   __logerr("written");
@@ -99,11 +99,11 @@ TEST_F(LogEntry, SwitchAndPathTakeEffectWithTheNextEntry) {
 
   __loginf("first");
   {
-    const ScopedVariable off("KORVEX_LOG", "off");
+    const EnvironmentVariable off("KORVEX_LOG", "off");
     __loginf("second");
   }
   {
-    const ScopedVariable path("KORVEX_LOGPATH", otherPath);
+    const EnvironmentVariable path("KORVEX_LOGPATH", otherPath);
     __loginf("third");
   }
   __loginf("fourth");

@@ -79,7 +79,7 @@ TEST_F(LogPlatform, TheFileIsOpenedForAppendingOnceForEachEntryAndTheDebuggerHea
 }
 
 TEST_F(LogPlatform, WhenLoggingIsOffOnlyErrorsAreHeardOfAndTouchTheFile) {
-  const ScopedVariable off("KORVEX_LOG", "off");
+  const EnvironmentVariable off("KORVEX_LOG", "off");
   const FileWatch files;
 
   __loginf("a");

@@ -20,7 +20,7 @@ TEST(StartPageFile, IsOpenedForWritingAsTextUnlessThereIsNoTempFolder) {
   const std::pair<std::optional<std::string>, std::vector<OpenedFile>> cases[] = {
       {"T:", {{"T:\\stem.html", "w"}, log}}, {"", {{"\\stem.html", "w"}, log}}, {std::nullopt, {log}}};
   for (const auto& [folder, opened] : cases) {
-    const ScopedVariable temp("TEMP", folder);
+    const EnvironmentVariable temp("TEMP", folder);
     const FileWatch files(5);
 
     EXPECT_EQ(startPageUrl("stem", "p", nullptr), "");
@@ -29,7 +29,7 @@ TEST(StartPageFile, IsOpenedForWritingAsTextUnlessThereIsNoTempFolder) {
 }
 
 TEST(StartPageFile, TheReasonOfAFailureIsLogged) {
-  const ScopedVariable temp("TEMP", "T:");
+  const EnvironmentVariable temp("TEMP", "T:");
   const test_platform::DebuggerCapture debugger;
   const test_platform::ScopedIds ids(1, 2);
   const FileWatch files(32);

@@ -18,7 +18,7 @@ struct StartPage : testing::Test {
   TestFolder folder{
       "mein Gr\xC3\xB6\xC3\x9F"
       "e"};
-  ScopedVariable temp{"TEMP", folder.path()};
+  EnvironmentVariable temp{"TEMP", folder.path()};
 };
 
 TEST_F(StartPage, IsWrittenToTheTempFolderAndNamesThePipe) {
@@ -52,14 +52,14 @@ TEST_F(StartPage, IsRewrittenEachTime) {
 }
 
 TEST_F(StartPage, ThatCannotBeWrittenGivesNothingAndOneErrorInTheLog) {
-  const ScopedVariable missing("TEMP", folder.file("missing"));
+  const EnvironmentVariable missing("TEMP", folder.file("missing"));
 
   EXPECT_EQ(startPageUrl("stem", "p", nullptr), "");
   EXPECT_EQ(log.text(), error("Could not open temp file " + folder.file("missing") + "\\stem.html, error 3"));
 }
 
 TEST_F(StartPage, WithoutATempFolderNothingIsWrittenAnywhereAndAPageOfTheHostStillServes) {
-  const ScopedVariable none("TEMP", std::nullopt);
+  const EnvironmentVariable none("TEMP", std::nullopt);
 
   EXPECT_EQ(startPageUrl("stem", "p", nullptr), "");
   EXPECT_EQ(platform::lastErrorNumber(), 203U);
@@ -70,7 +70,7 @@ TEST_F(StartPage, WithoutATempFolderNothingIsWrittenAnywhereAndAPageOfTheHostSti
 TEST(StartPagePath, IsTheTempFolderABackslashTheStemAndTheSuffix) {
   for (const std::optional<std::string>& folder :
        {std::optional<std::string>("C:\\Temp"), {""}, {std::nullopt}}) {
-    const ScopedVariable temp("TEMP", folder);
+    const EnvironmentVariable temp("TEMP", folder);
     EXPECT_EQ(startPagePath("0123"), folder.value_or("") + "\\0123.html");
   }
 }

@@ -2,8 +2,8 @@
 #include "common/platform.h"
 
 #include "common/last_error.h"
+#include "support/environment.h"
 #include "support/win32/debugger_lines.h"
-#include "support/win32/environment_variable.h"
 #include "support/win32/temp_folder.h"
 
 #include <gmock/gmock.h>

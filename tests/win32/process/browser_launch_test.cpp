@@ -5,6 +5,7 @@
 #include "support/fake_browser.h"
 #include "support/win32/helper_process.h"
 #include "support/win32/log_file.h"
+#include "support/win32/next_handle.h"
 #include "support/win32/temp_folder.h"
 #include "support/win32/windows_calls_override.h"
 
@@ -97,11 +98,6 @@ class RecordedStart {
  private:
   SubstitutedCall<&WindowsCalls::createProcess> create_;
 };
-
-bool isOpen(HANDLE handle) {
-  DWORD flags = 0;
-  return ::GetHandleInformation(handle, &flags) != FALSE;
-}
 
 TEST(DefaultBrowserPath, OfFirefoxIsFixedAndOfAnyOtherBrowserButChromeEmpty) {
   EXPECT_EQ(defaultBrowserPath(FakeBrowser("fx")), "c:\\Program Files\\Mozilla Firefox\\firefox.exe");

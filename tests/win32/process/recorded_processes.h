@@ -2,6 +2,7 @@
 #pragma once
 
 #include "support/win32/helper_process.h"
+#include "support/win32/next_handle.h"
 #include "support/win32/windows_calls_override.h"
 
 #include <gtest/gtest.h>
@@ -11,11 +12,6 @@
 #include <vector>
 
 namespace kx {
-
-inline bool isOpen(HANDLE handle) {
-  DWORD flags = 0;
-  return ::GetHandleInformation(handle, &flags) != FALSE;
-}
 
 // A process that ends only when it is told or killed.
 class Browser {

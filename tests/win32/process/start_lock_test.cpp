@@ -5,6 +5,7 @@
 #include "support/win32/helper_process.h"
 #include "support/win32/log_file.h"
 #include "support/win32/named_mutex.h"
+#include "support/win32/next_handle.h"
 #include "support/win32/pipe_name.h"
 #include "support/win32/windows_calls_override.h"
 
@@ -38,11 +39,6 @@ class LockWaitEndsWith {
  private:
   SubstitutedCall<&WindowsCalls::waitForSingleObject> wait_;
 };
-
-bool isOpen(HANDLE handle) {
-  DWORD flags = 0;
-  return ::GetHandleInformation(handle, &flags) != FALSE;
-}
 
 class StartLockTest : public testing::Test {
  protected:
