@@ -1,7 +1,7 @@
 // kx play, with the simulator as the browser. Most tests attach to one that is running: a launch costs the
 // two seconds that the library pauses.
 #include "cli/tests/win32/kx_program.h"
-#include "support/win32/environment_variable.h"
+#include "support/environment.h"
 #include "support/win32/simulator.h"
 #include "support/win32/temp_folder.h"
 
@@ -103,12 +103,12 @@ TEST_F(KxPlayAttached, AMessageIsShownAndAPictureSaved) {
       play({"--macro", "stop", "--message", "all done", "--screenshot", picture, "--page"});
 
   EXPECT_EQ(outcome.exitCode, 0U) << outcome.out << outcome.err;
-  EXPECT_THAT(browser_.request(3), HasSubstr("all done"));
+  EXPECT_THAT(browser_.recorded("request-1-3.bin"), HasSubstr("all done"));
   EXPECT_THAT(fileBytes(picture), StartsWith("\x89PNG"));
 }
 
 TEST_F(KxPlayAttached, ABrowserThatIsGoneIsNoConnection) {
-  browser_.kill();
+  browser_.process().kill();
 
   const KxOutcome outcome = play({"--macro", "stop"});
 
