@@ -27,6 +27,9 @@ install(FILES "${PROJECT_SOURCE_DIR}/src/api/kxtcp64.h" DESTINATION "${CMAKE_INS
         COMPONENT development)
 # Other tools than the compiler that built the DLL make their import library from the .def file.
 install(FILES "${PROJECT_SOURCE_DIR}/src/api/kxtcp64.def" DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
+# The description of the interface, for who writes a binding.
+install(FILES "${PROJECT_SOURCE_DIR}/bindings/interface.json" DESTINATION "${CMAKE_INSTALL_DATADIR}/kxtcp64"
+        COMPONENT development)
 
 configure_file("${PROJECT_SOURCE_DIR}/packaging/kxtcp64.pc.in" kxtcp64.pc @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/kxtcp64.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)

@@ -7,9 +7,8 @@ import subprocess
 import sys
 from pathlib import Path
 
+import interface
 from project_files import ROOT
-
-GOLDEN_EXPORTS = ROOT / "tests" / "golden" / "exports.txt"
 
 # Part of every 64-bit Windows; anything else would have to be shipped beside the library.
 SYSTEM_LIBRARIES = {"kernel32.dll", "advapi32.dll", "msvcrt.dll"}
@@ -21,10 +20,6 @@ REQUIRED = {
     "IMAGE_DLL_CHARACTERISTICS_NX_COMPAT": "linked without data execution prevention (--nxcompat)",
     "Type: VERSIONINFO": "carries no version resource",
 }
-
-
-def golden_exports():
-    return GOLDEN_EXPORTS.read_text(encoding="ascii").split()
 
 
 def check_binary(library, wanted, source_root=None):
@@ -50,7 +45,7 @@ def main():
     parser.add_argument("library")
     arguments = parser.parse_args()
 
-    wanted = golden_exports()
+    wanted = interface.export_names(interface.load())
     problems = check_binary(arguments.library, wanted, ROOT)
     for problem in problems:
         print(f"{arguments.library}: {problem}", file=sys.stderr)

@@ -18,15 +18,9 @@ constexpr char kFileName[] = "KXTCP64.dll";
 
 // The functions, by the types that the header gives them.
 struct Functions {
-#define KX_CLI_FUNCTIONS(apply)                                                                            \
-  apply(kx_ContextCreate) apply(kx_ContextDestroy) apply(kx_GetLastErrorNumber) apply(kx_GetLastErrorText) \
-      apply(kx_Init) apply(kx_SetVar) apply(kx_Play) apply(kx_Display) apply(kx_TakeBrowserScreenshot)     \
-          apply(kx_GetLastExtract) apply(kx_GetPerformance) apply(kx_GetLastPerformance)                   \
-              apply(kx_GetBrowserProcessId) apply(kx_Exit) apply(kxr_GetCommandLine) apply(kxr_Init)       \
-                  apply(kxr_Exit)
-#define KX_CLI_MEMBER(name) decltype(&::name) name = nullptr;
-  KX_CLI_FUNCTIONS(KX_CLI_MEMBER)
-#undef KX_CLI_MEMBER
+#define KX_FUNCTION(name) decltype(&::name) name = nullptr;
+#include "bindings/functions.inc"
+#undef KX_FUNCTION
 };
 
 template <typename Function>
@@ -68,9 +62,9 @@ class Dll final : public Library {
  public:
   Dll() {
     const HMODULE module = load();
-#define KX_CLI_FIND(name) find(module, #name, dll_.name);
-    KX_CLI_FUNCTIONS(KX_CLI_FIND)
-#undef KX_CLI_FIND
+#define KX_FUNCTION(name) find(module, #name, dll_.name);
+#include "bindings/functions.inc"
+#undef KX_FUNCTION
   }
 
   int createContext() override {

@@ -43,23 +43,9 @@ KxLibrary::KxLibrary() {
   if (module_ == nullptr) {
     throw std::runtime_error("could not load " + path + ", error " + std::to_string(::GetLastError()));
   }
-  resolve(module_, "kx_ContextCreate", kx_ContextCreate);
-  resolve(module_, "kx_ContextDestroy", kx_ContextDestroy);
-  resolve(module_, "kx_GetLastErrorNumber", kx_GetLastErrorNumber);
-  resolve(module_, "kx_GetLastErrorText", kx_GetLastErrorText);
-  resolve(module_, "kx_Init", kx_Init);
-  resolve(module_, "kx_SetVar", kx_SetVar);
-  resolve(module_, "kx_Play", kx_Play);
-  resolve(module_, "kx_Display", kx_Display);
-  resolve(module_, "kx_TakeBrowserScreenshot", kx_TakeBrowserScreenshot);
-  resolve(module_, "kx_GetLastExtract", kx_GetLastExtract);
-  resolve(module_, "kx_GetPerformance", kx_GetPerformance);
-  resolve(module_, "kx_GetLastPerformance", kx_GetLastPerformance);
-  resolve(module_, "kx_GetBrowserProcessId", kx_GetBrowserProcessId);
-  resolve(module_, "kx_Exit", kx_Exit);
-  resolve(module_, "kxr_GetCommandLine", kxr_GetCommandLine);
-  resolve(module_, "kxr_Init", kxr_Init);
-  resolve(module_, "kxr_Exit", kxr_Exit);
+#define KX_FUNCTION(name) resolve(module_, #name, name);
+#include "bindings/functions.inc"
+#undef KX_FUNCTION
 }
 
 KxLibrary::~KxLibrary() {

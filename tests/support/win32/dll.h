@@ -10,23 +10,9 @@
 
 // The exports, each under its own name, so that a test reads like the host's source.
 struct KxExports {
-  decltype(&::kx_ContextCreate) kx_ContextCreate = nullptr;
-  decltype(&::kx_ContextDestroy) kx_ContextDestroy = nullptr;
-  decltype(&::kx_GetLastErrorNumber) kx_GetLastErrorNumber = nullptr;
-  decltype(&::kx_GetLastErrorText) kx_GetLastErrorText = nullptr;
-  decltype(&::kx_Init) kx_Init = nullptr;
-  decltype(&::kx_SetVar) kx_SetVar = nullptr;
-  decltype(&::kx_Play) kx_Play = nullptr;
-  decltype(&::kx_Display) kx_Display = nullptr;
-  decltype(&::kx_TakeBrowserScreenshot) kx_TakeBrowserScreenshot = nullptr;
-  decltype(&::kx_GetLastExtract) kx_GetLastExtract = nullptr;
-  decltype(&::kx_GetPerformance) kx_GetPerformance = nullptr;
-  decltype(&::kx_GetLastPerformance) kx_GetLastPerformance = nullptr;
-  decltype(&::kx_GetBrowserProcessId) kx_GetBrowserProcessId = nullptr;
-  decltype(&::kx_Exit) kx_Exit = nullptr;
-  decltype(&::kxr_GetCommandLine) kxr_GetCommandLine = nullptr;
-  decltype(&::kxr_Init) kxr_Init = nullptr;
-  decltype(&::kxr_Exit) kxr_Exit = nullptr;
+#define KX_FUNCTION(name) decltype(&::name) name = nullptr;
+#include "bindings/functions.inc"
+#undef KX_FUNCTION
 };
 
 class KxLibrary : public KxExports {

@@ -1,0 +1,81 @@
+"""The description of the library's interface, bindings/interface.json, and what is derived from it."""
+
+import json
+
+from project_files import ROOT
+
+DESCRIPTION = ROOT / "bindings" / "interface.json"
+
+C_TYPES = {"int": "int ", "void": "void ", "text": "const char* ", "buffer": "char* ", "int*": "int* "}
+TABLE_TYPES = {"int": "int", "void": "-", "text": "text", "buffer": "buffer", "int*": "int*"}
+
+
+def load():
+    return json.loads(DESCRIPTION.read_text(encoding="utf-8"))
+
+
+def export_names(interface):
+    return sorted(function["name"] for function in interface["functions"])
+
+
+def definition_file(interface):
+    """What tells a linker which functions the library exports."""
+    library = interface["library"].removesuffix(".dll")
+    return "".join([f"LIBRARY {library}\nEXPORTS\n", *(f"    {name}\n" for name in export_names(interface))])
+
+
+def cpp_list(interface):
+    return "".join(f"KX_FUNCTION({function['name']})\n" for function in interface["functions"])
+
+
+def cpp_macro(interface):
+    """The same for a header that stands alone."""
+    lines = ["#define KXTCP64_FUNCTIONS(apply)", *(f"  apply({function['name']})" for function in interface["functions"])]
+    return " \\\n".join(lines) + "\n"
+
+
+def prototype(function):
+    """As C writes it, on one line."""
+    arguments = ", ".join(C_TYPES[argument["type"]] + argument["name"] for argument in function["arguments"])
+    return f"{C_TYPES[function['returns']]}{function['name']}({arguments or 'void'})"
+
+
+def argument_cell(argument):
+    unit = argument.get("unit", argument["type"])
+    words = {"int": f"{argument['name']}: {unit}"}.get(argument["type"], f"{argument['name']}: {TABLE_TYPES[argument['type']]}")
+    if argument["type"] == "text" and argument["null"] != "refused":
+        words += f" (null: {argument['null']})"
+    return words
+
+
+def reference_table(interface):
+    rows = ["| Function | Arguments | Its number is | |\n|---|---|---|---|\n"]
+    for function in interface["functions"]:
+        arguments = "; ".join(argument_cell(argument) for argument in function["arguments"]) or "none"
+        result = function["result"]
+        rows.append(f"| `{function['name']}` | {arguments} | {result['kind']} | {result['meaning']} |\n")
+    return "".join(rows)
+
+
+# What is derived: whole files, and blocks of files between two marks, each on a line of its own.
+WHOLE_FILES = {
+    "src/api/kxtcp64.def": definition_file,
+    "bindings/functions.inc": lambda interface:
+        "// Made from interface.json by tools/check_interface.py --fix. The includer defines KX_FUNCTION(name).\n"
+        + cpp_list(interface),
+}
+BLOCKS = {
+    "docs/other-languages.md": reference_table,
+}
+BEGIN = "made from bindings/interface.json"
+END = "end of what is made"
+
+
+def with_block(text, block):
+    """The text with what stands between the marks replaced; ValueError when the marks are not there once."""
+    lines = text.splitlines(keepends=True)
+    begin = [index for index, line in enumerate(lines) if BEGIN in line]
+    end = [index for index, line in enumerate(lines) if END in line]
+    if len(begin) != 1 or len(end) != 1 or end[0] < begin[0]:
+        raise ValueError(f'has no block from "{BEGIN}" to "{END}"')
+    return "".join(lines[:begin[0] + 1]) + block + "".join(lines[end[0]:])
