@@ -60,7 +60,7 @@ class Header(unittest.TestCase):
         header = DOCUMENTED.replace("kx_End", "kx_Stop").replace("(-2)", "(-4)").replace("KX_OK 0", "KX_DONE 0")
         self.assertEqual(header_problems(header), [
             "function kx_Stop is missing in the description", "function kx_End is missing here, and is described",
-            "the parameter list of kx_Stop is missing in the description", "the parameters of kx_End is missing here, and is described",
+            "the parameter list of kx_Stop is missing in the description", "the parameter list of kx_End is missing here, and is described",
             "constant KX_DONE is missing in the description", "constant KX_OK is missing here, and is described",
             "constant KX_TOO_SMALL: -4 here, described as -2"])
 
