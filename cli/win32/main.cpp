@@ -1,11 +1,13 @@
 // kx.exe: the library at the command line.
 #include "cli/arguments.h"
+#include "cli/explain.h"
 #include "cli/play.h"
 #include "cli/runs.h"
 #include "cli/surroundings.h"
 #include "cli/win32/console.h"
 #include "cli/win32/dll.h"
 #include "cli/win32/processes.h"
+#include "cli/win32/this_machine.h"
 #include "common/win32/utf16.h"
 
 #include <windows.h>
@@ -40,6 +42,9 @@ int run(const Arguments& arguments, const Surroundings& around) {
       const Descendants browsers(arguments.play.stay);
       return runPlay(arguments.play, around);
     }
+    case Verb::Explain:
+      around.out << explain(arguments.explain, thisMachine(), around.outPalette);
+      return kExitSuccess;
     case Verb::Completion:
       around.out << powerShellCompletion();
       return kExitSuccess;

@@ -33,8 +33,8 @@ std::string initPipeName(const std::string& browser, const Options& options) {
   return profile != nullptr ? runnerPipeName(browser, *profile) : std::string();
 }
 
-StartArguments startArguments(const std::string& browser, const Options& options,
-                              const std::string& pipeName) {
+StartArguments startArguments(const std::string& browser, const Options& options, const std::string& pipeName,
+                              const char* givenPage) {
   StartArguments start;
   const std::string* profile = findProfile(browser, options);
   if (profile == nullptr) {
@@ -48,7 +48,7 @@ StartArguments startArguments(const std::string& browser, const Options& options
   }
   if (!profile->empty()) {
     const std::string stem = startPageStem(*profile);
-    std::string page = startPageUrl(stem, pipeName, nullptr);
+    std::string page = startPageUrl(stem, pipeName, givenPage);
     if (page.empty()) {
       start.unwritableStartPage = startPagePath(stem);
     } else {

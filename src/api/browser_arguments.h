@@ -19,9 +19,10 @@ struct StartArguments {
   std::string unwritableStartPage;
 };
 
-// The arguments with which kx_Init starts a browser. Writes the start page when there is a profile.
-StartArguments startArguments(const std::string& browser, const Options& options,
-                              const std::string& pipeName);
+// The arguments with which kx_Init starts a browser. Writes the start page when there is a profile, unless a
+// page is given: that one is only named.
+StartArguments startArguments(const std::string& browser, const Options& options, const std::string& pipeName,
+                              const char* givenPage = nullptr);
 
 // What the runner family makes of browser and options: the browser's pipe and profile, or what is wrong with
 // them.

@@ -123,6 +123,15 @@ TEST(StartArguments, APageThatCannotBeWrittenIsNamedAndLeftOut) {
   EXPECT_EQ(log.text(), error("Could not open temp file " + page + ", error 3"));
 }
 
+TEST(StartArguments, APageThatIsGivenIsNamedAndNotWritten) {
+  const StartPageFolder folder;
+
+  const StartArguments start = startArguments("fx", parseOptions("-fxProfile dev"), "PIPE", "C:\\page.html");
+
+  EXPECT_EQ(start.arguments, (Arguments{"-no-remote", "-P \"dev\"", "file://C:\\page.html?pipe=PIPE"}));
+  EXPECT_EQ(folder.written(), "none");
+}
+
 // ---- the runner family ----
 
 TEST(Runner, NeedsItsOptionAndTheBrowsersOwnAndMeetsTheBrowserOnItsPipe) {
