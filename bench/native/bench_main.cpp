@@ -15,9 +15,7 @@ int main(int count, char** arguments) {
     }
     kx::registerFraming();
     kx::registerLibraries();
-    kx::registerWriting();
     kx::registerOptions();
-    kx::registerReadBack();
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
   } catch (const std::exception& e) {

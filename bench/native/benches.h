@@ -5,8 +5,6 @@ namespace kx {
 
 void registerFraming();
 void registerLibraries();
-void registerWriting();
 void registerOptions();
-void registerReadBack();
 
 }  // namespace kx

@@ -38,8 +38,8 @@ CLOSING = {"(": ")", "[": "]", "{": "}"}
 NO_STEP = set("alignas assert auto break case class consteval const constexpr continue default delete do else enum extern "
               "for friend goto if inline namespace new operator private protected public return static static_assert "
               "static_cast struct switch template throw try typedef typename union using virtual void while".split())
-# Calls whose arguments say nothing about what the program does: checked while compiling, or not at all.
-LEFT_OUT_CALLS = {"static_assert", "assert", "__attribute__"}
+# Calls that say nothing about what the program does: checked while compiling or not at all, allocations made early.
+LEFT_OUT_CALLS = {"static_assert", "assert", "__attribute__", "reserve", "va_end"}
 EMPTY_VALUES = {"true", "false", "{}", "0", "nullptr", "std::nullopt", "*this"}
 
 
@@ -253,6 +253,8 @@ class Finder:
             return True
         is_constructor = self._at(first)[0].isupper() and self.partners.get(first + 1) == last - 1
         if self.tokens[index].kind != "word" or self._at(index) in NO_STEP or is_constructor:
+            return False
+        if any(self._at(at) in LEFT_OUT_CALLS for at in range(first, last)):
             return False
         index += 1
         while index < last:

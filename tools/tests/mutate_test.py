@@ -64,7 +64,7 @@ class Changes(unittest.TestCase):
         self.expect([(text,) for text in (
             "std::vector<int> a;", "void f(A&& a);", "// a < b 5\n", "/* 5 */", "#define A 5\n", "static_assert(a < 5);",
             '[[nodiscard("a")]] int f();', 'extern "C" int a;', "__attribute__((format(printf, 1, 2)))",
-            "class A { A(); A(const A&) = delete; void f(); };")])
+            "class A { A(); A(const A&) = delete; void f(); };", "void f() { a.reserve(b + 1); va_end(c); }")])
 
     def test_steps_are_dropped_and_calls_swapped(self):
         self.expect([
