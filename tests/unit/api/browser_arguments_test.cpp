@@ -41,7 +41,7 @@ struct StartPageFolder : TestFolder {
 
 // ---- kx_Init ----
 
-TEST(InitPipe, IsNamedAfterTheDigestOfTheBrowsersOwnOptionAndEmptyWithoutIt) {
+TEST(InitPipe, ThePipeOfAStartIsNamedAfterTheDigestOfTheBrowsersOwnOptionAndEmptyWithoutIt) {
   const struct {
     const char* browser;
     const char* options;
@@ -69,7 +69,7 @@ TEST(InitPipe, IsNamedAfterTheDigestOfTheBrowsersOwnOptionAndEmptyWithoutIt) {
   }
 }
 
-TEST(StartArguments, AreTheBrowsersSwitchForItsProfileAndTheStartPage) {
+TEST(StartArguments, TheArgumentsOfAStartAreTheBrowsersSwitchForItsProfileAndTheStartPage) {
   struct Case {
     const char* browser;
     const char* options;
@@ -110,7 +110,7 @@ TEST(StartArguments, AreTheBrowsersSwitchForItsProfileAndTheStartPage) {
   }
 }
 
-TEST(StartArguments, APageThatCannotBeWrittenIsNamedAndLeftOut) {
+TEST(StartArguments, AStartPageThatCannotBeWrittenIsNamedAndLeftOut) {
   const LogCapture log;
   const TestFolder folder;
   const EnvironmentVariable temp("TEMP", folder.file("missing"));
@@ -134,7 +134,7 @@ TEST(StartArguments, APageThatIsGivenIsNamedAndNotWritten) {
 
 // ---- the runner family ----
 
-TEST(Runner, NeedsItsOptionAndTheBrowsersOwnAndMeetsTheBrowserOnItsPipe) {
+TEST(Runner, ARunnerNeedsItsOptionAndTheBrowsersOwnAndMeetsTheBrowserOnItsPipe) {
   struct Case {
     const char* browser;
     const char* options;
@@ -178,7 +178,7 @@ std::string lineFor(const char* browser, const char* options, bool useProfiler =
   return runnerCommandLine(browser, runnerBrowser(browser, parseOptions(options)), useProfiler, hostPage);
 }
 
-TEST(RunnerCommandLine, OfFirefoxNamesProfileAndPipeEndsWithTheProfilerAndNeedsNoPage) {
+TEST(RunnerCommandLine, TheLineOfFirefoxNamesProfileAndPipeEndsWithTheProfilerAndNeedsNoPage) {
   const StartPageFolder folder;
 
   EXPECT_EQ(lineFor("fx", "-runner -fxProfile default"),
@@ -190,7 +190,7 @@ TEST(RunnerCommandLine, OfFirefoxNamesProfileAndPipeEndsWithTheProfilerAndNeedsN
   EXPECT_EQ(folder.written(), "none");
 }
 
-TEST(RunnerCommandLine, OfChromeNamesDataFolderAndPageWhateverTheProfiler) {
+TEST(RunnerCommandLine, TheLineOfChromeNamesDataFolderAndPageWhateverTheProfiler) {
   for (const bool useProfiler : {false, true}) {
     const StartPageFolder folder;
     EXPECT_EQ(lineFor("cr", R"(-runner -crUserDataDir "C:\Users\me\Data\")", useProfiler),
@@ -200,7 +200,7 @@ TEST(RunnerCommandLine, OfChromeNamesDataFolderAndPageWhateverTheProfiler) {
   }
 }
 
-TEST(RunnerCommandLine, OfChromeHasAPageOfTheHost) {
+TEST(RunnerCommandLine, TheLineOfChromeHasAPageOfTheHost) {
   const StartPageFolder folder;
 
   EXPECT_EQ(lineFor("cr", "-runner -crUserDataDir dev", false, "C:\\my page.html"),
@@ -208,7 +208,7 @@ TEST(RunnerCommandLine, OfChromeHasAPageOfTheHost) {
   EXPECT_EQ(folder.written(), "none");
 }
 
-TEST(RunnerCommandLine, OfChromeIsEmptyWhenThePageCannotBeWritten) {
+TEST(RunnerCommandLine, TheLineOfChromeIsEmptyWhenThePageCannotBeWritten) {
   const LogCapture log;
   const EnvironmentVariable temp("TEMP", std::nullopt);
 

@@ -38,7 +38,7 @@ struct StartedBrowser : FakeBrowser {
   std::vector<int> timeouts;
 };
 
-TEST(ConnectAttempts, AreHalfTheTimeoutAtLeastOneAndTenWithoutATimeout) {
+TEST(ConnectAttempts, FurtherAttemptsAreHalfTheTimeoutAtLeastOneAndTenWithoutATimeout) {
   const std::pair<int, int> cases[] = {
       {0, 10}, {1, 1}, {2, 1},     {3, 1},
       {4, 2},  {5, 2}, {600, 300}, {std::numeric_limits<int>::max(), 1073741823}};
@@ -47,7 +47,7 @@ TEST(ConnectAttempts, AreHalfTheTimeoutAtLeastOneAndTenWithoutATimeout) {
   }
 }
 
-TEST(ConnectOrLaunch, LaunchesOnceAndPausesBeforeEachFurtherAttempt) {
+TEST(ConnectOrLaunch, AStartLaunchesOnceAndPausesBeforeEachFurtherAttempt) {
   struct Case {
     const char* rule;
     int timeout;
@@ -127,7 +127,7 @@ TEST(ConnectOrLaunch, ALaunchThatFailsEndsTheStartWithTheInstancesNumber) {
   EXPECT_EQ(outcome.failureResult, 193);
 }
 
-TEST(ConnectToRunner, TriesOnceMoreThanItsTimeoutSaysWithAPauseBeforeEachAttempt) {
+TEST(ConnectToRunner, ARunnerIsTriedOnceMoreThanItsTimeoutSaysWithAPauseBeforeEachAttempt) {
   struct Case {
     const char* rule;
     int timeout;

@@ -67,7 +67,7 @@ TEST(CopyOut, TextsThatAreJoinedAreCopiedByTheSameRule) {
                {12});
 }
 
-TEST(CopyOut, OfACommandLineASizeOfZeroCountsAsUnlimitedToo) {
+TEST(CopyOut, ForACommandLineASizeOfZeroCountsAsUnlimitedToo) {
   const auto copyOf = [](std::string_view line) {
     return [line](char* buffer, int size) { return copyCommandLineOut(line, buffer, size); };
   };

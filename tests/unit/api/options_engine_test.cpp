@@ -54,7 +54,8 @@ void expectSameForAllTexts(const std::string& beginning, const std::string& alph
   }
 }
 
-TEST(OptionsEngine, AgreesOnEveryTextOfUpToFiveCharactersAloneBehindAnOptionAndBehindAnOpenQuote) {
+TEST(OptionsEngine,
+     ScanAndEngineAgreeOnEveryTextOfUpToFiveCharactersAloneBehindAnOptionAndBehindAnOpenQuote) {
   for (const char* beginning : {"", "-a", "-a=\""}) {
     for (std::size_t length = 0; length <= 5; ++length) {
       expectSameForAllTexts(beginning, "-a= \"\n", length);
@@ -62,7 +63,7 @@ TEST(OptionsEngine, AgreesOnEveryTextOfUpToFiveCharactersAloneBehindAnOptionAndB
   }
 }
 
-TEST(OptionsEngine, AgreesOnEveryByteWithinAnOption) {
+TEST(OptionsEngine, ScanAndEngineAgreeOnEveryByteWithinAnOption) {
   std::string bytes;
   for (int byte = 1; byte < 256; ++byte) {
     bytes += static_cast<char>(byte);
@@ -81,7 +82,7 @@ TEST(OptionsEngine, AgreesOnEveryByteWithinAnOption) {
   }
 }
 
-TEST(OptionsEngine, AgreesOnManyLongerTexts) {
+TEST(OptionsEngine, ScanAndEngineAgreeOnManyLongerTexts) {
   const std::string pieces[] = {"-",    "a",   "=",       " ",          "\"",  "\n", "\t",
                                 "--",   "-b",  "_0Z",     "x y",        "\r",  "\\", "\xC3",
                                 "\xA0", " = ", "\"q r\"", "-fxProfile", ".",   " -", "C:\\d\\",

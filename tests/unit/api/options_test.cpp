@@ -6,7 +6,7 @@ namespace kx {
 
 namespace {
 
-TEST(Options, AreNamesAndValuesOfACommandLine) {
+TEST(Options, OptionsAreNamesAndValuesOfACommandLine) {
   struct Case {
     const char* rule;
     const char* text;
@@ -80,7 +80,7 @@ TEST(Options, AreNamesAndValuesOfACommandLine) {
   }
 }
 
-TEST(Options, AreLookedUpByTheirNamesOfWhichFourAreFixed) {
+TEST(Options, OptionsAreLookedUpByTheirNamesOfWhichFourAreFixed) {
   const Options options = parseOptions("-a x -b");
 
   ASSERT_NE(findOption(options, "-a"), nullptr);
@@ -95,7 +95,7 @@ TEST(Options, AreLookedUpByTheirNamesOfWhichFourAreFixed) {
   EXPECT_STREQ(kOptionRunner, "-runner");
 }
 
-TEST(Unquote, TakesOnePairOfQuotesOffAWholeValueAndLeavesAnyOtherUnchanged) {
+TEST(Unquote, UnquotingTakesOnePairOfQuotesOffAWholeValueAndLeavesAnyOtherUnchanged) {
   EXPECT_EQ(unquote("\"x y\""), "x y");
   EXPECT_EQ(unquote("\"\""), "");
   EXPECT_EQ(unquote("\"\"x\"\""), "\"x\"");
@@ -107,7 +107,7 @@ TEST(Unquote, TakesOnePairOfQuotesOffAWholeValueAndLeavesAnyOtherUnchanged) {
 }
 
 // A stack of some kilobytes per character would overflow long before the end of these texts.
-TEST(Options, OfAMegabyteAreRead) {
+TEST(Options, TextsOfAMegabyteAreRead) {
   constexpr std::size_t kMegabyte = 1 << 20;
   const std::string value(kMegabyte, 'v');
   const std::string name(kMegabyte, '-');

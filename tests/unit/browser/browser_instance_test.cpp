@@ -35,7 +35,7 @@ std::string playText(const std::string& source, const MacroVariables& variables,
   return requestText(playRequest(source, variables, useProfiler));
 }
 
-TEST(BrowserInstance, KnowsItsTypeAndNothingElseAtFirst) {
+TEST(BrowserInstance, AFreshOneKnowsItsTypeAndNothingElseAtFirst) {
   const FakeBrowser browser("cr");
 
   EXPECT_EQ(browser.browserType(), "cr");
@@ -124,7 +124,7 @@ TEST(BrowserInstance, OperationsButPlaySucceedWhateverTheResponseSaysAndFailWith
   }
 }
 
-TEST(Play, SucceedsOnlyWithErrorNumberOne) {
+TEST(BrowserInstance, APlaySucceedsOnlyWithErrorNumberOne) {
   for (const int number : {1, 0, -1, 2, -3, 1000}) {
     FakeBrowser browser;
     browser.answer("{\"status\":\"s\",\"errorCode\":" + std::to_string(number) + "}");
@@ -135,7 +135,7 @@ TEST(Play, SucceedsOnlyWithErrorNumberOne) {
   }
 }
 
-TEST(Play, FailsWithTheExchangeEvenWithErrorNumberOne) {
+TEST(BrowserInstance, APlayFailsWithTheExchangeEvenWithErrorNumberOne) {
   for (const int number : {-3, 1}) {
     FakeBrowser browser;
     browser.fail(1, "an earlier success");
@@ -147,7 +147,7 @@ TEST(Play, FailsWithTheExchangeEvenWithErrorNumberOne) {
   }
 }
 
-TEST(Play, ListsTheVariablesSetBeforeInBytewiseOrderWithTheirLastValues) {
+TEST(BrowserInstance, APlayListsTheVariablesSetBeforeInBytewiseOrderWithTheirLastValues) {
   FakeBrowser browser;
   EXPECT_TRUE(browser.setVariable("b", "2"));
   EXPECT_TRUE(browser.setVariable("a", "first"));
@@ -159,7 +159,7 @@ TEST(Play, ListsTheVariablesSetBeforeInBytewiseOrderWithTheirLastValues) {
   EXPECT_EQ(browser.sent.at(0).text, playText("m", {{"B", "3"}, {"a", ""}, {"b", "2"}}));
 }
 
-TEST(Play, ConsumesTheVariablesEvenWhenTheMacroFails) {
+TEST(BrowserInstance, APlayConsumesTheVariablesEvenWhenTheMacroFails) {
   for (const char* answer : {R"({"errorCode":1})", R"({"errorCode":-7})"}) {
     FakeBrowser browser;
     browser.setVariable("a", "1");
@@ -172,7 +172,7 @@ TEST(Play, ConsumesTheVariablesEvenWhenTheMacroFails) {
   }
 }
 
-TEST(Play, KeepsTheVariablesWhenTheExchangeFailsAndThroughOtherRequests) {
+TEST(BrowserInstance, APlayKeepsTheVariablesWhenTheExchangeFailsAndThroughOtherRequests) {
   FakeBrowser browser;
   browser.setVariable("a", "1");
   browser.failExchange(-1, "x");
@@ -187,7 +187,7 @@ TEST(Play, KeepsTheVariablesWhenTheExchangeFailsAndThroughOtherRequests) {
   EXPECT_EQ(browser.sent.at(4).text, playText("m", {{"a", "1"}, {"b", "2"}}));
 }
 
-TEST(Play, TheProfilerStaysSwitchedOn) {
+TEST(BrowserInstance, TheProfilerStaysSwitchedOn) {
   FakeBrowser browser;
   browser.setUseProfiler(true);
 
@@ -198,7 +198,7 @@ TEST(Play, TheProfilerStaysSwitchedOn) {
   EXPECT_EQ(browser.sent.at(1).text, playText("n", {}, true));
 }
 
-TEST(Play, ReplacesWhatThePlayBeforeItLeft) {
+TEST(BrowserInstance, APlayReplacesWhatThePlayBeforeItLeft) {
   FakeBrowser browser;
   browser.answer(kEverything);
   browser.answer(R"({"errorCode":-7,"extractData":["new"],"lastPerformance":[{"name":"n"}]})");
@@ -211,7 +211,7 @@ TEST(Play, ReplacesWhatThePlayBeforeItLeft) {
   EXPECT_EQ(left(browser), "new n= profiler '' wait 0");
 }
 
-TEST(Play, AFailedExchangeLeavesNothingOfThePlayBeforeItButTheProcessToWaitFor) {
+TEST(BrowserInstance, AFailedPlayLeavesNothingOfTheOneBeforeItButTheProcessToWaitFor) {
   FakeBrowser browser;
   browser.answer(kEverything);
   browser.play("m", 5);
@@ -222,7 +222,7 @@ TEST(Play, AFailedExchangeLeavesNothingOfThePlayBeforeItButTheProcessToWaitFor) 
   EXPECT_EQ(left(browser), " profiler '' wait 77");
 }
 
-TEST(Play, OtherResponsesAddToWhatItLeft) {
+TEST(BrowserInstance, OtherResponsesAddToWhatAPlayLeft) {
   FakeBrowser browser;
   browser.answer(kEverything);
   browser.play("m", 5);
@@ -235,7 +235,7 @@ TEST(Play, OtherResponsesAddToWhatItLeft) {
 
 // ---- what a play leaves ----
 
-TEST(Extract, ZeroAndMinusOneGiveAllJoinedEachIndexFromOneUpGivesOneAndAnyOtherNothing) {
+TEST(BrowserInstance, ExtractsOfIndexZeroAndMinusOneAreAllJoinedFromOneUpEachIsOneAndAnyOtherIsEmpty) {
   struct Case {
     int index;
     const char* none;
@@ -263,7 +263,7 @@ TEST(Extract, ZeroAndMinusOneGiveAllJoinedEachIndexFromOneUpGivesOneAndAnyOtherN
   }
 }
 
-TEST(Performance, EntriesAreCountedFromOneAndAnyOtherIndexGivesNone) {
+TEST(BrowserInstance, PerformanceEntriesAreCountedFromOneAndAnyOtherIndexGivesNone) {
   FakeBrowser browser;
   browser.receive(kEverything);
 

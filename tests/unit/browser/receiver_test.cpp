@@ -154,7 +154,7 @@ TEST_F(Pending, ACompleteResponseWithNothingBehindItLeavesEarlierPendingBytes) {
 
 using RejectedByte = Receiver;
 
-TEST_F(RejectedByte, IsLoggedWithItsPlaceInItsPieceAndItsSignedNumber) {
+TEST_F(RejectedByte, ARejectedByteIsLoggedWithItsPlaceInItsPieceAndItsSignedNumber) {
   EXPECT_FALSE(feed(browser, "{\"a\":?}"));
   EXPECT_TRUE(feed(browser, "{\"a\""));
   EXPECT_FALSE(feed(browser, " :x"));
@@ -168,7 +168,7 @@ TEST_F(RejectedByte, IsLoggedWithItsPlaceInItsPieceAndItsSignedNumber) {
                             notParsed('\0', 1, "{"));
 }
 
-TEST_F(RejectedByte, LeavesTheErrorTheExtractsAndTheFlagAsTheyAre) {
+TEST_F(RejectedByte, ARejectedByteLeavesTheErrorTheExtractsAndTheFlagAsTheyAre) {
   browser.receive(kEarlier);
 
   EXPECT_FALSE(feed(browser, "?"));
@@ -180,7 +180,7 @@ TEST_F(RejectedByte, LeavesTheErrorTheExtractsAndTheFlagAsTheyAre) {
   EXPECT_FALSE(browser.isResponseIncomplete());
 }
 
-TEST_F(RejectedByte, KeepsTheBytesBeforeItAndALaterResponseIsAppended) {
+TEST_F(RejectedByte, ARejectedByteKeepsTheBytesBeforeItAndALaterResponseIsAppended) {
   browser.fail(7, "before");
   feed(browser, "{\"x\":1,");
   EXPECT_FALSE(feed(browser, " \"y\":?"));
@@ -197,7 +197,7 @@ TEST_F(RejectedByte, KeepsTheBytesBeforeItAndALaterResponseIsAppended) {
   EXPECT_EQ(browser.errorNumber(), 1) << "once handled, the old bytes are gone";
 }
 
-TEST_F(RejectedByte, TheOldBytesAndTheNewMayMakeAResponse) {
+TEST_F(RejectedByte, TheBytesBeforeItAndNewOnesMayMakeAResponse) {
   EXPECT_FALSE(feed(browser, "  ?"));
 
   browser.receive("{\"errorCode\":3}");
@@ -205,7 +205,7 @@ TEST_F(RejectedByte, TheOldBytesAndTheNewMayMakeAResponse) {
   EXPECT_EQ(browser.errorNumber(), 3);
 }
 
-TEST_F(RejectedByte, LeavesThePendingBytes) {
+TEST_F(RejectedByte, ARejectedByteLeavesThePendingBytes) {
   feed(browser, "{}x");
   EXPECT_FALSE(feed(browser, "?"));
   browser.handleResponse();
@@ -230,7 +230,7 @@ TEST_F(RejectedByte, TheTwentiethOpenContainerIsOneInEveryResponse) {
 
 using RefusedResponse = Receiver;
 
-TEST_F(RefusedResponse, IsLoggedAndChangesNothing) {
+TEST_F(RefusedResponse, ARefusedResponseIsLoggedAndChangesNothing) {
   browser.receive(kEarlier);
   browser.receive("[]");
   browser.receive("{\n  \"errorCode\":1,\n  \"errorCode\":2}");
@@ -249,7 +249,7 @@ TEST_F(RefusedResponse, IsLoggedAndChangesNothing) {
   EXPECT_EQ(browser.errorText(), "after");
 }
 
-TEST_F(RefusedResponse, APlayReportsTheOutcomeOfTheResponseBefore) {
+TEST_F(RefusedResponse, APlayWithARefusedResponseReportsTheOutcomeOfTheResponseBefore) {
   EXPECT_TRUE(browser.play("m", 5));
   browser.answer("[]");
   EXPECT_TRUE(browser.play("m", 5));
@@ -261,7 +261,7 @@ TEST_F(RefusedResponse, APlayReportsTheOutcomeOfTheResponseBefore) {
   EXPECT_EQ(browser.errorNumber(), -2);
 }
 
-TEST_F(RefusedResponse, ThatComesAgainAndAgainLeavesWhatWasThere) {
+TEST_F(RefusedResponse, ARefusedResponseThatComesAgainAndAgainLeavesWhatWasThere) {
   browser.receive(kEarlier);
 
   for (int i = 0; i < 20; ++i) {
@@ -332,12 +332,12 @@ TEST_F(KeptText, ProfilerDataGoesWithTheResponseBehindIt) {
   EXPECT_EQ(describe(browser), "0 'two' extracts '' performance none wait 0 profiler ''");
 }
 
-// Where the profiler data of a play lies whose answer holds that much of it.
-const char* placeOfPlayed(FakeBrowser& browser, std::size_t size) {
+// Where the profiler data of a play lies whose answer holds that much of it, and perhaps an extract.
+const char* placeOfPlayed(FakeBrowser& browser, std::size_t size, const char* extracts = "") {
   const std::string data(size, 'd');
-  browser.answer(R"({"status":"OK","errorCode":1,"extractData":["e"],"profilerData":")" + data + "\"}");
+  browser.answer(R"({"errorCode":1,)" + std::string(extracts) + R"("profilerData":")" + data + "\"}");
   EXPECT_TRUE(browser.play("m", 5));
-  EXPECT_EQ(browser.extract(0).toString(), "e");
+  EXPECT_EQ(browser.extract(0).toString(), *extracts == '\0' ? "" : "e");
   EXPECT_EQ(browser.profilerData(), data);
   return browser.profilerData().data();
 }
@@ -352,7 +352,7 @@ TEST_F(KeptText, APlayReusesTheMemoryOfTheOneBeforeUnlessThatIsFarTooLarge) {
   const char* const small = placeOfPlayed(another, 30000);
   EXPECT_EQ(placeOfPlayed(another, 10), small) << "memory of less than 64 kB is never too large";
   for (const std::size_t size : {10U, 1000000U, 10U, 300000U, 2000000U, 0U, 5U}) {
-    placeOfPlayed(browser, size);
+    placeOfPlayed(browser, size, R"("extractData":["e"],)");
   }
 }
 

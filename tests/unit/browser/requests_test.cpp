@@ -8,7 +8,7 @@ namespace kx {
 
 namespace {
 
-TEST(Requests, HaveTheApprovedTexts) {
+TEST(Requests, RequestsHaveTheApprovedTexts) {
   expectGolden("request_init_launched.json", requestText(initRequest(false, true)));
   expectGolden("request_init_new_browser.json", requestText(initRequest(true, false)));
   expectGolden("request_show.json", requestText(showRequest("Hello \"you\"")));

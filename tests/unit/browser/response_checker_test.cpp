@@ -208,7 +208,7 @@ TEST(ResponseChecker, ThePlacesCoverEveryState) {
 
 // ---- whole texts ----
 
-TEST(ResponseChecker, IsCompleteWhenTheTopLevelContainerHasJustClosed) {
+TEST(ResponseChecker, AResponseIsCompleteWhenTheTopLevelContainerHasJustClosed) {
   for (const char* text :
        {"{}", " \t\r\n[]", "{ }", "[\n]", R"({"a":{"b":[]},"c":"x"})", "[[],{},[{}]]", R"({"":"","":2})",
         R"(["\"\\\/\b\f\n\r\t\u00e9"])", "[true,false,null]", "[0,-0,1,-1,10,1.5,0.5,1.,1.e5,0.e5,0.5e5]",
@@ -217,7 +217,7 @@ TEST(ResponseChecker, IsCompleteWhenTheTopLevelContainerHasJustClosed) {
   }
 }
 
-TEST(ResponseChecker, IsIncompleteUntilThen) {
+TEST(ResponseChecker, ABeginningOfAResponseIsIncomplete) {
   const std::string text = R"( {"a":[1,-2.5e+3,"x\u00e9\n",true],"b":{"c":null}})";
   for (std::size_t length = 0; length < text.size(); ++length) {
     EXPECT_EQ(verdict(std::string_view(text).substr(0, length)), "incomplete") << length;

@@ -138,7 +138,7 @@ TEST(MergeFields, OnlyStatusAndErrorCodeAreNotOptional) {
   EXPECT_EQ(fields, "status errorCode extractData? lastPerformance? waitForProcessId? profilerData? ");
 }
 
-TEST(ResponseNumber, IsTruncatedAndSaturatesAtTheEndsOfItsField) {
+TEST(ResponseNumber, ANumberIsTruncatedAndSaturatesAtTheEndsOfItsField) {
   constexpr int kLowest = std::numeric_limits<int>::min();
   struct Case {
     double number;

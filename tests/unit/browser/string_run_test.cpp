@@ -23,7 +23,7 @@ std::size_t runLengthBytewise(std::string_view text) {
 
 constexpr char kPlain[] = "sixteen bytes and some more";
 
-TEST(StringRun, EndsBeforeAQuoteAnEscapeThatIsNoneOrCutShortAndAByteThatMayNotStandThere) {
+TEST(StringRun, ARunEndsBeforeAQuoteAnEscapeThatIsNoneOrCutShortAndAByteThatMayNotStandThere) {
   const std::string plain = kPlain;
   const std::pair<std::string, std::size_t> cases[] = {
       {"\"", 0},

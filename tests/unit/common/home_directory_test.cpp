@@ -16,7 +16,7 @@ std::string homeWith(std::optional<std::string> drive, std::optional<std::string
   return homeDirectory();
 }
 
-TEST(HomeDirectory, IsTheDriveOrDriveCFollowedByThePathAndEmptyWithoutAPath) {
+TEST(HomeDirectory, TheHomeDirectoryIsTheDriveOrDriveCFollowedByThePathAndEmptyWithoutAPath) {
   EXPECT_EQ(homeWith("D:", "\\Users\\alice"), "D:\\Users\\alice");
   EXPECT_EQ(homeWith(std::nullopt, "\\Users\\alice"), "c:\\Users\\alice");
   EXPECT_EQ(homeWith("D:", std::nullopt), "");

@@ -10,7 +10,7 @@ std::string times(std::size_t count, char c) {
   return std::string(count, c);
 }
 
-TEST(Md5, HasTheTestValuesOfTheAlgorithmAndPadsWithOneBlockOrTwo) {
+TEST(Md5, TheDigestHasTheTestValuesOfTheAlgorithmAndPadsWithOneBlockOrTwo) {
   std::string digits;
   for (int i = 0; i < 8; ++i) {
     digits += "1234567890";

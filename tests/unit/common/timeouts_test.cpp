@@ -12,7 +12,7 @@ constexpr int kSmallest = std::numeric_limits<int>::min();
 constexpr int kLargest = std::numeric_limits<int>::max();
 constexpr std::uint32_t kForEver = 4294967295U;
 
-TEST(Timeouts, AreTenMinutesWhenAHostGivesANegativeOneAndElseAsGiven) {
+TEST(Timeouts, TimeoutsAreTenMinutesWhenAHostGivesANegativeOneAndElseAsGiven) {
   for (const int seconds : {-1, -5, kSmallest}) {
     EXPECT_EQ(timeoutFromHost(seconds), 600) << seconds;
   }
@@ -21,7 +21,7 @@ TEST(Timeouts, AreTenMinutesWhenAHostGivesANegativeOneAndElseAsGiven) {
   }
 }
 
-TEST(Timeouts, BecomeMillisecondsThatStayJustBelowForEver) {
+TEST(Timeouts, TimeoutsBecomeMillisecondsThatStayJustBelowForEver) {
   const struct {
     int seconds;
     std::uint32_t transport;
@@ -43,7 +43,7 @@ TEST(Timeouts, BecomeMillisecondsThatStayJustBelowForEver) {
   }
 }
 
-TEST(Timeouts, ThatAreFixedAreTwoSecondsFiveSecondsAndTenMinutes) {
+TEST(Timeouts, FixedWaitsAreTwoSecondsFiveSecondsAndTenMinutes) {
   EXPECT_EQ(kConnectPauseMilliseconds, 2000U);
   EXPECT_EQ(kBusyPipeWaitMilliseconds, 5000U);
   EXPECT_EQ(kStartLockWaitMilliseconds, 600000U);

@@ -25,7 +25,7 @@ std::vector<std::string> numberedNames(std::size_t count, const std::string& beh
 
 // Names of one hash: of each sixteen bytes the last bit of the first eight is taken back by two bits of the
 // second eight.
-std::vector<std::string> meetingNames(std::size_t count) {
+std::vector<std::string> collidingNames(std::size_t count) {
   constexpr std::size_t kBits = 17;
   std::vector<std::string> names;
   for (std::size_t i = 0; i < count; ++i) {
@@ -97,7 +97,7 @@ TEST(MemberNames, ThoseOfAnInnerObjectAreItsOwnAndGoWithIt) {
   EXPECT_EQ(addAll(outer, all), 0U);
 }
 
-TEST(MemberNames, ThatWereNotMadeToMeetStayInTheTable) {
+TEST(MemberNames, AreLookedUpInAHashTableWhileFewOfThemCollide) {
   for (const char* behind : {"", " and some words behind it"}) {
     std::vector<std::string_view> stack;
     MemberNames names(stack);
@@ -110,10 +110,10 @@ TEST(MemberNames, ThatWereNotMadeToMeetStayInTheTable) {
   }
 }
 
-TEST(MemberNames, ThatWereMadeToMeetArePutInOrderSoon) {
+TEST(MemberNames, OfOneHashAreSortedAfterFewCollisions) {
   std::vector<std::string_view> stack;
   MemberNames names(stack);
-  const std::vector<std::string> all = meetingNames(kMany);
+  const std::vector<std::string> all = collidingNames(kMany);
 
   EXPECT_EQ(addAll(names, all), kMany);
 
@@ -123,8 +123,8 @@ TEST(MemberNames, ThatWereMadeToMeetArePutInOrderSoon) {
   EXPECT_TRUE(names.add("another"));
 }
 
-TEST(MemberNames, ThatMeetAreTakenForEachOtherInNoPlace) {
-  const std::vector<std::string> all = meetingNames(200);
+TEST(MemberNames, OfOneHashAreToldApart) {
+  const std::vector<std::string> all = collidingNames(200);
   for (std::size_t count = 1; count < all.size(); ++count) {
     std::vector<std::string_view> stack;
     MemberNames names(stack);

@@ -43,7 +43,7 @@ std::string numberError(const std::string& token) {
   return "none";
 }
 
-TEST(JsonNumber, HasTheValueThatTheRunTimeGives) {
+TEST(JsonNumber, ANumberHasTheValueThatTheRunTimeGives) {
   std::istringstream numbers(
       "0 1 -1 1234567890 2.5 -0.125 1e3 1E+3 25e-1 0.5e5 1. 0. -7. 1.e5 0.e5 -0 -0.0e5 1e308 1e309 "
       "1e310 -1e309 1.7976931348623157e308 1.7976931348623158e308 1.7976931348623159e308 1.8e308 "
@@ -84,7 +84,7 @@ TEST(JsonNumber, LettersEndANumber) {
   EXPECT_THROW(read("[0x10]"), json::Reader::ScanException);
 }
 
-TEST(JsonNumber, OfManyDigitsHasTheValueThatTheRunTimeGives) {
+TEST(JsonNumber, ANumberOfManyDigitsHasTheValueThatTheRunTimeGives) {
   const std::string zeros(1000, '0');
   const std::string some(400, '0');
   for (const std::string& text :
@@ -133,7 +133,7 @@ TEST(JsonNumber, EveryDoubleIsReadBackFromItsDigits) {
   }
 }
 
-TEST(JsonNumber, DoesNotDependOnTheHostsLocale) {
+TEST(JsonNumber, ANumberDoesNotDependOnTheHostsLocale) {
   const ForeignLocale locale;
 
   EXPECT_EQ(readNumber("2.5"), 2.5);

@@ -11,7 +11,7 @@ namespace kx {
 
 namespace {
 
-TEST(JsonParser, ReadsEveryKindOfElementInItsOrderWithWhitespaceBetweenAllTokens) {
+TEST(JsonParser, TheParserReadsEveryKindOfElementInItsOrderWithWhitespaceBetweenAllTokens) {
   for (const char* text : {"null", "true", "false", "12", "[]", "{}"}) {
     EXPECT_EQ(read(text), text);
   }

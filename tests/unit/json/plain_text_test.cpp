@@ -24,7 +24,7 @@ TEST(PlainText, NoBytesAreNoText) {
   EXPECT_EQ(json::endOfPlain(nullptr, nullptr), nullptr);
 }
 
-TEST(PlainText, EndsAtTheSameByteInStridesAsBytewiseWhateverTheByte) {
+TEST(PlainText, PlainTextEndsAtTheSameByteInStridesAsBytewiseWhateverTheByte) {
   constexpr std::size_t kLength = 50;
   for (int byte = 0; byte < 256; ++byte) {
     const char c = static_cast<char>(byte);
@@ -40,7 +40,7 @@ TEST(PlainText, EndsAtTheSameByteInStridesAsBytewiseWhateverTheByte) {
   }
 }
 
-TEST(PlainText, EndsAtTheSameByteInStridesAsBytewiseWhereverItBeginsAndEnds) {
+TEST(PlainText, PlainTextEndsAtTheSameByteInStridesAsBytewiseWhereverItBeginsAndEnds) {
   std::string text(70, '\xE9');
   text[20] = '"';
   text[21] = '\\';

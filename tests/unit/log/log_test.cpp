@@ -47,7 +47,7 @@ TEST_F(LogEntry, AnInformationCarriesTheIdsBeforeItsMessageAndAnErrorBehindItsLi
                             "Client: Read 12 bytes from communication pipe\nError: third\n" + logPrefix());
 }
 
-TEST_F(LogEntry, IsAppendedToWhatTheFileHolds) {
+TEST_F(LogEntry, AnEntryIsAppendedToWhatTheFileHolds) {
   writeFile(log.path(), "before\n");
 
   __loginf("entry");
@@ -55,7 +55,7 @@ TEST_F(LogEntry, IsAppendedToWhatTheFileHolds) {
   EXPECT_EQ(log.text(), "before\n" + information("entry"));
 }
 
-TEST_F(LogEntry, HoldsAnyMessageAsItIs) {
+TEST_F(LogEntry, AnEntryHoldsAnyMessageAsItIs) {
   const std::string longOne(5000, 'm');
   const ForeignLocale locale;
 
@@ -112,7 +112,7 @@ TEST_F(LogEntry, SwitchAndPathTakeEffectWithTheNextEntry) {
   EXPECT_EQ(fileBytes(otherPath), information("third"));
 }
 
-TEST(LogPath, IsTheVariableElseWhenLoggingIsOnInTheHomeDirectoryElseEmpty) {
+TEST(LogPath, ThePathIsTheVariableElseWhenLoggingIsOnInTheHomeDirectoryElseEmpty) {
   const std::string home = "\\Users\\alice";
   const std::string named = "D:\\logs\\kx.log";
   const std::pair<LogVariables, std::string> cases[] = {
@@ -145,7 +145,7 @@ TEST(LogPath, TheDefaultFileIsWritten) {
   EXPECT_EQ(fileBytes(folder.file("korvex.log")), information("entry"));
 }
 
-TEST(LogPath, MayHoldBlanksAndCharactersOutsideAscii) {
+TEST(LogPath, ThePathMayHoldBlanksAndCharactersOutsideAscii) {
   const TestFolder folder("Gr\xC3\xB6\xC3\x9F" + std::string("e \xE6\x97\xA5"));
   const ScopedLogVariables variables({"on", folder.file("kx \xC3\xA9.log")});
 
@@ -154,7 +154,7 @@ TEST(LogPath, MayHoldBlanksAndCharactersOutsideAscii) {
   EXPECT_EQ(fileBytes(folder.file("kx \xC3\xA9.log")), information("entry"));
 }
 
-TEST(LogLastError, SurvivesEntriesWhateverBecomesOfThem) {
+TEST(LogLastError, TheLastErrorSurvivesEntriesWhateverBecomesOfThem) {
   const TestFolder folder;
   const LogVariables cases[] = {{"on", folder.file("kx.log")},
                                 {"off", folder.file("off.log")},

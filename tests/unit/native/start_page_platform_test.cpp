@@ -14,7 +14,7 @@ namespace {
 using test_platform::FileWatch;
 using test_platform::OpenedFile;
 
-TEST(StartPageFile, IsOpenedForWritingAsTextUnlessThereIsNoTempFolder) {
+TEST(StartPageFile, TheStartPageIsOpenedForWritingAsTextUnlessThereIsNoTempFolder) {
   // The log asks for its own file, which has no name here.
   const OpenedFile log = {"", "ab"};
   const std::pair<std::optional<std::string>, std::vector<OpenedFile>> cases[] = {

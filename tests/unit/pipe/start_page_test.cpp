@@ -21,7 +21,7 @@ struct StartPage : testing::Test {
   EnvironmentVariable temp{"TEMP", folder.path()};
 };
 
-TEST_F(StartPage, IsWrittenToTheTempFolderAndNamesThePipe) {
+TEST_F(StartPage, TheStartPageIsWrittenToTheTempFolderAndNamesThePipe) {
   EXPECT_EQ(startPageUrl("0123abcd", "\\\\.\\pipe\\p.runner", nullptr),
             "file://" + folder.path() + "\\0123abcd.html?pipe=\\\\.\\pipe\\p.runner");
   EXPECT_EQ(fileBytes(folder.file("0123abcd.html")), kPage);
@@ -43,7 +43,7 @@ TEST_F(StartPage, APageOfTheHostIsTakenAsItIsAndNothingIsWritten) {
   EXPECT_EQ(fileBytes(folder.file("stem.html")), std::nullopt);
 }
 
-TEST_F(StartPage, IsRewrittenEachTime) {
+TEST_F(StartPage, TheStartPageIsRewrittenEachTime) {
   writeFile(folder.file("stem.html"), "a longer page that somebody else has left behind here");
 
   startPageUrl("stem", "p", nullptr);
@@ -51,7 +51,7 @@ TEST_F(StartPage, IsRewrittenEachTime) {
   EXPECT_EQ(fileBytes(folder.file("stem.html")), kPage);
 }
 
-TEST_F(StartPage, ThatCannotBeWrittenGivesNothingAndOneErrorInTheLog) {
+TEST_F(StartPage, AStartPageThatCannotBeWrittenGivesNothingAndOneErrorInTheLog) {
   const EnvironmentVariable missing("TEMP", folder.file("missing"));
 
   EXPECT_EQ(startPageUrl("stem", "p", nullptr), "");
@@ -67,7 +67,7 @@ TEST_F(StartPage, WithoutATempFolderNothingIsWrittenAnywhereAndAPageOfTheHostSti
   EXPECT_EQ(startPageUrl("stem", "p", "C:\\start.html"), "file://C:\\start.html?pipe=p");
 }
 
-TEST(StartPagePath, IsTheTempFolderABackslashTheStemAndTheSuffix) {
+TEST(StartPagePath, ThePathIsTheTempFolderABackslashTheStemAndTheSuffix) {
   for (const std::optional<std::string>& folder :
        {std::optional<std::string>("C:\\Temp"), {""}, {std::nullopt}}) {
     const EnvironmentVariable temp("TEMP", folder);

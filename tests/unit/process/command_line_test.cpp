@@ -24,7 +24,7 @@ TEST(CommandLine, ATextWithABlankIsQuotedUnlessAQuoteStandsAtEitherEnd) {
   }
 }
 
-TEST(CommandLine, IsTheProgramAndItsArgumentsWithOneBlankBetweenEachTwo) {
+TEST(CommandLine, TheLineIsTheProgramAndItsArgumentsWithOneBlankBetweenEachTwo) {
   EXPECT_EQ(commandLine("C:\\Program Files\\f.exe", {"-kx-pipe", "\\\\.\\pipe\\p"}),
             "\"C:\\Program Files\\f.exe\" -kx-pipe \\\\.\\pipe\\p");
   EXPECT_EQ(commandLine("p.exe", {"a b", "--user-data-dir=\"c d\"", "e"}),
@@ -34,7 +34,7 @@ TEST(CommandLine, IsTheProgramAndItsArgumentsWithOneBlankBetweenEachTwo) {
   EXPECT_EQ(commandLine("\"C:\\a b\\p.exe\"", {"x"}), "\"C:\\a b\\p.exe\" x");
 }
 
-TEST(WorkingDirectory, IsThePathBeforeTheLastBackslashOrTheWholeWithoutOne) {
+TEST(WorkingDirectory, TheWorkingDirectoryIsThePathBeforeTheLastBackslashOrTheWholeWithoutOne) {
   EXPECT_EQ(workingDirectory("C:\\Program Files\\Mozilla Firefox\\firefox.exe"),
             "C:\\Program Files\\Mozilla Firefox");
   EXPECT_EQ(workingDirectory("C:\\p.exe"), "C:");

@@ -10,7 +10,7 @@ namespace {
 
 using Profiles = FirefoxProfileList;
 
-TEST(FirefoxProfiles, AreReadByTheRulesOfTheFile) {
+TEST(FirefoxProfiles, ProfilesAreReadByTheRulesOfTheFile) {
   struct Case {
     const char* rule;
     std::string_view text;
@@ -97,7 +97,7 @@ TEST(FirefoxProfiles, AMissingKeyHasAnEmptyValue) {
   EXPECT_EQ(valueOf({{"Name", "x"}}, "name"), "");
 }
 
-TEST(StartProfile, IsTheFirstDefaultInTheOrderOfSectionNamesUnlessFirefoxAsksBefore) {
+TEST(StartProfile, TheStartProfileIsTheFirstDefaultInTheOrderOfSectionNamesUnlessFirefoxAsksBefore) {
   struct Case {
     const char* rule;
     std::string text;
@@ -132,7 +132,7 @@ TEST(StartProfile, IsTheFirstDefaultInTheOrderOfSectionNamesUnlessFirefoxAsksBef
   }
 }
 
-TEST(ParentLock, LiesInTheFolderOfTheFirstSectionWithTheName) {
+TEST(ParentLock, TheLockLiesInTheFolderOfTheFirstSectionWithTheName) {
   struct Case {
     const char* rule;
     std::string text;

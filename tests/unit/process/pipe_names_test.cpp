@@ -35,7 +35,7 @@ TEST(ExplicitPipe, AShortNameIsCompletedWithBrowserTypeAndUserAndAFullPathIsTake
   }
 }
 
-TEST(DefaultPipe, OfFirefoxIsThatOfItsStartProfileOrHasTheDefaultName) {
+TEST(DefaultPipe, TheDefaultPipeOfFirefoxIsThatOfItsStartProfileOrHasTheDefaultName) {
   const struct {
     const char* rule;
     const char* profilesIni;
@@ -59,7 +59,7 @@ TEST(DefaultPipe, OfFirefoxIsThatOfItsStartProfileOrHasTheDefaultName) {
   }
 }
 
-TEST(DefaultPipe, OfChromeHasTheDefaultNameAndAnyOtherBrowserHasNone) {
+TEST(DefaultPipe, TheDefaultPipeOfChromeHasTheDefaultNameAndAnyOtherBrowserHasNone) {
   const FirefoxProfileList profiles = parseFirefoxProfiles("[Profile0]\nName=dev\nDefault=1\n");
 
   EXPECT_EQ(described(defaultServerPipe("cr", "alice", profiles)),
@@ -69,7 +69,7 @@ TEST(DefaultPipe, OfChromeHasTheDefaultNameAndAnyOtherBrowserHasNone) {
   }
 }
 
-TEST(RunnerPipe, IsNamedAfterTheDigestOfTheProfilePath) {
+TEST(RunnerPipe, TheRunnerPipeIsNamedAfterTheDigestOfTheProfilePath) {
   EXPECT_EQ(runnerPipeName("cr", "abc"), R"(\\.\pipe\kx-cr-900150983cd24fb0d6963f7d28e17f72.runner)");
   EXPECT_EQ(runnerPipeName("fx", ""), R"(\\.\pipe\kx-fx-d41d8cd98f00b204e9800998ecf8427e.runner)");
 }
@@ -80,13 +80,13 @@ TEST(RunnerPipe, OneTrailingBackslashOfThePathDoesNotMatter) {
   EXPECT_EQ(runnerPipeName("cr", "abc\\"), R"(\\.\pipe\kx-cr-900150983cd24fb0d6963f7d28e17f72.runner)");
 }
 
-TEST(RunnerPipe, OfTheRunnerFamilyForFirefoxIsNamedAfterTheProfileItself) {
+TEST(RunnerPipe, TheRunnerPipeOfFirefoxIsNamedAfterTheProfileItself) {
   EXPECT_EQ(firefoxRunnerPipeName("default"), R"(\\.\pipe\default.runner)");
   EXPECT_EQ(firefoxRunnerPipeName("a b\\"), R"(\\.\pipe\a b\.runner)");
   EXPECT_EQ(firefoxRunnerPipeName(""), R"(\\.\pipe\.runner)");
 }
 
-TEST(CommunicationPipe, NamesBrowserProfileThreadAndProcessInThisOrder) {
+TEST(CommunicationPipe, TheNameHoldsBrowserProfileThreadAndProcessInThisOrder) {
   EXPECT_EQ(communicationPipeName("fx", "default", 4120, 9876), R"(\\.\pipe\kx-fx-cli-default.4120.9876)");
   EXPECT_EQ(communicationPipeName("cr", "a b", 1, 2), R"(\\.\pipe\kx-cr-cli-a b.1.2)");
 }
@@ -108,7 +108,7 @@ TEST(CommunicationPipe, TheNameIsCutAt255CharactersBehindThePrefix) {
             prefix + "kx-fx-cli-" + std::string(245, 'p'));
 }
 
-TEST(StartLock, IsNamedAfterBrowserProfileAndUser) {
+TEST(StartLock, TheStartLockIsNamedAfterBrowserProfileAndUser) {
   EXPECT_EQ(startLockName("fx", "default", "alice"), "kx-fx-default.alice.lock");
   EXPECT_EQ(startLockName("cr", "unknonw", "Bob B"), "kx-cr-unknonw.Bob B.lock");
   EXPECT_EQ(startLockName("", "", ""), "kx--..lock");

@@ -44,7 +44,7 @@ int unexpected(const ContextRecord&) {
   return 99;
 }
 
-TEST_F(CallFrame, RunsItsBodyOnTheRecord) {
+TEST_F(CallFrame, TheFrameRunsItsBodyOnTheRecord) {
   const int context = createWithBrowser();
   const auto body = [&](ContextRecord& record) {
     EXPECT_EQ(&record, lookupContext(context));
@@ -82,7 +82,7 @@ TEST_F(CallFrame, TheFirstNullTextIsLoggedByTheNameOfItsArgumentAndGivesMinusOne
                             .text());
 }
 
-TEST_F(CallFrame, ChecksTheContextBeforeTheBrowserBeforeTheTexts) {
+TEST_F(CallFrame, TheFrameChecksTheContextBeforeTheBrowserBeforeTheTexts) {
   EXPECT_EQ(withBrowser(kFrame, 0, {{"macro", nullptr}}, unexpected), -5);
   EXPECT_EQ(withContext(kFrame, 5, {{"browser", nullptr}}, unexpected), -5);
   createContext();

@@ -56,7 +56,7 @@ std::vector<int> fromZero(int count) {
 constexpr int kNobodys[] = {
     -1, 2, 255, 256, 100000, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()};
 
-TEST(ContextRegistry, CountsFromZeroAndGivesTheLowestFreeNumberFirstAndOnce) {
+TEST(ContextRegistry, NumbersCountFromZeroAndTheLowestFreeOneIsGivenFirstAndOnce) {
   ContextRegistry registry;
   EXPECT_EQ(created(registry, 10), fromZero(10));
   for (const int context : {7, 2, 9, 0, 4, 0, 7}) {
@@ -65,7 +65,7 @@ TEST(ContextRegistry, CountsFromZeroAndGivesTheLowestFreeNumberFirstAndOnce) {
   EXPECT_THAT(created(registry, 7), ElementsAre(0, 2, 4, 7, 9, 10, 11));
 }
 
-TEST(ContextRegistry, CountsFromZeroAgainWhenAllAreDestroyed) {
+TEST(ContextRegistry, NumbersCountFromZeroAgainWhenAllAreDestroyed) {
   ContextRegistry registry;
   created(registry, 300);
   for (int context = 299; context >= 0; --context) {
@@ -74,7 +74,7 @@ TEST(ContextRegistry, CountsFromZeroAgainWhenAllAreDestroyed) {
   EXPECT_EQ(created(registry, 301), fromZero(301));
 }
 
-TEST(ContextRegistry, FindsTheRecordsOfItsContextsOnly) {
+TEST(ContextRegistry, ALookUpFindsTheRecordsOfContextsOnly) {
   ContextRegistry registry;
   EXPECT_THAT(registry.lookup(0), IsNull());
   created(registry, 2);
@@ -105,7 +105,7 @@ TEST(ContextRegistry, ARecordIsFreshAlsoOfANumberThatIsGivenAgain) {
   }
 }
 
-TEST(ContextRegistry, GrowsToTenThousandsAndMovesNoRecord) {
+TEST(ContextRegistry, TheRegistryGrowsToTenThousandsAndMovesNoRecord) {
   constexpr int kCount = 20000;
   ContextRegistry registry;
   std::vector<ContextRecord*> records;
@@ -121,7 +121,7 @@ TEST(ContextRegistry, GrowsToTenThousandsAndMovesNoRecord) {
   EXPECT_THAT(registry.lookup(kCount), IsNull());
 }
 
-TEST(ContextRegistry, LooksForNoSlotBehindTheLastOfASegment) {
+TEST(ContextRegistry, TheRegistryLooksForNoSlotBehindTheLastOfASegment) {
   using Place = ContextRegistry::Place;
   EXPECT_EQ(ContextRegistry::placeOf(0), (Place{0, 0}));
   EXPECT_EQ(ContextRegistry::placeOf(255), (Place{0, 255}));
@@ -131,7 +131,7 @@ TEST(ContextRegistry, LooksForNoSlotBehindTheLastOfASegment) {
   EXPECT_EQ(ContextRegistry::placeOf(std::numeric_limits<int>::max()).segment, 23U);
 }
 
-TEST(ContextRegistry, GivesEveryNumberOnceToThreadsThatCreateAtTheSameTime) {
+TEST(ContextRegistry, EveryNumberIsGivenOnceToThreadsThatCreateAtTheSameTime) {
   constexpr int kThreads = 8;
   constexpr int kEach = 1000;
   ContextRegistry registry;
@@ -151,7 +151,7 @@ TEST(ContextRegistry, GivesEveryNumberOnceToThreadsThatCreateAtTheSameTime) {
   EXPECT_EQ(all, fromZero(kThreads * kEach));
 }
 
-TEST(ContextRegistry, FindsARecordWhileOtherThreadsCreateAndDestroy) {
+TEST(ContextRegistry, ALookUpFindsItsRecordWhileOtherThreadsCreateAndDestroy) {
   ContextRegistry registry;
   const int context = registry.create();
   ContextRecord* const record = registry.lookup(context);
@@ -193,7 +193,7 @@ TEST(ContextRegistry, DestroyingAContextOrTheRegistryLeavesBrowsersAlone) {
   EXPECT_TRUE(isThere[0] && isThere[1]);
 }
 
-TEST(ContextRegistry, OfTheProcessHasContextsBetweenOpeningAndClosing) {
+TEST(ContextRegistry, TheProcessHasContextsBetweenOpeningAndClosing) {
   for (const bool processEnds : {false, true, false}) {
     openContextRegistry();
     EXPECT_EQ(createContext(), 0);
@@ -209,7 +209,7 @@ TEST(ContextRegistry, OfTheProcessHasContextsBetweenOpeningAndClosing) {
   }
 }
 
-TEST(ErrorOfAContext, IsTheBrowsersWhileThereIsOneAndElseTheKeptOne) {
+TEST(ErrorOfAContext, AContextsErrorIsTheBrowsersWhileThereIsOneAndElseTheKeptOne) {
   ContextRecord record;
   const auto expectError = [&record](int number, const char* text) {
     EXPECT_EQ(errorNumber(record), number);
@@ -231,7 +231,7 @@ TEST(ErrorOfAContext, IsTheBrowsersWhileThereIsOneAndElseTheKeptOne) {
   expectError(-4, "Could not open server pipe");
 }
 
-TEST(InstanceStartTest, ThatSucceedsLeavesItsBrowserInTheRecord) {
+TEST(InstanceStartTest, AStartThatSucceedsLeavesItsBrowserInTheRecord) {
   ContextRecord record;
   bool isThere = false;
   {
@@ -244,7 +244,7 @@ TEST(InstanceStartTest, ThatSucceedsLeavesItsBrowserInTheRecord) {
   record.instance.reset();
 }
 
-TEST(InstanceStartTest, ThatDoesNotSucceedTakesItsBrowserAway) {
+TEST(InstanceStartTest, AStartThatDoesNotSucceedTakesItsBrowserAway) {
   ContextRecord record;
   bool isThere = false;
   { const InstanceStart start(record, std::make_unique<WatchedBrowser>(isThere)); }
@@ -252,7 +252,7 @@ TEST(InstanceStartTest, ThatDoesNotSucceedTakesItsBrowserAway) {
   EXPECT_EQ(record.instance, nullptr);
 }
 
-TEST(InstanceStartTest, LeavesABrowserThatWasThereBeforeAlone) {
+TEST(InstanceStartTest, AStartLeavesABrowserThatWasThereBeforeAlone) {
   ContextRecord record;
   bool isThere = false;
   bool isNewOneThere = false;

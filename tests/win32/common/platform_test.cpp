@@ -29,7 +29,7 @@ class PlatformVariable : public testing::Test {
   static std::optional<std::string> value() { return platform::environmentVariable("KX_TEST_VARIABLE"); }
 };
 
-TEST_F(PlatformVariable, IsReadAsUtf8WhateverItsLengthWithoutTouchingTheLastError) {
+TEST_F(PlatformVariable, AVariableIsReadAsUtf8WhateverItsLengthWithoutTouchingTheLastError) {
   const auto expectValue = [](const std::optional<std::string>& expected) {
     ::SetLastError(4711);
     EXPECT_EQ(value(), expected);
@@ -49,13 +49,13 @@ TEST_F(PlatformVariable, IsReadAsUtf8WhateverItsLengthWithoutTouchingTheLastErro
   expectValue("run-time");
 }
 
-TEST_F(PlatformVariable, ThatIsEmptyHasAnEmptyValue) {
+TEST_F(PlatformVariable, AVariableThatIsEmptyHasAnEmptyValue) {
   ASSERT_TRUE(::SetEnvironmentVariableW(L"KX_TEST_VARIABLE", L""));
   ::SetLastError(ERROR_ENVVAR_NOT_FOUND);
   EXPECT_EQ(value(), "");
 }
 
-TEST_F(PlatformVariable, IsLookedForWithoutALookBehindItsName) {
+TEST_F(PlatformVariable, AVariableIsLookedForWithoutALookBehindItsName) {
   SYSTEM_INFO system{};
   ::GetSystemInfo(&system);
   const std::size_t page = system.dwPageSize;

@@ -23,14 +23,14 @@ bool isOpen(HANDLE handle) {
   return ::GetHandleInformation(handle, &flags) != FALSE;
 }
 
-TEST(UniqueHandleTest, IsEmptyForBothValuesThatAreNoHandle) {
+TEST(UniqueHandleTest, AnOwnerIsEmptyForBothValuesThatAreNoHandle) {
   EXPECT_FALSE(UniqueHandle());
   EXPECT_FALSE(UniqueHandle(nullptr));
   EXPECT_FALSE(UniqueHandle(INVALID_HANDLE_VALUE));
   EXPECT_TRUE(UniqueHandle(newEvent()));
 }
 
-TEST(UniqueHandleTest, ClosesItsHandleAtTheEndAndKeepsTheLastError) {
+TEST(UniqueHandleTest, AnOwnerClosesItsHandleAtTheEndAndKeepsTheLastError) {
   const HANDLE event = newEvent();
   {
     const UniqueHandle owner(event);
@@ -42,7 +42,7 @@ TEST(UniqueHandleTest, ClosesItsHandleAtTheEndAndKeepsTheLastError) {
   EXPECT_FALSE(isOpen(event));
 }
 
-TEST(UniqueHandleTest, ThatIsMovedFromClosesNothing) {
+TEST(UniqueHandleTest, AnOwnerThatIsMovedFromClosesNothing) {
   const HANDLE event = newEvent();
   UniqueHandle target;
   {
@@ -54,7 +54,7 @@ TEST(UniqueHandleTest, ThatIsMovedFromClosesNothing) {
   EXPECT_TRUE(isOpen(event));
 }
 
-TEST(UniqueHandleTest, ThatReceivesAnotherHandleClosesItsOwn) {
+TEST(UniqueHandleTest, AnOwnerThatReceivesAnotherHandleClosesItsOwn) {
   const HANDLE first = newEvent();
   const HANDLE second = newEvent();
   UniqueHandle owner(first);
@@ -68,7 +68,7 @@ TEST(UniqueHandleTest, ThatReceivesAnotherHandleClosesItsOwn) {
   EXPECT_FALSE(owner);
 }
 
-TEST(UniqueHandleTest, GivesItsHandleAway) {
+TEST(UniqueHandleTest, AnOwnerGivesItsHandleAway) {
   const HANDLE event = newEvent();
   {
     UniqueHandle owner(event);

@@ -99,13 +99,13 @@ class RecordedStart {
   SubstitutedCall<&WindowsCalls::createProcess> create_;
 };
 
-TEST(DefaultBrowserPath, OfFirefoxIsFixedAndOfAnyOtherBrowserButChromeEmpty) {
+TEST(DefaultBrowserPath, ThePathOfFirefoxIsFixedAndOfAnyOtherBrowserButChromeEmpty) {
   EXPECT_EQ(defaultBrowserPath(FakeBrowser("fx")), "c:\\Program Files\\Mozilla Firefox\\firefox.exe");
   EXPECT_EQ(defaultBrowserPath(FakeBrowser("ie")), "");
   EXPECT_EQ(defaultBrowserPath(FakeBrowser("")), "");
 }
 
-TEST(DefaultBrowserPath, OfChromeDependsOnTheVersionOfWindows) {
+TEST(DefaultBrowserPath, ThePathOfChromeDependsOnTheVersionOfWindows) {
   const FakeBrowser chrome("cr");
   const std::string below = "\\Google\\Chrome\\Application\\chrome.exe";
   EnvironmentVariable local("LOCALAPPDATA", "C:\\Users\\a\\AppData\\Local");
@@ -135,7 +135,7 @@ class BrowserLaunch : public testing::Test {
   LogFile log;
 };
 
-TEST_F(BrowserLaunch, LooksForTheDefaultBrowserWhenNoPathIsGiven) {
+TEST_F(BrowserLaunch, ALaunchLooksForTheDefaultBrowserWhenNoPathIsGiven) {
   const EnvironmentVariable local("LOCALAPPDATA", "C:\\grün");
   const WindowsVersionIs windows(10);
   const ProgramSearch search(ERROR_FILE_NOT_FOUND);
@@ -175,7 +175,7 @@ TEST_F(BrowserLaunch, EveryOtherErrorOfTheSearchIsToldByItsNumber) {
   EXPECT_EQ(start.count(), 0);
 }
 
-TEST_F(BrowserLaunch, PassesPathAndArgumentsOn) {
+TEST_F(BrowserLaunch, ALaunchPassesPathAndArgumentsOn) {
   const ProgramSearch search;
   const RecordedStart start;
   EXPECT_TRUE(launchBrowser(browser, "C:\\Program Files\\Mozilla Firefox\\firefox.exe",
@@ -188,7 +188,7 @@ TEST_F(BrowserLaunch, PassesPathAndArgumentsOn) {
   EXPECT_EQ(start.folder, "C:\\Program Files\\Mozilla Firefox");
 }
 
-TEST_F(BrowserLaunch, UsesAPathWithoutABackslashAsTheFolder) {
+TEST_F(BrowserLaunch, ALaunchUsesAPathWithoutABackslashAsTheFolder) {
   const ProgramSearch search;
   const RecordedStart start;
   EXPECT_TRUE(launchBrowser(browser, "grün.exe", {}));
@@ -196,7 +196,7 @@ TEST_F(BrowserLaunch, UsesAPathWithoutABackslashAsTheFolder) {
   EXPECT_EQ(start.folder, "grün.exe");
 }
 
-TEST_F(BrowserLaunch, LogsTheArgumentsBeforeTheyAreQuotedAndABlankEvenWithoutAny) {
+TEST_F(BrowserLaunch, ALaunchLogsTheArgumentsBeforeTheyAreQuotedAndABlankEvenWithoutAny) {
   const ProgramSearch search;
   const RecordedStart start;
   EXPECT_TRUE(launchBrowser(browser, "C:\\a b\\browser.exe", {"one", "two three"}));
@@ -207,7 +207,7 @@ TEST_F(BrowserLaunch, LogsTheArgumentsBeforeTheyAreQuotedAndABlankEvenWithoutAny
                             .text());
 }
 
-TEST_F(BrowserLaunch, KeepsTheProcessIdAndNoHandle) {
+TEST_F(BrowserLaunch, ALaunchKeepsTheProcessIdAndNoHandle) {
   const ProgramSearch search;
   const RecordedStart start;
   browser.fail(12, "of earlier");
@@ -242,7 +242,7 @@ TEST_F(BrowserLaunch, AFileThatIsNoProgramCannotBeStarted) {
   EXPECT_EQ(browser.browserProcessId(), 0U);
 }
 
-TEST_F(BrowserLaunch, StartsARealProgramInItsFolderWithTheCallersEnvironment) {
+TEST_F(BrowserLaunch, ALaunchStartsARealProgramInItsFolderWithTheCallersEnvironment) {
   const TempFolder folder(kBlankFolder);
   const EnvironmentVariable mark("KX_TEST_MARK", "grün");
   const std::string path = folder.path("browser ü.exe");
@@ -268,7 +268,7 @@ TEST_F(BrowserLaunch, StartsARealProgramInItsFolderWithTheCallersEnvironment) {
                                    folder.path() + "\n" + "grün\n");
 }
 
-TEST_F(BrowserLaunch, KeepsTheIdOfTheRealProcess) {
+TEST_F(BrowserLaunch, ALaunchKeepsTheIdOfTheRealProcess) {
   const NamedEvent end;
   ASSERT_TRUE(launchBrowser(browser, ownProgramPath().c_str(), {kHelperSwitch, "wait", end.name()}));
   const HANDLE process =

@@ -50,7 +50,7 @@ constexpr char kNotSent[] = "BrowserInstance::terminate() failed, kill browser p
 
 using ExitRequest = ExitAndWait;
 
-TEST_F(ExitRequest, IsSentWithTheCallersTimeoutAndHandsOutTheProcessThatWillEnd) {
+TEST_F(ExitRequest, TheExitRequestIsSentWithTheCallersTimeoutAndHandsOutTheProcessThatWillEnd) {
   for (const std::uint32_t named : {4294967295U, 0U}) {
     answerNames(named);
     std::uint32_t id = 5;
@@ -63,7 +63,7 @@ TEST_F(ExitRequest, IsSentWithTheCallersTimeoutAndHandsOutTheProcessThatWillEnd)
   EXPECT_EQ(log.text(), "");
 }
 
-TEST_F(ExitRequest, ThatSucceedsWaitsForNobodyAndKillsNobody) {
+TEST_F(ExitRequest, AnExitRequestThatSucceedsWaitsForNobodyAndKillsNobody) {
   const Browser browser;
   answerNames(browser.id());
   const RecordedOpens opens;
@@ -72,7 +72,7 @@ TEST_F(ExitRequest, ThatSucceedsWaitsForNobodyAndKillsNobody) {
   EXPECT_TRUE(browser.isRunning());
 }
 
-TEST_F(ExitRequest, ThatFailsIsLoggedAndKeepsTheErrorOfTheExchange) {
+TEST_F(ExitRequest, AnExitRequestThatFailsIsLoggedAndKeepsTheErrorOfTheExchange) {
   instance.failExchange(-3, "Error while receiving response");
   instance.setBrowserProcessId(4242);
   const RecordedOpens opens;
@@ -84,7 +84,7 @@ TEST_F(ExitRequest, ThatFailsIsLoggedAndKeepsTheErrorOfTheExchange) {
   EXPECT_THAT(opens.opened, IsEmpty());
 }
 
-TEST_F(ExitAndWait, SendsTheExitRequestWithTheCallersTimeout) {
+TEST_F(ExitAndWait, AnExitSendsTheExitRequestWithTheCallersTimeout) {
   EXPECT_TRUE(terminateAndWait(instance, 17));
   ASSERT_EQ(instance.sent.size(), 1U);
   EXPECT_EQ(instance.sent[0].text, requestText(exitRequest()));
@@ -99,7 +99,7 @@ TEST_F(ExitAndWait, AnAnswerThatNamesNoProcessIsEnough) {
   EXPECT_EQ(log.text(), "");
 }
 
-TEST_F(ExitAndWait, WaitsForTheProcessThatTheAnswerNames) {
+TEST_F(ExitAndWait, AnExitWaitsForTheProcessThatTheAnswerNames) {
   const Browser browser;
   answerNames(browser.id());
   const RecordedOpens opens;
@@ -120,7 +120,7 @@ TEST_F(ExitAndWait, WaitsForTheProcessThatTheAnswerNames) {
             ExpectedLog().info("Waiting for browser process (" + browser.idText() + ") termination").text());
 }
 
-TEST_F(ExitAndWait, TellsTheWaitBeforeTheProcessIsOpened) {
+TEST_F(ExitAndWait, AnExitTellsTheWaitBeforeTheProcessIsOpened) {
   answerNames(4294967295U);
   const std::string told = ExpectedLog().info(waited("-1")).text();
   SubstitutedCall<&WindowsCalls::openProcess> open([&](DWORD, BOOL, DWORD) {
@@ -132,7 +132,7 @@ TEST_F(ExitAndWait, TellsTheWaitBeforeTheProcessIsOpened) {
   EXPECT_EQ(open.count(), 2);
 }
 
-TEST_F(ExitAndWait, DoesNotWaitAgainForAProcessOfAnEarlierAnswer) {
+TEST_F(ExitAndWait, AnExitDoesNotWaitAgainForAProcessOfAnEarlierAnswer) {
   const Browser browser;
   answerNames(browser.id());
   browser.end();
@@ -144,7 +144,7 @@ TEST_F(ExitAndWait, DoesNotWaitAgainForAProcessOfAnEarlierAnswer) {
   EXPECT_THAT(opens.opened, IsEmpty());
 }
 
-TEST_F(ExitAndWait, ItsWaitIsThatOfAShutdown) {
+TEST_F(ExitAndWait, TheWaitIsThatOfAShutdown) {
   const Browser browser;
   answerNames(browser.id());
   answerNames(browser.id());

@@ -29,7 +29,7 @@ class FirefoxProfilesFile : public testing::Test {
   LogFile log;
 };
 
-TEST_F(FirefoxProfilesFile, IsReadAsTextWithBytesOutsideAsciiAsTheyAreUpToTheEndOfTextCharacter) {
+TEST_F(FirefoxProfilesFile, TheListIsReadAsTextWithBytesOutsideAsciiAsTheyAreUpToTheEndOfTextCharacter) {
   user.writeProfiles("[Profile0]\r\nName=grün\r\n[Profile1]\nName=\xFF\xFE\n\x1A[Profile2]\nName=dev\n");
   EXPECT_EQ(readFirefoxProfiles(),
             (FirefoxProfileList{{"Profile0", {{"Name", "grün"}}}, {"Profile1", {{"Name", "\xFF\xFE"}}}}));
@@ -37,21 +37,21 @@ TEST_F(FirefoxProfilesFile, IsReadAsTextWithBytesOutsideAsciiAsTheyAreUpToTheEnd
   EXPECT_TRUE(::DeleteFileW(wide(user.profilesPath()).c_str())) << "it is closed afterwards";
 }
 
-TEST_F(FirefoxProfilesFile, MayLieInAFolderWithCharactersOutsideAscii) {
+TEST_F(FirefoxProfilesFile, TheListMayLieInAFolderWithCharactersOutsideAscii) {
   const TempFolder folder("pröfile-日本");
   folder.write("Mozilla\\Firefox\\profiles.ini", "[Profile0]\nName=dev\n");
   const EnvironmentVariable applicationData("APPDATA", folder.path());
   EXPECT_EQ(readFirefoxProfiles(), (FirefoxProfileList{{"Profile0", {{"Name", "dev"}}}}));
 }
 
-TEST_F(FirefoxProfilesFile, ThatIsMissingIsLoggedWithItsPathAndGivesNoProfiles) {
+TEST_F(FirefoxProfilesFile, AListThatIsMissingIsLoggedWithItsPathAndGivesNoProfiles) {
   EXPECT_THAT(readFirefoxProfiles(), IsEmpty());
   EXPECT_EQ(
       log.text(),
       ExpectedLog().error("Can not open " + user.roaming() + "\\Mozilla\\Firefox\\profiles.ini file").text());
 }
 
-TEST_F(FirefoxProfilesFile, IsLookedForInTheRootWithoutAFolderForApplicationData) {
+TEST_F(FirefoxProfilesFile, TheListIsLookedForInTheRootWithoutAFolderForApplicationData) {
   EnvironmentVariable applicationData("APPDATA");
   applicationData.remove();
   EXPECT_THAT(readFirefoxProfiles(), IsEmpty());
@@ -106,7 +106,7 @@ class RecordedLockFiles {
   SubstitutedCall<&WindowsCalls::createFile> create_;
 };
 
-TEST_F(FirefoxProfileLock, IsHeldWhileAnotherProcessHoldsTheFileOpen) {
+TEST_F(FirefoxProfileLock, TheLockIsHeldWhileAnotherProcessHoldsTheFileOpen) {
   user.writeProfiles("[Profile0]\nName=dev\nIsRelative=0\nPath=" + profile.path() + "\n");
   const HeldFile lock(lockOf(profile.path()));
   EXPECT_TRUE(profileIsLocked(kFirefox, "dev"));
@@ -115,7 +115,7 @@ TEST_F(FirefoxProfileLock, IsHeldWhileAnotherProcessHoldsTheFileOpen) {
   EXPECT_EQ(log.text(), "");
 }
 
-TEST_F(FirefoxProfileLock, OfAProfileBelowTheFoldersOfTheUserIsFoundToo) {
+TEST_F(FirefoxProfileLock, TheLockOfAProfileBelowTheFoldersOfTheUserIsFoundToo) {
   user.writeProfiles("[Profile0]\nName=dev\nIsRelative=1\nPath=Profiles/abc.default\n");
   const std::string folder = user.roaming() + "\\Mozilla\\Firefox\\Profiles\\abc.default";
   std::filesystem::create_directories(wide(folder));
@@ -123,7 +123,7 @@ TEST_F(FirefoxProfileLock, OfAProfileBelowTheFoldersOfTheUserIsFoundToo) {
   EXPECT_TRUE(profileIsLocked(kFirefox, "dev"));
 }
 
-TEST_F(FirefoxProfileLock, IsNotHeldWithoutAFileNorWhenItMayBeReadAndTheFileIsClosedAgain) {
+TEST_F(FirefoxProfileLock, TheLockIsNotHeldWithoutAFileNorWhenItMayBeReadAndTheFileIsClosedAgain) {
   user.writeProfiles("[Profile0]\nName=dev\nIsRelative=0\nPath=" + profile.path() + "\n");
   EXPECT_FALSE(profileIsLocked(kFirefox, "dev"));
   EXPECT_FALSE(fileExists(lockOf(profile.path())));
@@ -133,14 +133,14 @@ TEST_F(FirefoxProfileLock, IsNotHeldWithoutAFileNorWhenItMayBeReadAndTheFileIsCl
   EXPECT_TRUE(::DeleteFileW(wide(lockOf(profile.path())).c_str()));
 }
 
-TEST_F(FirefoxProfileLock, OfAPathOutsideAsciiIsUtf8) {
+TEST_F(FirefoxProfileLock, TheLockOfAPathOutsideAsciiIsUtf8) {
   user.writeProfiles("[Profile0]\nName=dev\nIsRelative=0\nPath=C:\\grün-日本\n");
   const RecordedLockFiles files(ERROR_SHARING_VIOLATION);
   EXPECT_TRUE(profileIsLocked(kFirefox, "dev"));
   EXPECT_THAT(files.paths, ElementsAre("C:\\grün-日本\\parent.lock"));
 }
 
-TEST_F(FirefoxProfileLock, IsLookedForWhereTheListSaysNow) {
+TEST_F(FirefoxProfileLock, TheLockIsLookedForWhereTheListSaysNow) {
   const RecordedLockFiles files(ERROR_SHARING_VIOLATION);
   for (const std::string folder : {"C:\\one", "C:\\two"}) {
     user.writeProfiles("[Profile0]\nName=dev\nPath=" + folder + "\n");
@@ -149,7 +149,7 @@ TEST_F(FirefoxProfileLock, IsLookedForWhereTheListSaysNow) {
   EXPECT_THAT(files.paths, ElementsAre("C:\\one\\parent.lock", "C:\\two\\parent.lock"));
 }
 
-TEST_F(FirefoxProfileLock, IsHeldOnlyWhenSharingIsRefused) {
+TEST_F(FirefoxProfileLock, TheLockIsHeldOnlyWhenSharingIsRefused) {
   user.writeProfiles("[Profile0]\nName=dev\nPath=C:\\p\n");
   for (const DWORD error : {2U, 3U, 5U, 31U, 33U}) {
     const RecordedLockFiles files(error);
@@ -158,14 +158,14 @@ TEST_F(FirefoxProfileLock, IsHeldOnlyWhenSharingIsRefused) {
   }
 }
 
-TEST_F(FirefoxProfileLock, OfAProfileThatIsNotListedIsNotHeld) {
+TEST_F(FirefoxProfileLock, TheLockOfAProfileThatIsNotListedIsNotHeld) {
   user.writeProfiles("[Profile0]\nName=dev\nPath=C:\\p\n");
   const RecordedLockFiles files(ERROR_SHARING_VIOLATION);
   EXPECT_FALSE(profileIsLocked(kFirefox, "Dev"));
   EXPECT_THAT(files.paths, IsEmpty());
 }
 
-TEST_F(FirefoxProfileLock, WithoutAListIsNotHeld) {
+TEST_F(FirefoxProfileLock, WithoutAListTheLockIsNotHeld) {
   const RecordedLockFiles files(ERROR_SHARING_VIOLATION);
   EXPECT_FALSE(profileIsLocked(kFirefox, "default"));
   EXPECT_THAT(files.paths, IsEmpty());
@@ -174,7 +174,7 @@ TEST_F(FirefoxProfileLock, WithoutAListIsNotHeld) {
       ExpectedLog().error("Can not open " + user.roaming() + "\\Mozilla\\Firefox\\profiles.ini file").text());
 }
 
-TEST_F(FirefoxProfileLock, ExistsForFirefoxOnly) {
+TEST_F(FirefoxProfileLock, TheLockExistsForFirefoxOnly) {
   const RecordedLockFiles files(ERROR_SHARING_VIOLATION);
   EXPECT_FALSE(profileIsLocked(kChrome, "default"));
   EXPECT_FALSE(profileIsLocked("", "default"));

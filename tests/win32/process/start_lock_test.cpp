@@ -47,7 +47,7 @@ class StartLockTest : public testing::Test {
   StartLock lock;
 };
 
-TEST_F(StartLockTest, IsAMutexOfThatNameThatIsNotOwnedFromTheBeginning) {
+TEST_F(StartLockTest, TheLockIsAMutexOfThatNameThatIsNotOwnedFromTheBeginning) {
   SubstitutedCall<&WindowsCalls::createMutex> create(
       [&](SECURITY_ATTRIBUTES* security, BOOL isOwned, LPCWSTR wideName) {
         EXPECT_EQ(security, nullptr);
@@ -60,7 +60,7 @@ TEST_F(StartLockTest, IsAMutexOfThatNameThatIsNotOwnedFromTheBeginning) {
   EXPECT_EQ(log.text(), "");
 }
 
-TEST_F(StartLockTest, KeepsOthersOutUntilItIsReleasedOrItsOwnerIsDestroyed) {
+TEST_F(StartLockTest, TheLockKeepsOthersOutUntilItIsReleasedOrItsOwnerIsDestroyed) {
   ASSERT_TRUE(lock.acquire(name));
   EXPECT_TRUE(lock.isHeld());
   EXPECT_EQ(stateOfMutex(name), MutexState::Owned);
@@ -76,7 +76,7 @@ TEST_F(StartLockTest, KeepsOthersOutUntilItIsReleasedOrItsOwnerIsDestroyed) {
   EXPECT_EQ(stateOfMutex(name), MutexState::Free);
 }
 
-TEST_F(StartLockTest, IsReleasedOnceHoweverOftenItIsAskedAndKeepsTheLastError) {
+TEST_F(StartLockTest, TheLockIsReleasedOnceHoweverOftenItIsAskedAndKeepsTheLastError) {
   const NamedMutex other(name);
   ASSERT_TRUE(lock.acquire(name));
   ::SetLastError(4711);
@@ -88,7 +88,7 @@ TEST_F(StartLockTest, IsReleasedOnceHoweverOftenItIsAskedAndKeepsTheLastError) {
   other.release();
 }
 
-TEST_F(StartLockTest, ThatIsHeldIsNotTakenAgain) {
+TEST_F(StartLockTest, ALockThatIsHeldIsNotTakenAgain) {
   ASSERT_TRUE(lock.acquire(name));
   const LockWaitEndsWith wait(WAIT_FAILED);
   SubstitutedCall<&WindowsCalls::createMutex> create(
@@ -104,13 +104,13 @@ TEST_F(StartLockTest, ANameOutsideAsciiIsUtf8) {
   EXPECT_EQ(stateOfMutex(outside), MutexState::Owned);
 }
 
-TEST_F(StartLockTest, WaitsForTenMinutesAtMost) {
+TEST_F(StartLockTest, TheLockWaitsForTenMinutesAtMost) {
   const LockWaitEndsWith wait(WAIT_OBJECT_0);
   EXPECT_TRUE(lock.acquire(name));
   EXPECT_EQ(wait.waited, 600000U);
 }
 
-TEST_F(StartLockTest, WaitsUntilAnotherProcessReleasesIt) {
+TEST_F(StartLockTest, TheLockWaitsUntilAnotherProcessReleasesIt) {
   const NamedEvent ready;
   const NamedEvent end;
   const HelperProcess holder({"hold-mutex", name, ready.name(), end.name()});
@@ -126,7 +126,7 @@ TEST_F(StartLockTest, WaitsUntilAnotherProcessReleasesIt) {
   EXPECT_EQ(log.text(), "");
 }
 
-TEST_F(StartLockTest, OfAHolderThatEndedWithoutReleasingCountsAsTaken) {
+TEST_F(StartLockTest, ALockOfAHolderThatEndedWithoutReleasingCountsAsTaken) {
   const NamedMutex keptAlive(name);
   const NamedEvent ready;
   const HelperProcess holder({"abandon-mutex", name, ready.name()});
@@ -170,7 +170,7 @@ TEST_F(StartLockTest, AWaitThatRunsOutOrFailsIsLoggedAndLeavesNothing) {
   EXPECT_EQ(stateOfMutex(name), MutexState::Owned);
 }
 
-TEST(MutexOwnershipTest, PassesFromOneObjectToAnother) {
+TEST(MutexOwnershipTest, OwnershipPassesFromOneObjectToAnother) {
   const std::string name = uniqueName("mutex");
   const NamedMutex mutex(name);
   ASSERT_TRUE(mutex.acquire());
