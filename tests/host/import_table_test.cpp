@@ -18,7 +18,6 @@ void WINAPI countLine(LPCSTR) {
 
 TEST(ImportTableOfTheLibrary, TheImportTableTakesAReplacementThatTheLibraryAloneCallsUntilItIsPutBack) {
   const KxLibrary dll;
-  logEntries = 0;
   {
     ImportTable imports(dll.module());
     EXPECT_TRUE(imports.replace("OutputDebugStringA", &countLine) == &::OutputDebugStringA);

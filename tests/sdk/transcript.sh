@@ -23,9 +23,9 @@ transcript() {
   printf '@echo off\r\n' >"$scratch/transcript.cmd"
   while read -r command; do
     case $command in
-      gcc\ * | g++\ *) # runs here and not under Wine, before the others
+      gcc\ *) # runs here and not under Wine, before the others
         # shellcheck disable=SC2086
-        (cd "$prefix" && x86_64-w64-mingw32-${command%% *}-posix $(tr '\\' / <<<"${command#* }")) ;;
+        (cd "$prefix" && x86_64-w64-mingw32-gcc-posix $(tr '\\' / <<<"${command#gcc }")) ;;
       *) printf '%s\r\n' "$command" >>"$scratch/transcript.cmd" ;;
     esac
   done < <(sed -n 's/^> //p' <<<"$shown")
