@@ -1,6 +1,6 @@
 # What is installed, by component:
 #   runtime      the DLL alone
-#   development  header, import library, .def file, packages for CMake and pkg-config, examples, one of them as a program,
+#   development  headers, import library, .def file, packages for CMake and pkg-config, examples, one of them as a program,
 #                the simulator, the pages for hosts' authors
 #   notices      the licence, and those of the run-time that is linked into the DLL
 
@@ -11,7 +11,7 @@ set(kx_package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/KXTCP64")
 set(kx_documents_dir "${CMAKE_INSTALL_DATADIR}/doc/kxtcp64")
 
 install(
-  TARGETS KXTCP64
+  TARGETS KXTCP64 kx_cpp
   EXPORT KXTCP64Targets
   RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT runtime
   ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
@@ -23,7 +23,11 @@ write_basic_package_version_file(KXTCP64ConfigVersion.cmake COMPATIBILITY SameMa
 install(FILES "${PROJECT_BINARY_DIR}/KXTCP64Config.cmake" "${PROJECT_BINARY_DIR}/KXTCP64ConfigVersion.cmake"
         DESTINATION "${kx_package_dir}" COMPONENT development)
 
-install(FILES "${PROJECT_SOURCE_DIR}/src/api/kxtcp64.h" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/kxtcp64"
+install(FILES "${PROJECT_SOURCE_DIR}/src/api/kxtcp64.h" "${PROJECT_SOURCE_DIR}/bindings/cpp/kxtcp64.hpp"
+        DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/kxtcp64" COMPONENT development)
+install(FILES "${PROJECT_SOURCE_DIR}/bindings/cpp/first_steps.cpp" DESTINATION "${CMAKE_INSTALL_DATADIR}/kxtcp64/examples"
+        COMPONENT development)
+install(FILES "${PROJECT_SOURCE_DIR}/bindings/cpp/README.md" DESTINATION "${kx_documents_dir}" RENAME "cpp.md"
         COMPONENT development)
 # Other tools than the compiler that built the DLL make their import library from the .def file.
 install(FILES "${PROJECT_SOURCE_DIR}/src/api/kxtcp64.def" DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)

@@ -7,7 +7,7 @@ import sys
 
 from project_files import ROOT, project_files
 
-SUFFIXES = (".c", ".h", ".cpp")
+SUFFIXES = (".c", ".h", ".cpp", ".hpp")
 
 
 def main():

@@ -66,6 +66,7 @@ WHOLE_FILES = {
 }
 BLOCKS = {
     "docs/other-languages.md": reference_table,
+    "bindings/cpp/kxtcp64.hpp": cpp_macro,
 }
 BEGIN = "made from bindings/interface.json"
 END = "end of what is made"

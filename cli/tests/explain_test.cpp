@@ -78,9 +78,9 @@ class Explaining : public ::testing::Test {
     return ids;
   }
 
-  ScopedVariable temp_{"TEMP", "C:\\Temp"};
-  ScopedVariable user_{"USERNAME", "ada"};
-  ScopedVariable roaming_{"APPDATA", "C:\\Roaming"};
+  EnvironmentVariable temp_{"TEMP", "C:\\Temp"};
+  EnvironmentVariable user_{"USERNAME", "ada"};
+  EnvironmentVariable roaming_{"APPDATA", "C:\\Roaming"};
   BrowserChoice browser_;
   Machine machine_;
   std::optional<std::string> profilesIni_;
@@ -178,11 +178,11 @@ TEST_F(Explaining, WhatIsKnownToGoWrongIsWarnedOf) {
     std::function<void()> arrange;
   };
   const Case cases[] = {
-      {"temp-hash", [] { test_environment::set("TEMP", "C:\\T#1"); }},
-      {"temp-percent", [] { test_environment::set("TEMP", "C:\\T%41"); }},
+      {"temp-hash", [&] { temp_.set("C:\\T#1"); }},
+      {"temp-percent", [&] { temp_.set("C:\\T%41"); }},
       {"temp-blank",
        [&] {
-         test_environment::set("TEMP", "C:\\My Temp");
+         temp_.set("C:\\My Temp");
          browser_.type = "cr";
          browser_.runner = true;
        }},
@@ -202,7 +202,7 @@ TEST_F(Explaining, WhatIsKnownToGoWrongIsWarnedOf) {
       {"no-time-limit", [&] { browser_.timeoutSeconds = 0; }},
   };
   for (const Case& one : cases) {
-    test_environment::set("TEMP", "C:\\Temp");
+    temp_.set("C:\\Temp");
     browser_ = BrowserChoice();
     browser_.profile = "work";
     writingError_ = 0;

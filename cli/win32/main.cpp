@@ -1,6 +1,8 @@
 // kx.exe: the library at the command line.
 #include "cli/arguments.h"
 #include "cli/explain.h"
+#include "cli/log_tail.h"
+#include "cli/log_view.h"
 #include "cli/play.h"
 #include "cli/runs.h"
 #include "cli/surroundings.h"
@@ -9,6 +11,7 @@
 #include "cli/win32/processes.h"
 #include "cli/win32/this_machine.h"
 #include "common/win32/utf16.h"
+#include "log/log.h"
 
 #include <windows.h>
 #include <exception>
@@ -36,6 +39,16 @@ std::string versions() {
          "kxtcp64.h     " KX_VERSION_TEXT "\n";
 }
 
+// A log is looked at five times a second.
+std::string pausedMore(LogTail& tail) {
+  constexpr DWORD kPause = 200;
+  std::string more = tail.more();
+  if (more.empty()) {
+    ::Sleep(kPause);
+  }
+  return more;
+}
+
 int run(const Arguments& arguments, const Surroundings& around) {
   switch (arguments.verb) {
     case Verb::Play: {
@@ -45,6 +58,12 @@ int run(const Arguments& arguments, const Surroundings& around) {
     case Verb::Explain:
       around.out << explain(arguments.explain, thisMachine(), around.outPalette);
       return kExitSuccess;
+    case Verb::Log: {
+      const std::string environmentsLog = logFilePath();
+      LogTail tail(arguments.log.file.empty() ? environmentsLog : arguments.log.file);
+      return runLog(
+          arguments.log, environmentsLog, [&] { return pausedMore(tail); }, around);
+    }
     case Verb::Completion:
       around.out << powerShellCompletion();
       return kExitSuccess;

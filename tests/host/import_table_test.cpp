@@ -18,6 +18,7 @@ void WINAPI countLine(LPCSTR) {
 
 TEST(ImportTableOfTheLibrary, TheImportTableTakesAReplacementThatTheLibraryAloneCallsUntilItIsPutBack) {
   const KxLibrary dll;
+  logEntries = 0;
   {
     ImportTable imports(dll.module());
     EXPECT_TRUE(imports.replace("OutputDebugStringA", &countLine) == &::OutputDebugStringA);

@@ -27,6 +27,8 @@ prefix="$scratch/moved to here"
 echo "== what the package's README.txt and the project's README.md show is what happens"
 transcript "$prefix/README.txt"
 transcript "$source_root/README.md"
+sed -n '/^```cpp$/,/^```$/{/^```/!p}' "$prefix/share/doc/kxtcp64/cpp.md" | diff "$prefix/share/kxtcp64/examples/first_steps.cpp" -
+transcript "$prefix/share/doc/kxtcp64/cpp.md"
 
 echo "== what README.txt names is there"
 names=$(unix_lines <"$prefix/README.txt" | grep -oE '\b(bin|include|lib|nuget|share)\\[^ ,;:)"]*[^ ,;:)."]' | sort -u)
@@ -45,6 +47,7 @@ cmake -G Ninja -S "$source_root/tests/sdk" -B "$scratch/build" -DCMAKE_TOOLCHAIN
 cmake --build "$scratch/build" >"$scratch/build.log"
 run "$scratch/build/consumer_c.exe"
 run "$scratch/build/consumer_cpp.exe"
+run "$scratch/build/consumer_wrapper.exe"
 
 echo "== the CMakeLists.txt of README.txt puts the DLL beside the host"
 mkdir "$scratch/shown"

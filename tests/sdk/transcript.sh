@@ -23,9 +23,9 @@ transcript() {
   printf '@echo off\r\n' >"$scratch/transcript.cmd"
   while read -r command; do
     case $command in
-      gcc\ *) # runs here and not under Wine, before the others
+      gcc\ * | g++\ *) # runs here and not under Wine, before the others
         # shellcheck disable=SC2086
-        (cd "$prefix" && x86_64-w64-mingw32-gcc-posix $(tr '\\' / <<<"${command#gcc }")) ;;
+        (cd "$prefix" && x86_64-w64-mingw32-${command%% *}-posix $(tr '\\' / <<<"${command#* }")) ;;
       *) printf '%s\r\n' "$command" >>"$scratch/transcript.cmd" ;;
     esac
   done < <(sed -n 's/^> //p' <<<"$shown")

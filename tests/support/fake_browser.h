@@ -31,9 +31,8 @@ class FakeBrowser : public BrowserInstance {
 
   // The next connection attempts, in order; when none is left, they succeed.
   void failConnect(int number, std::string text = "not connected") {
-    attempts_.push_back(Failure{number, std::move(text)});
+    attempts_.push_back({number, std::move(text)});
   }
-  void letConnect() { attempts_.emplace_back(std::nullopt); }
 
   // The next responses, in order; when none is left, the extension reports success.
   void answer(std::string response) { answers_.emplace_back(std::move(response)); }
@@ -44,16 +43,13 @@ class FakeBrowser : public BrowserInstance {
   }
 
   bool connect(int timeoutSeconds) override {
-    journal.push_back("connect " + std::to_string(timeoutSeconds));
+    timeouts.push_back(timeoutSeconds);
     if (attempts_.empty()) {
       return true;
     }
-    const std::optional<Failure> failure = std::move(attempts_.front());
+    fail(attempts_.front().number, attempts_.front().text);
     attempts_.pop_front();
-    if (failure) {
-      fail(failure->number, failure->text);
-    }
-    return !failure;
+    return false;
   }
 
   bool sendCommand(const json::Object& request, int timeoutSeconds) override {
@@ -78,12 +74,12 @@ class FakeBrowser : public BrowserInstance {
     handleResponse();
   }
 
-  // What happened, in order: "connect <time-out>", and what the test's own functions add.
-  std::vector<std::string> journal;
+  // Of each connection attempt.
+  std::vector<int> timeouts;
   std::vector<SentRequest> sent;
 
  private:
-  std::deque<std::optional<Failure>> attempts_;
+  std::deque<Failure> attempts_;
   std::deque<std::optional<std::string>> answers_;
   std::deque<Failure> exchangeFailures_;
 };

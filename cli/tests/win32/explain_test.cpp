@@ -1,6 +1,6 @@
 // kx explain, on a machine where something is going on. It leaves everything as it is.
 #include "cli/tests/win32/kx_program.h"
-#include "support/win32/environment_variable.h"
+#include "support/environment.h"
 #include "support/win32/helper_process.h"
 #include "support/win32/simulator.h"
 #include "support/win32/temp_folder.h"

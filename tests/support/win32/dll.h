@@ -10,6 +10,7 @@
 
 // The exports, each under its own name, so that a test reads like the host's source.
 struct KxExports {
+  // NOLINTNEXTLINE(bugprone-macro-parentheses): a member cannot be declared between parentheses
 #define KX_FUNCTION(name) decltype(&::name) name = nullptr;
 #include "bindings/functions.inc"
 #undef KX_FUNCTION

@@ -29,13 +29,11 @@ struct StartedBrowser : FakeBrowser {
   }
 
   bool connect(int timeoutSeconds) override {
-    timeouts.push_back(timeoutSeconds);
     steps += 'c';
     return FakeBrowser::connect(timeoutSeconds);
   }
 
   std::string steps;
-  std::vector<int> timeouts;
 };
 
 TEST(ConnectAttempts, FurtherAttemptsAreHalfTheTimeoutAtLeastOneAndTenWithoutATimeout) {

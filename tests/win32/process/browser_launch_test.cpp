@@ -144,9 +144,9 @@ TEST_F(BrowserLaunch, ALaunchLooksForTheDefaultBrowserWhenNoPathIsGiven) {
 }
 
 TEST_F(BrowserLaunch, AnEmptyPathIsNoProgram) {
-  const RecordedStart start;
+  const ProgramSearch search(ERROR_PATH_NOT_FOUND);
   EXPECT_FALSE(launchBrowser(browser, "", {}));
-  EXPECT_EQ(start.count(), 0);
+  EXPECT_THAT(search.paths, ElementsAre("")) << "and not the default browser";
 }
 
 TEST_F(BrowserLaunch, AMissingProgramIsToldInTwoWordings) {
