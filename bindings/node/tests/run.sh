@@ -65,15 +65,24 @@ export NODE_SKIP_PLATFORM_CHECK=1 WINEPATH
 WINEPATH=$(windows_path "$windows_node")
 prefix=$app transcript "$readme"
 
-echo "== the wrapper"
-cp "$package/tests/browser.test.mjs" "$app"
-cd "$app"
-KX_SIMULATOR=$(windows_path "$tree/bin/kxsim.exe") \
-  KX_SCRATCH=$(windows_path "$scratch") run "$windows_node/node.exe" browser.test.mjs \
-  >"$scratch/tests.log" 2>&1 || {
-  unix_lines <"$scratch/tests.log" | grep -A 25 '^not ok' >&2
-  exit 1
+# run_tests FILE: in the folder where the package is installed, with Node for Windows.
+run_tests() {
+  local log=$scratch/${1%.mjs}.log
+  cp "$package/tests/$1" "$app"
+  (cd "$app" && run "$windows_node/node.exe" "$1") >"$log" 2>&1 || {
+    unix_lines <"$log" | grep -A 25 '^not ok' >&2
+    return 1
+  }
+  unix_lines <"$log" | grep -E '^# (tests|pass|fail)'
+  unix_lines <"$log" | grep -qx '# fail 0'
 }
-unix_lines <"$scratch/tests.log" | grep -E '^# (tests|pass|fail)'
-unix_lines <"$scratch/tests.log" | grep -qx '# fail 0'
+export KX_SIMULATOR KX_SCRATCH
+KX_SIMULATOR=$(windows_path "$tree/bin/kxsim.exe")
+KX_SCRATCH=$(windows_path "$scratch")
+
+echo "== the wrapper"
+run_tests browser.test.mjs
+
+echo "== the library's pipes against Node's own"
+run_tests pipes.test.mjs
 echo "node package: all is right"
