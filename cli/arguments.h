@@ -8,7 +8,7 @@
 
 namespace kx::cli {
 
-enum class Verb { Play, Explain, Log, Sim, Selftest, Completion };
+enum class Verb { Play, Explain, Log, Completion };
 
 // Which browser is started or attached to, and how.
 struct BrowserChoice {
@@ -57,26 +57,11 @@ struct LogArguments {
   bool json = false;
 };
 
-struct SimArguments {
-  std::string misbehaviour;
-  bool list = false;
-  BrowserChoice browser;
-  std::vector<std::string> rules;
-};
-
-struct SelftestArguments {
-  std::string reportFile;
-  bool overwrite = false;
-};
-
 struct Arguments {
   Verb verb = Verb::Play;
-  bool debug = false;
   PlayArguments play;
   ExplainArguments explain;
   LogArguments log;
-  SimArguments sim;
-  SelftestArguments selftest;
 };
 
 // What came of the words: something to do; a text that was asked for (help, or the version); or the sentence

@@ -67,8 +67,6 @@ int run(const Arguments& arguments, const Surroundings& around) {
     case Verb::Completion:
       around.out << powerShellCompletion();
       return kExitSuccess;
-    default:
-      break;
   }
   return kExitProblem;
 }
