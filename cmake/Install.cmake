@@ -27,6 +27,10 @@ install(FILES "${PROJECT_SOURCE_DIR}/src/api/kxtcp64.h" "${PROJECT_SOURCE_DIR}/b
         DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/kxtcp64" COMPONENT development)
 install(FILES "${PROJECT_SOURCE_DIR}/bindings/cpp/first_steps.cpp" DESTINATION "${CMAKE_INSTALL_DATADIR}/kxtcp64/examples"
         COMPONENT development)
+install(FILES "${PROJECT_SOURCE_DIR}/bindings/python/kxtcp64.py" "${PROJECT_SOURCE_DIR}/bindings/python/first_steps.py"
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/kxtcp64/python" COMPONENT development)
+install(FILES "${PROJECT_SOURCE_DIR}/bindings/python/README.md" DESTINATION "${kx_documents_dir}" RENAME "python.md"
+        COMPONENT development)
 install(FILES "${PROJECT_SOURCE_DIR}/bindings/cpp/README.md" DESTINATION "${kx_documents_dir}" RENAME "cpp.md"
         COMPONENT development)
 # Other tools than the compiler that built the DLL make their import library from the .def file.

@@ -34,6 +34,15 @@ def cpp_macro(interface):
     return " \\\n".join(lines) + "\n"
 
 
+def python_declarations(interface):
+    names = {"int": "c_int", "void": "None", "text": "c_char_p", "buffer": "c_char_p", "int*": "POINTER(c_int)"}
+    lines = []
+    for function in interface["functions"]:
+        arguments = ", ".join(names[argument["type"]] for argument in function["arguments"])
+        lines.append(f'    "{function["name"]}": ({names[function["returns"]]}, [{arguments}]),\n')
+    return "".join(lines)
+
+
 def prototype(function):
     """As C writes it, on one line."""
     arguments = ", ".join(C_TYPES[argument["type"]] + argument["name"] for argument in function["arguments"])
@@ -67,6 +76,7 @@ WHOLE_FILES = {
 BLOCKS = {
     "docs/other-languages.md": reference_table,
     "bindings/cpp/kxtcp64.hpp": cpp_macro,
+    "bindings/python/kxtcp64.py": python_declarations,
 }
 BEGIN = "made from bindings/interface.json"
 END = "end of what is made"
