@@ -164,7 +164,7 @@ void addLog(CLI::App& app, LogArguments& log) {
 
 // CLI11 says "--option: what" or "Could not ...".
 std::string sentenceOf(const CLI::ParseError& error) {
-  const std::string what = error.what();
+  std::string what = error.what();
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
     return what.substr(0, what.find(':')) + " needs a value behind it.";
   }

@@ -21,7 +21,8 @@ std::string secondsText(double seconds) {
 std::string joined(const std::vector<Variable>& variables) {
   std::string text;
   for (const auto& [name, value] : variables) {
-    text += (text.empty() ? "" : ", ") + name + "=" + value;
+    text += text.empty() ? "" : ", ";
+    text.append(name).append("=").append(value);
   }
   return text;
 }

@@ -22,16 +22,14 @@ std::string quoted(const std::string& argument) {
   return text + "\"";
 }
 
-const TempFolder& streams() {
-  static const TempFolder folder("kx-streams");
-  return folder;
-}
+// Made before any test gives the program another TEMP, and removed when the last one has ended.
+const TempFolder streams("kx-streams");
 
 }  // namespace
 
 KxProgram::KxProgram(const std::vector<std::string>& arguments, const std::string& input,
                      const std::string& program)
-    : base_(streams().path(uniqueName("run"))) {
+    : base_(streams.path(uniqueName("run"))) {
   std::ofstream(std::filesystem::path(wide(path("in"))), std::ios::binary) << input;
   std::string line = quoted(program);
   for (const std::string& argument : arguments) {
