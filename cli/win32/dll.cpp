@@ -18,6 +18,7 @@ constexpr char kFileName[] = "KXTCP64.dll";
 
 // The functions, by the types that the header gives them.
 struct Functions {
+  // NOLINTNEXTLINE(bugprone-macro-parentheses): a member cannot be declared between parentheses
 #define KX_FUNCTION(name) decltype(&::name) name = nullptr;
 #include "bindings/functions.inc"
 #undef KX_FUNCTION
