@@ -1,6 +1,6 @@
 // The two ways of connecting again and again until the extension answers: kx_Init starts the browser in
-// between, kxr_Init leaves that to the host. What needs Windows comes in as a function, so the rules can be
-// tried without waiting.
+// between, kxr_Init leaves that to the host. What needs Windows comes in as a function, so that the
+// rules can be tested without waiting.
 #pragma once
 
 #include "browser/browser_instance.h"

@@ -58,7 +58,7 @@ class BrowserInstance {
   const std::string& browserType() const { return browserType_; }
   int errorNumber() const { return response_.errorNumber; }
   const std::string& errorText() const { return response_.errorText; }
-  // Sets both, so that the two never tell different stories.
+  // Sets both, so that number and text always belong together.
   void fail(int number, std::string text);
 
   std::uint32_t browserProcessId() const { return browserProcessId_; }

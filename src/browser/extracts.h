@@ -14,7 +14,7 @@ namespace kx {
 class JoinedText {
  public:
   JoinedText() = default;
-  // The sum of the parts' sizes is the caller's to know, so that a size is told without looking at each.
+  // The caller gives the sum of the parts' sizes, so that size() need not look at each part.
   JoinedText(std::span<const std::string_view> parts, std::size_t bytesOfParts);
 
   std::size_t size() const { return size_; }

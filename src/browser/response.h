@@ -40,7 +40,7 @@ struct Response {
 };
 
 // One member of a response: how it is read, and how what was read is merged into the response that gathers
-// what all of them say. Trouble in an optional member abandons that member alone.
+// what all of them say. An error in an optional member drops only that member.
 struct ResponseField {
   std::string_view name;
   bool isOptional;

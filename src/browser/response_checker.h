@@ -1,5 +1,5 @@
 // Finds the end of a JSON response in a stream of bytes without parsing it: a table-driven syntax checker
-// that needs constant time and memory for each byte, and passes the inside of a string in strides. It is
+// with constant time and memory for each byte, which skips the inside of strings many bytes at a time. It is
 // looser than JSON about numbers, as the parser is: a point need not be followed by a digit (but no exponent
 // may stand directly behind a zero). It refuses control characters in strings and deep nesting, which the
 // parser takes; the parser refuses a list as the outermost value and a name given twice, which the checker
@@ -56,7 +56,7 @@ class ResponseChecker {
   // A limit above kDepthLimit counts as that.
   explicit ResponseChecker(int depthLimit = kDepthLimit);
 
-  // False when the byte cannot stand here. A checker that rejected a byte is spent: make a new one.
+  // False when the byte cannot stand here. A checker that rejected a byte cannot be used again.
   bool feed(unsigned char byte);
 
   // Feeds bytes up to the one that completes the text, and gives their number. A smaller number without
@@ -78,7 +78,7 @@ class ResponseChecker {
   bool endString();
   bool separate();
   const char* skipStrings(const char* next, const char* last);
-  // Takes a byte that does more than name the next state.
+  // Handles a byte that does more than name the next state.
   bool act(std::uint8_t step);
 
   State state_ = State::Start;

@@ -3,8 +3,8 @@
 
 namespace kx {
 
-// From inside a string, and not within an escape: the string's closing quote, or the first byte that may not
-// stand there, or the beginning of an escape that is wrong or does not lie before last as a whole, or last.
+// Starts inside a string, not within an escape. Stops at the first of these: the closing quote, a byte that
+// may not stand in a string, the backslash of an escape that is wrong or not complete before last, last.
 const char* endOfStringRun(const char* first, const char* last);
 
 // The same, found byte by byte.

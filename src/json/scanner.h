@@ -1,4 +1,4 @@
-// Takes JSON text apart into tokens, one after another, and gives what each stands for. Strings without
+// Splits JSON text into tokens, one after another, and gives what each stands for. Strings without
 // escapes are views of the text itself; those with escapes are views of a memory of their own, made once for
 // all of them. The text must outlive both.
 #pragma once
@@ -47,7 +47,7 @@ class Scanner {
   std::size_t offset() const { return static_cast<std::size_t>(next_ - text_.data()); }
   std::string_view text() const { return text_; }
 
-  // Takes a token of one byte, if it is the next one.
+  // Consumes a token of one byte, if it is the next one.
   bool consumeIf(char token) {
     const bool found = peek() == token;
     next_ += found ? 1 : 0;

@@ -30,7 +30,7 @@ pipe_handle* pipe_create(const char* name);
 
 // The client end of an existing pipe. A busy pipe is waited for, up to five seconds each time, as often as it
 // becomes free and somebody else takes it first. Null on failure, which is logged as information: nobody
-// serving the pipe yet is an everyday answer, and a pipe that stays busy for five seconds counts as that.
+// serving the pipe yet is nothing unusual, and a pipe that stays busy for five seconds counts as that.
 pipe_handle* pipe_open(const char* name);
 
 // Waits until a client has connected to a server end. 0 on success.
