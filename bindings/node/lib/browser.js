@@ -11,8 +11,8 @@ const LIMIT_AT_THE_END = 10;
 // The texts with which the library tells that a request got no answer in time. The extension can have the same number.
 const NO_ANSWER = ['Error while sending request', 'Error while receiving response'];
 const REMEDY =
-    'An earlier request has timed out, and its late answer would count as the answer to this one: exit the browser ' +
-    'and start it again';
+    "an earlier request has timed out, and its late answer would count as the next one's; close this browser and start " +
+    'another';
 
 // What a browser leaves behind it when its object is forgotten; therefore it does not know that object.
 class Session {
@@ -53,7 +53,7 @@ class Session {
   }
 
   check(name, isRequest) {
-    if (!this.isOpen) throw new KxError(name, Result.FAILED, ErrorNumber.NONE, 'the browser is closed');
+    if (!this.isOpen) throw new KxError(name, Result.NO_CONTEXT, ErrorNumber.NONE, 'the browser was closed');
     if (isRequest && this.hasTimedOut) throw new KxError(name, Result.FAILED, ErrorNumber.TIMEOUT, REMEDY);
   }
 

