@@ -29,7 +29,7 @@ def fields(folder, profile):
     return {
         "profile": profile,
         "pipe": rf"\\.\pipe\kx-fx-{digest}.runner",
-        "program": folder + r"\browser.exe",
+        "program": folder + r"\the browser.exe",
         "missing": folder + r"\none.exe",
         "page": folder + r"\страница.png",
         "window": folder + r"\window.png",

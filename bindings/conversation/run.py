@@ -105,9 +105,9 @@ class Run:
         values = conversation.fields(windows_path(self.folder), f"Grüße von {folder_name(self.host.name)} {os.getpid()}")
         steps = conversation.steps_for(golden, self.host.wrapper)
         record = self.folder / "record"
-        shutil.copy(self.tree / "bin" / "kxsim.exe", self.folder / "browser.exe")
+        shutil.copy(self.tree / "bin" / "kxsim.exe", self.folder / "the browser.exe")
         script = [f"record {windows_path(record)}", *golden["script"]]
-        (self.folder / "browser.script").write_text("\n".join(script) + "\n", encoding="utf-8")
+        (self.folder / "the browser.script").write_text("\n".join(script) + "\n", encoding="utf-8")
         self.steps.write_text(conversation.steps_text(steps, values), encoding="utf-8", newline="\n")
 
         command = self.command(self.host.run)
