@@ -43,6 +43,69 @@ def python_declarations(interface):
     return "".join(lines)
 
 
+CONSTANT_PREFIXES = {"result": "KX_", "number": "KX_ERROR_", "screenshot": "KX_SCREENSHOT_"}
+GO_KEYWORDS = {"type": "kind"}
+GO_TYPES = {"int": "int32", "text": "*byte", "buffer": "*byte", "int*": "*int32"}
+
+
+def go_file(interface):
+    """Declarations as gofmt lays them out."""
+    lines = ["// Code generated from bindings/interface.json by tools/check_interface.py --fix; DO NOT EDIT.", "",
+             "package kxtcp64", "", 'import "unsafe"', "", "const ("]
+    types = {"screenshot": " ScreenshotArea"}
+    for group, prefix in CONSTANT_PREFIXES.items():
+        lines.append({"result": "\t// What a call gives.", "number": "\t// Numbers of the library's own.",
+                      "screenshot": "\t// What a picture shows."}[group])
+        members = [constant for constant in interface["constants"] if constant["group"] == group]
+        names = [group.capitalize() + camel(constant["name"].removeprefix(prefix)) for constant in members]
+        width = max(map(len, names))
+        lines += [f"\t{name:{width}}{types.get(group, '')} = {constant['value']}" for name, constant in zip(names, members)]
+    lines += [")", "", "var functionNames = [...]string{"]
+    lines += [f'\t"{function["name"]}",' for function in interface["functions"]]
+    lines.append("}")
+    for index, function in enumerate(interface["functions"]):
+        arguments = [{**argument, "name": GO_KEYWORDS.get(argument["name"], argument["name"])}
+                     for argument in function["arguments"]]
+        given = ", ".join(f"{argument['name']} {GO_TYPES[argument['type']]}" for argument in arguments)
+        words = ", ".join(f"uintptr({argument['name']})" if argument["type"] == "int" else
+                          f"uintptr(unsafe.Pointer({argument['name']}))" for argument in arguments)
+        call = f"l.procs[{index}].Call({words})"
+        body = [f"\t{call}"] if function["returns"] == "void" else [f"\tresult, _, _ := {call}", "\treturn int32(result)"]
+        returns = "" if function["returns"] == "void" else " int32"
+        lines += ["", f"func (l *Library) {function['name']}({given}){returns} {{", *body, "}"]
+    return "\n".join(lines) + "\n"
+
+
+RUST_TYPES = {"int": "c_int", "void": "()", "text": "*const c_char", "buffer": "*mut c_char", "int*": "*mut c_int"}
+
+
+def rust_file(interface):
+    """Declarations as rustfmt lays them out, but for the length of lines."""
+    lines = ["// Made from bindings/interface.json by tools/check_interface.py --fix.",
+             "//! The constants of `kxtcp64.h`, and its functions under their own names.", "",
+             "use std::os::raw::{c_char, c_int};", ""]
+    for constant in interface["constants"]:
+        lines += [f"/// {constant['meaning']}", f"pub const {constant['name']}: i32 = {constant['value']};"]
+    lines += ["", "#[rustfmt::skip]", "pub(crate) struct Functions {"]
+    for function in interface["functions"]:
+        types = ", ".join(RUST_TYPES[argument["type"]] for argument in function["arguments"])
+        returns = "" if function["returns"] == "void" else f" -> {RUST_TYPES[function['returns']]}"
+        lines.append(f"    pub {function['name']}: unsafe extern \"system\" fn({types}){returns},")
+    lines += ["}", "", "#[rustfmt::skip]", "impl Functions {",
+              "    /// Each address has to be that of the function of that name.",
+              "    pub unsafe fn find<E>(mut address: impl FnMut(&'static str) -> Result<*const (), E>) -> Result<Self, E> {",
+              "        Ok(Self {"]
+    lines += [f'            {function["name"]}: std::mem::transmute(address("{function["name"]}\\0")?),'
+              for function in interface["functions"]]
+    lines += ["        })", "    }", "}"]
+    return "\n".join(lines) + "\n"
+
+
+def camel(name):
+    """BUFFER_TOO_SMALL as BufferTooSmall; OK stays what it is."""
+    return name if name == "OK" else "".join(word.capitalize() for word in name.split("_"))
+
+
 def prototype(function):
     """As C writes it, on one line."""
     arguments = ", ".join(C_TYPES[argument["type"]] + argument["name"] for argument in function["arguments"])
@@ -72,6 +135,8 @@ WHOLE_FILES = {
     "bindings/functions.inc": lambda interface:
         "// Made from interface.json by tools/check_interface.py --fix. The includer defines KX_FUNCTION(name).\n"
         + cpp_list(interface),
+    "bindings/go/declarations_windows.go": go_file,
+    "bindings/rust/src/declarations.rs": rust_file,
 }
 BLOCKS = {
     "docs/other-languages.md": reference_table,

@@ -19,6 +19,8 @@ class Host:
     build: list
     # The host's own command. Its first word is a Windows program, or with bridge one of this system.
     run: list
+    # A command with the wrapper's own tests, if `./dev test` does not run them.
+    tests: list = field(default_factory=list)
     # Its calls go over bindings/bridge/ to the DLL under Wine; the host itself runs on Linux.
     bridge: bool = False
     # False: it calls the functions of the header, and the steps for wrappers are left out.
@@ -66,5 +68,14 @@ HOSTS = [
         bridge=True,
         needs={"cc": "./dev setup"},
         environment={"PYTHONPATH": "{root}/bindings/python", "PYTHONDONTWRITEBYTECODE": "1"},
+    ),
+    Host(
+        name="Go",
+        build=[["sh", "-c", "cd {root}/bindings/go && go build -o {out}/host.exe ./conversation"]],
+        run=["{out}/host.exe", *ARGUMENTS],
+        tests=["{root}/bindings/go/tests/run.sh", "{tree}", "{out}"],
+        needs={"go": "./dev hosts installs Debian's golang-go"},
+        packages=("golang-go",),
+        environment={"GOOS": "windows", "GOARCH": "amd64", "CGO_ENABLED": "0", "GOFLAGS": "-trimpath"},
     ),
 ]

@@ -5,7 +5,8 @@
     bindings/conversation/run.py --packages       Debian's packages that the hosts need
 
 Without names it is all hosts. The DLL and kxsim.exe are those in the build tree's bin. The line tells "same bytes", what
-differed, or "not run" and why. The result is 0 when all that ran were right, and something ran.
+differed, or "not run" and why. A wrapper's own tests that `./dev test` leaves out are run, too. The result is 0 when all
+that ran were right, and something ran.
 """
 
 import argparse
@@ -125,6 +126,16 @@ class Run:
         return problems, f"{requests} requests, {len(steps)} results"
 
 
+    def test(self):
+        """What the wrapper's own tests come to, as words behind those of the conversation."""
+        if not self.host.tests:
+            return ""
+        log = self.folder / "tests.log"
+        if self.call(self.command(self.host.tests), log) != 0:
+            raise Failure(f"the wrapper's own tests fail: {last_lines(log)}")
+        return "; " + last_lines(log).split(" | ")[-1]
+
+
 def last_lines(log):
     lines = log.read_text(encoding="utf-8", errors="replace").strip().splitlines()
     return " | ".join(line.strip() for line in lines[-5:])[-600:]
@@ -141,6 +152,8 @@ def run_host(host, tree, scratch, golden):
         run.build()
         began = time.monotonic()
         problems, compared = run.converse(golden)
+        took = time.monotonic() - began
+        tested = run.test()
     except Failure as failure:
         return str(failure), False
     if problems:
@@ -148,7 +161,7 @@ def run_host(host, tree, scratch, golden):
         more = f"\n    and {len(problems) - PROBLEMS_SHOWN} more" if len(problems) > PROBLEMS_SHOWN else ""
         return f"{len(problems)} difference{'s' if len(problems) > 1 else ''}{shown}{more}", False
     where = "Linux, over the bridge" if host.bridge else "Windows program"
-    return f"same bytes   {compared}, {where}, {time.monotonic() - began:.1f} s", True
+    return f"same bytes   {compared}, {where}, {took:.1f} s{tested}", True
 
 
 def main():

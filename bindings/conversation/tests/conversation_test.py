@@ -251,6 +251,14 @@ class Runner(unittest.TestCase):
         self.assertIs(right, False)
         self.assertRegex(line, r"^1 difference\n    has ended with 3: .*its last words$")
 
+    def test_a_wrapper_s_own_tests_count(self):
+        with unittest.mock.patch("conversation.compare", lambda *_: []):
+            for script, right, words in (("echo 3 tests passed", True, "; 3 tests passed$"),
+                                         ("echo one is wrong; exit 1", False, "own tests fail: .*one is wrong$")):
+                line, found = self.converse(run=["true"], bridge=True, tests=["sh", "-c", script])
+                self.assertIs(found, right)
+                self.assertRegex(line, words)
+
     def test_names_are_known_and_each_is_one_folder(self):
         names = [run.folder_name(host.name) for host in hosts.HOSTS]
         self.assertEqual(len(names), len(set(names)))

@@ -1,0 +1,3 @@
+module kxtcp64
+
+go 1.19
