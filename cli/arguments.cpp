@@ -131,7 +131,7 @@ void addPlay(CLI::App& app, PlayArguments& play) {
       ->group("Afterwards");
   verb->add_flag("--page", play.screenshotOfPage, "the picture shows the web page, not the whole browser")
       ->group("Afterwards");
-  verb->add_flag("--overwrite", play.overwrite, "pictures may replace files that are there")
+  verb->add_flag("--overwrite", play.overwrite, "pictures and the report may replace files that are there")
       ->group("Afterwards");
   verb->add_flag("--stay", play.stay, "leave the browser open")->group("Afterwards");
   verb->add_flag_callback(
@@ -140,6 +140,12 @@ void addPlay(CLI::App& app, PlayArguments& play) {
   verb->add_flag_callback(
           "--json", [&play] { play.form = OutputForm::AsJson; },
           "print the result as JSON; those of several runs as JSON Lines, each when its run has ended")
+      ->group("Output");
+  verb->add_option("--report", play.report, "write a page that tells of all runs, for any web browser")
+      ->type_name("FILE.html")
+      ->group("Output");
+  verb->add_flag("--redact", play.isReportRedacted,
+                 "blank out variables, texts and user names in the report, for a bug report")
       ->group("Output");
   verb->add_flag("-q,--quiet", play.quiet, "do not tell what is going on")->group("Output");
 }
@@ -210,6 +216,9 @@ std::string problemOfPlay(const PlayArguments& play) {
   }
   if (play.screenshotOfPage && play.screenshot.empty()) {
     return "--page says what the picture of --screenshot shows, and there is no --screenshot.";
+  }
+  if (play.isReportRedacted && play.report.empty()) {
+    return "--redact says what the report leaves out, and there is no --report.";
   }
   return {};
 }

@@ -42,6 +42,9 @@ struct PlayArguments {
   bool overwrite = false;
   bool stay = false;
   bool quiet = false;
+  // A page that tells of all runs. Redacted, it leaves out what the runs were given and what they brought.
+  std::string report;
+  bool isReportRedacted = false;
   OutputForm form = OutputForm::AsTable;
 };
 

@@ -6,5 +6,7 @@
 namespace kx::cli {
 
 extern const std::string_view kErrorsJson;
+// Made by report/assemble.py.
+extern const std::string_view kReportPage;
 
 }  // namespace kx::cli

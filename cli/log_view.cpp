@@ -70,26 +70,6 @@ std::string summaryOf(const LogStory& story) {
          counted(story.count(Kind::Error), "error") + ", " + counted(story.count(Kind::Note), "note") + "\n";
 }
 
-Json stepJson(const LogStep& step, bool isRedacted) {
-  Json json = {{"line", step.line}, {"kind", nameOf(step.kind)}, {"text", shownText(step, isRedacted)}};
-  json["count"] = step.count;
-  if (step.kind == Kind::Request) {
-    json["answered"] = step.isAnswered;
-    json["answerBytes"] = step.answerBytes;
-    json["answerPieces"] = step.answerPieces;
-    if (!isRedacted) {
-      json["request"] = step.request;
-    }
-  }
-  if (step.row != nullptr) {
-    json["error"] = {{"id", step.row->id},
-                     {"cause", step.row->cause},
-                     {"remedy", step.row->remedy},
-                     {"page", step.row->page}};
-  }
-  return json;
-}
-
 std::string viewJson(const LogStory& story, bool isRedacted) {
   Json json = {{"starts", story.count(Kind::Start)}, {"requests", story.count(Kind::Request)},
                {"answered", story.answered()},       {"errors", story.count(Kind::Error)},
@@ -113,6 +93,26 @@ std::string secondsText(Clock::duration duration) {
 }
 
 }  // namespace
+
+Json stepJson(const LogStep& step, bool isRedacted) {
+  Json json = {{"line", step.line}, {"kind", nameOf(step.kind)}, {"text", shownText(step, isRedacted)}};
+  json["count"] = step.count;
+  if (step.kind == Kind::Request) {
+    json["answered"] = step.isAnswered;
+    json["answerBytes"] = step.answerBytes;
+    json["answerPieces"] = step.answerPieces;
+    if (!isRedacted) {
+      json["request"] = step.request;
+    }
+  }
+  if (step.row != nullptr) {
+    json["error"] = {{"id", step.row->id},
+                     {"cause", step.row->cause},
+                     {"remedy", step.row->remedy},
+                     {"page", step.row->page}};
+  }
+  return json;
+}
 
 std::string logView(std::string_view log, const LogArguments& arguments, const Palette& palette) {
   LogReader reader;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "cli/arguments.h"
+#include "cli/json.h"
 #include "cli/log_story.h"
 #include "cli/palette.h"
 #include "cli/surroundings.h"
@@ -14,6 +15,8 @@ namespace kx::cli {
 
 // The whole log.
 std::string logView(std::string_view log, const LogArguments& arguments, const Palette& palette);
+
+Json stepJson(const LogStep& step, bool isRedacted);
 
 // Reads a log that grows. Gives what has been added since it was last asked, after waiting a while.
 using MoreOfLog = std::function<std::string()>;

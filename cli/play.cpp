@@ -2,6 +2,7 @@
 
 #include "cli/csv.h"
 #include "cli/progress.h"
+#include "cli/report.h"
 #include "cli/results.h"
 #include "cli/runs.h"
 #include "cli/text.h"
@@ -10,6 +11,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <variant>
@@ -21,8 +23,9 @@ constexpr auto kRedrawPause = std::chrono::milliseconds(100);
 
 struct ContextEnded {
   int context = 1;
+  LogRange closing;
 };
-using Event = std::variant<Step, RunResult, ContextEnded>;
+using Event = std::variant<Step, EndedStep, RunResult, ContextEnded>;
 
 // What the contexts' threads tell the program's own thread, which alone prints.
 class EventQueue {
@@ -134,7 +137,9 @@ class Reporter {
         around_(around),
         runs_(runs),
         board_(arguments.parallel),
-        live_(around.err, around.errColumns) {}
+        live_(around.err, around.errColumns),
+        begin_(std::chrono::steady_clock::now()),
+        closings_(static_cast<std::size_t>(arguments.parallel)) {}
 
   void began(const Step& step) {
     board_.begin(step, std::chrono::steady_clock::now());
@@ -159,7 +164,16 @@ class Reporter {
     board_.count(results_.size(), runs_);
   }
 
-  void rest(int context) { board_.rest(context); }
+  void stepEnded(EndedStep step) {
+    if (!arguments_.report.empty()) {
+      steps_.push_back(std::move(step));
+    }
+  }
+
+  void rest(const ContextEnded& ended) {
+    board_.rest(ended.context);
+    closings_[static_cast<std::size_t>(ended.context) - 1] = ended.closing;
+  }
 
   void draw() {
     if (!arguments_.quiet && around_.isErrTerminal) {
@@ -175,7 +189,7 @@ class Reporter {
     ended(std::move(result));
   }
 
-  int finish() {
+  int finish(ReportFile* report, const std::vector<Macro>& macros) {
     live_.clear();
     std::sort(results_.begin(), results_.end(),
               [](const RunResult& one, const RunResult& other) { return one.run.number < other.run.number; });
@@ -185,7 +199,19 @@ class Reporter {
     if (runs_ > 1 && !arguments_.quiet) {
       around_.err << summaryOf(results_) << std::endl;
     }
-    return exitCodeOf(results_);
+    const int exitCode = exitCodeOf(results_);
+    if (report != nullptr) {
+      PlayedAll all;
+      all.arguments = &arguments_;
+      all.macros = &macros;
+      all.begin = begin_;
+      all.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin_).count();
+      all.results = std::move(results_);
+      all.steps = std::move(steps_);
+      all.closings = std::move(closings_);
+      report->write(std::move(all));
+    }
+    return exitCode;
   }
 
  private:
@@ -194,19 +220,25 @@ class Reporter {
   std::size_t runs_;
   ProgressBoard board_;
   LiveLines live_;
+  Moment begin_;
   std::vector<RunResult> results_;
+  std::vector<EndedStep> steps_;
+  std::vector<LogRange> closings_;
 };
 
 void playInContext(int number, Library& library, const PlayArguments& arguments,
                    const std::vector<Macro>& macros, const Interruption& interruption, RunQueue& queue,
-                   EventQueue& events) {
+                   EventQueue& events, const std::string& logPath) {
+  LogRange closing;
   {
     Player player(library, arguments, macros, number, interruption,
                   {[&](const Step& step) { events.put(step); },
-                   [&](RunResult result) { events.put(std::move(result)); }});
-    player.playAll(queue);
+                   [&](RunResult result) { events.put(std::move(result)); },
+                   [&](const EndedStep& step) { events.put(step); },
+                   [&] { return logPath.empty() ? 0 : logSize(logPath); }});
+    closing = player.playAll(queue);
   }
-  events.put(ContextEnded{number});
+  events.put(ContextEnded{number, closing});
 }
 
 }  // namespace
@@ -217,6 +249,10 @@ int runPlay(PlayArguments arguments, const Surroundings& around) {
   settleScreenshot(arguments, runs, around);
   arguments.parallel =
       static_cast<int>(std::min<std::size_t>(static_cast<std::size_t>(arguments.parallel), runs.size()));
+  // Before the library is loaded: it is to find the log switched on.
+  const std::unique_ptr<ReportFile> report =
+      arguments.report.empty() ? nullptr : std::make_unique<ReportFile>(arguments, around);
+  const std::string logPath = report ? report->logPath() : std::string();
   Library& library = around.library();
 
   RunQueue queue(runs);
@@ -225,17 +261,19 @@ int runPlay(PlayArguments arguments, const Surroundings& around) {
   std::vector<std::thread> threads;
   for (int number = 1; number <= arguments.parallel; ++number) {
     threads.emplace_back([&, number] {
-      playInContext(number, library, arguments, macros, around.interruption, queue, events);
+      playInContext(number, library, arguments, macros, around.interruption, queue, events, logPath);
     });
   }
   for (int working = arguments.parallel; working > 0;) {
     for (Event& event : events.takeAll(kRedrawPause)) {
       if (const auto* step = std::get_if<Step>(&event)) {
         reporter.began(*step);
+      } else if (auto* ended = std::get_if<EndedStep>(&event)) {
+        reporter.stepEnded(std::move(*ended));
       } else if (auto* result = std::get_if<RunResult>(&event)) {
         reporter.ended(std::move(*result));
       } else {
-        reporter.rest(std::get<ContextEnded>(event).context);
+        reporter.rest(std::get<ContextEnded>(event));
         --working;
       }
     }
@@ -247,7 +285,7 @@ int runPlay(PlayArguments arguments, const Surroundings& around) {
   while (std::optional<Run> left = queue.next()) {
     reporter.endedWithout(std::move(*left));
   }
-  return reporter.finish();
+  return reporter.finish(report.get(), macros);
 }
 
 }  // namespace kx::cli

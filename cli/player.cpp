@@ -2,6 +2,7 @@
 
 #include "cli/catalogue.h"
 #include "cli/text.h"
+#include "common/platform.h"
 
 #include <chrono>
 
@@ -16,7 +17,7 @@ constexpr int kNoFolder = 3;  // what the library makes of an empty text as the 
 constexpr int kPictureOfBrowser = 0;
 constexpr int kPictureOfPage = 1;
 
-double secondsSince(Clock::time_point start) {
+double secondsSince(Moment start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
@@ -35,13 +36,14 @@ Player::Player(Library& library, const PlayArguments& arguments, const std::vect
       interruption_(interruption),
       events_(std::move(events)),
       profile_(profileOf(arguments.browser, number)),
-      context_(library.createContext()) {}
+      context_(library.createContext()),
+      logSize_(events_.logSize ? events_.logSize() : 0) {}
 
 Player::~Player() {
   library_.destroyContext(context_);
 }
 
-void Player::playAll(RunQueue& queue) {
+LogRange Player::playAll(RunQueue& queue) {
   while (!hasGivenUp_ && !interruption_) {
     const std::optional<Run> run = queue.next();
     if (!run) {
@@ -52,10 +54,12 @@ void Player::playAll(RunQueue& queue) {
   if (!arguments_.stay) {
     exitBrowser();
   }
+  return newLog();
 }
 
 RunResult Player::playWithRetries(const Run& run) {
-  const Clock::time_point start = Clock::now();
+  const Moment start = Clock::now();
+  run_ = run.number;
   RunResult result;
   for (int retry = 0; retry <= arguments_.retries; ++retry) {
     const int attempts = result.attempts + 1;
@@ -76,7 +80,10 @@ RunResult Player::playWithRetries(const Run& run) {
     }
   }
   hasGivenUp_ = result.outcome == Outcome::ConnectionFailed && !wasStarted_;
+  result.began = start;
   result.seconds = secondsSince(start);
+  result.log = newLog();
+  run_ = 0;
   return result;
 }
 
@@ -110,9 +117,9 @@ Player::Progress Player::playOnce(RunResult& result) {
 Player::Progress Player::startBrowser(RunResult& result) {
   const BrowserChoice& browser = arguments_.browser;
   const StartCall call = startCall();
-  begin(std::string(browser.attach ? "looking for " : "starting ") +
-        (browser.type == "fx" ? "Firefox" : "Chrome") +
-        (profile_ ? ", profile " + *profile_ : std::string()));
+  begin(StepKind::Start, std::string(browser.attach ? "looking for " : "starting ") +
+                             (browser.type == "fx" ? "Firefox" : "Chrome") +
+                             (profile_ ? ", profile " + *profile_ : std::string()));
   if (!browser.runner) {
     const int started = library_.start(context_, call);
     hasBrowser_ = started == kOk;
@@ -123,6 +130,7 @@ Player::Progress Player::startBrowser(RunResult& result) {
     std::string failedExport;
     const int launched = library_.launchRunner(context_, call, failedExport);
     if (launched != kOk) {
+      endStep(false);
       result.call = {failedExport, launched, 0, {}};
       result.outcome = Outcome::ConnectionFailed;
       return Progress::Lost;
@@ -135,7 +143,7 @@ Player::Progress Player::startBrowser(RunResult& result) {
 }
 
 Player::Progress Player::playMacro(const Macro& macro, RunResult& result) {
-  begin("playing " + macro.name);
+  begin(StepKind::Play, "playing " + macro.name);
   for (const Variable& variable : result.run.variables) {
     library_.setVariable(context_, variable.first, variable.second);
   }
@@ -158,7 +166,7 @@ Player::Progress Player::showMessage(RunResult& result) {
   if (interruption_) {
     return Progress::Failed;
   }
-  begin("showing the message");
+  begin(StepKind::Message, "showing the message");
   return judge(result, "kx_Display",
                library_.display(context_, arguments_.message, arguments_.browser.timeoutSeconds));
 }
@@ -171,7 +179,7 @@ Player::Progress Player::takeScreenshot(RunResult& result) {
     return Progress::Failed;
   }
   const std::string path = screenshotPath(arguments_.screenshot, result.run.number);
-  begin("taking a picture");
+  begin(StepKind::Picture, "taking a picture");
   const Progress progress =
       judge(result, "kx_TakeBrowserScreenshot",
             library_.takeScreenshot(context_, path,
@@ -187,15 +195,17 @@ Player::Progress Player::takeScreenshot(RunResult& result) {
 void Player::exitBrowser() {
   const int timeout = arguments_.browser.timeoutSeconds;
   if (isOurs_) {
-    begin("closing the browser");
+    begin(StepKind::Close, "closing the browser");
+    bool isGood = true;
     if (arguments_.browser.runner) {
       if (hasBrowser_) {
-        library_.exitRunner(context_, timeout);
+        isGood = library_.exitRunner(context_, timeout) == kOk;
       }
       library_.endRunner(context_, timeout);
     } else {
-      library_.exit(context_, timeout);
+      isGood = library_.exit(context_, timeout) == kOk;
     }
+    endStep(isGood);
   }
   library_.destroyContext(context_);
   context_ = library_.createContext();
@@ -203,14 +213,29 @@ void Player::exitBrowser() {
   isOurs_ = false;
 }
 
-void Player::begin(const std::string& what) const {
-  events_.began({number_, what, arguments_.browser.timeoutSeconds});
+void Player::begin(StepKind kind, const std::string& what) {
+  step_ = {number_, what, arguments_.browser.timeoutSeconds, kind, run_, Clock::now()};
+  events_.began(step_);
+}
+
+void Player::endStep(bool isGood) {
+  if (events_.stepEnded) {
+    events_.stepEnded({step_, Clock::now(), isGood});
+  }
+}
+
+LogRange Player::newLog() {
+  const std::int64_t begin = logSize_;
+  logSize_ = events_.logSize ? events_.logSize() : 0;
+  return {platform::currentThreadId(), begin, logSize_};
 }
 
 // A browser is started again after a lost connection, and goes on after an error of the extension's own.
 Player::Progress Player::judge(RunResult& result, const std::string& exportName, int callResult) {
   result.call = {exportName, callResult, library_.errorNumber(context_), library_.errorText(context_)};
-  if (callResult == kOk && result.call.number == kSuccess) {
+  const bool isGood = callResult == kOk && result.call.number == kSuccess;
+  endStep(isGood);
+  if (isGood) {
     result.outcome = Outcome::Ok;
     return Progress::Done;
   }

@@ -7,6 +7,7 @@
 #include "cli/runs.h"
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -16,16 +17,32 @@ namespace kx::cli {
 // Set by Ctrl-C: calls that are under way end, no further one is made.
 using Interruption = std::atomic<bool>;
 
+enum class StepKind { Start, Play, Message, Picture, Close };
+
 // What a context is doing from now on, and how long that may take; 0 is without a limit.
 struct Step {
   int context = 1;
   std::string what;
   int allowedSeconds = 0;
+  StepKind kind = StepKind::Start;
+  // 0 for what belongs to no run.
+  std::size_t run = 0;
+  Moment begun{};
+};
+
+// A step that has ended, and whether it went well.
+struct EndedStep {
+  Step step;
+  Moment ended{};
+  bool isGood = false;
 };
 
 struct PlayerEvents {
   std::function<void(const Step&)> began;
   std::function<void(RunResult)> ended;
+  std::function<void(const EndedStep&)> stepEnded;
+  // How long the library's log is at this moment.
+  std::function<std::int64_t()> logSize;
 };
 
 class Player {
@@ -37,8 +54,9 @@ class Player {
   Player& operator=(const Player&) = delete;
   ~Player();
 
-  // Plays what it gets from the queue until that is empty, a start fails, or Ctrl-C came. Then exits.
-  void playAll(RunQueue& queue);
+  // Plays what it gets from the queue until that is empty, a start fails, or Ctrl-C came. Then exits. Gives
+  // the part of the log that tells of this exit.
+  LogRange playAll(RunQueue& queue);
 
  private:
   enum class Progress { Done, Failed, Lost };
@@ -51,7 +69,10 @@ class Player {
   Progress takeScreenshot(RunResult& result);
   void exitBrowser();
 
-  void begin(const std::string& what) const;
+  void begin(StepKind kind, const std::string& what);
+  void endStep(bool isGood);
+  // What the log has got since it was last asked for.
+  LogRange newLog();
   // Keeps what the call left, and says what that means for the run.
   Progress judge(RunResult& result, const std::string& exportName, int callResult);
   StartCall startCall() const;
@@ -68,6 +89,9 @@ class Player {
   bool isOurs_ = false;
   bool wasStarted_ = false;  // the last start that was tried went well
   bool hasGivenUp_ = false;  // no browser could be started
+  std::size_t run_ = 0;      // 0 between runs
+  Step step_;
+  std::int64_t logSize_;
 };
 
 // The picture's path for one run.

@@ -13,8 +13,6 @@
 
 namespace kx::cli {
 
-using Moment = std::chrono::steady_clock::time_point;
-
 // The lines as they are at that moment, at most so many columns wide.
 class ProgressBoard {
  public:

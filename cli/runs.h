@@ -5,13 +5,17 @@
 #include "cli/catalogue.h"
 #include "cli/library.h"
 
+#include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace kx::cli {
+
+using Moment = std::chrono::steady_clock::time_point;
 
 struct Macro {
   std::string name;
@@ -22,6 +26,13 @@ struct Run {
   // Counted from 1.
   std::size_t number = 1;
   std::vector<Variable> variables;
+};
+
+// The part of the library's log between two moments, and the thread whose entries are meant.
+struct LogRange {
+  std::uint32_t thread = 0;
+  std::int64_t begin = 0;
+  std::int64_t end = 0;
 };
 
 enum class Outcome { Ok, MacroFailed, ConnectionFailed, Interrupted, NotPlayed };
@@ -42,7 +53,9 @@ struct RunResult {
   std::vector<PerformanceValue> performance;
   std::string profilerData;
   std::string screenshot;
+  Moment began{};
   double seconds = 0;
+  LogRange log;
   // How often it was begun: more than once after a lost connection.
   int attempts = 0;
 };

@@ -10,8 +10,29 @@
 #include <functional>
 #include <ostream>
 #include <string>
+#include <vector>
 
 namespace kx::cli {
+
+// Which program of which version runs where.
+struct Whereabouts {
+  std::vector<std::string> commandLine;
+  std::string folder;
+  std::string programVersion;
+  std::string libraryVersion;
+  std::string libraryPath;
+  std::string system;
+  unsigned processors = 0;
+};
+
+// The log that a report takes its entries from.
+struct ReportLog {
+  std::string path;
+  // The environment asks for no log: this one is there for the report alone.
+  bool isOwn = false;
+  // Nothing but errors goes into it.
+  bool hasOnlyErrors = false;
+};
 
 struct Surroundings {
   std::ostream& out;
@@ -32,6 +53,10 @@ struct Surroundings {
   // A file's path from the root of its drive.
   std::function<std::string(const std::string&)> wholePath;
   std::function<bool(const std::string&)> fileExists;
+  std::function<void(const std::string&)> removeFile;
+  std::function<Whereabouts()> whereabouts;
+  // Switches a log of its own on when the environment asks for none.
+  std::function<ReportLog()> logForReport;
 };
 
 // Something that the user has to put right, as a whole sentence. The program ends with the code.

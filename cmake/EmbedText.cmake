@@ -18,5 +18,7 @@ function(kx_embed_text target header namespace symbol file)
     DEPENDS "${file}" "${kx_embed_text_script}"
     COMMENT "Embed ${file}"
     VERBATIM)
+  # A text is as long as it is.
+  set_source_files_properties("${output}" PROPERTIES COMPILE_OPTIONS -Wno-overlength-strings)
   target_sources(${target} PRIVATE "${output}")
 endfunction()

@@ -27,6 +27,9 @@ HEADER_LIBRARIES = {
     "kxsim.exe": ("/usr/include/nlohmann/json.hpp",),
 }
 
+# Lock files of npm, whose packages are part of a program's page.
+LOCK_FILES = {"kx.exe": HERE.parent / "cli/report/package-lock.json"}
+
 # The licences as NOTICES.md explains them.
 LICENCES = {
     "gcc-mingw-w64": "GPL-3.0-or-later WITH GCC-exception-3.1",
@@ -85,8 +88,16 @@ def package_entry(name, version, licence, **more):
             "licenseDeclared": licence, "copyrightText": "NOASSERTION", **more}
 
 
-def bill_of_materials(version, compiler, programs, created):
-    """programs: name -> (checksum, [(package, version, source, source version)])."""
+def packages_of_lock(text):
+    """Name, version and licence of each package that a lock file of npm names."""
+    packages = json.loads(text)["packages"]
+    return [(path.rpartition("node_modules/")[2], entry["version"], entry["license"])
+            for path, entry in sorted(packages.items()) if path]
+
+
+def bill_of_materials(version, compiler, programs, created, npm_packages=None):
+    """programs: name -> (checksum, [(package, version, source, source version)]); npm_packages: name -> [(package,
+    version, licence)]."""
     main = package_entry("KXTCP64", version, "MIT", primaryPackagePurpose="LIBRARY",
                          sourceInfo=f"compiled with {compiler}")
     packages = {main["SPDXID"]: main}
@@ -107,6 +118,13 @@ def bill_of_materials(version, compiler, programs, created):
                                "referenceLocator": f"pkg:deb/debian/{package}@{package_version.replace('+', '%2B')}"}])
             packages[entry["SPDXID"]] = entry
             relations.append((file_id, "STATIC_LINK", entry["SPDXID"]))
+        for package, package_version, licence in (npm_packages or {}).get(name, ()):
+            entry = package_entry(
+                package, package_version, licence, sourceInfo="from npm",
+                externalRefs=[{"referenceCategory": "PACKAGE-MANAGER", "referenceType": "purl",
+                               "referenceLocator": f"pkg:npm/{package}@{package_version}"}])
+            packages[entry["SPDXID"]] = entry
+            relations.append((file_id, "CONTAINS", entry["SPDXID"]))
     return {
         "spdxVersion": "SPDX-2.3", "dataLicense": "CC0-1.0", "SPDXID": "SPDXRef-DOCUMENT",
         "name": f"KXTCP64-{version}",
@@ -181,7 +199,8 @@ def main():
                      "--version").splitlines()[0]
     # The same package gets the same bill: its date is that of the last change.
     created = query("git", "-C", str(HERE), "log", "-1", "--date=format-local:%Y-%m-%dT%H:%M:%SZ", "--format=%cd")
-    bill = bill_of_materials(version, compiler, programs, created)
+    npm_packages = {name: packages_of_lock(path.read_text(encoding="utf-8")) for name, path in LOCK_FILES.items()}
+    bill = bill_of_materials(version, compiler, programs, created, npm_packages)
     (prefix / DOCUMENTS / "sbom.spdx.json").write_text(json.dumps(bill, indent=2) + "\n", encoding="utf-8")
     write_readme(prefix, version)
     write_nuget_layout(prefix, version, cache_value(tree, "CMAKE_PROJECT_DESCRIPTION"))

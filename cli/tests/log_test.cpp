@@ -182,7 +182,7 @@ TEST(LogViews, OfTheLibrarysOwnLogsLeaveNothingUnexplained) {
 TEST(LogVerb, FollowsUntilCtrlCAndTellsTheTimeBetweenSteps) {
   Interruption interruption = false;
   std::ostringstream out;
-  const Surroundings around{out, out, {}, {}, false, 80, false, interruption, {}, {}, {}, {}};
+  const Surroundings around{out, out, {}, {}, false, 80, false, interruption, {}, {}, {}, {}, {}, {}, {}};
   std::vector<std::string> added = {"(1, 2): Starting binary b.exe\n", "",
                                     "(1, 2): Client: waiting for server connection\n", ""};
   std::size_t next = 0;
@@ -201,7 +201,7 @@ TEST(LogVerb, FollowsUntilCtrlCAndTellsTheTimeBetweenSteps) {
 TEST(LogVerb, WithoutAFileAndWithoutAPathItSaysWhatIsMissing) {
   const Interruption interruption = false;
   std::ostringstream out;
-  const Surroundings around{out, out, {}, {}, false, 80, false, interruption, {}, {}, {}, {}};
+  const Surroundings around{out, out, {}, {}, false, 80, false, interruption, {}, {}, {}, {}, {}, {}, {}};
   try {
     runLog({}, "", {}, around);
     FAIL();

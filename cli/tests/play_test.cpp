@@ -30,8 +30,13 @@ class PlayVerb : public ::testing::Test {
                               interruption_,
                               [&] { return input_; },
                               [&]() -> Library& { return library_; },
-                              [](const std::string& path) { return "C:\\" + path; },
-                              [&](const std::string& path) { return path == existing_; }};
+                              [&](const std::string& path) { return folder_ + path; },
+                              [&](const std::string& path) { return path == existing_; },
+                              [&](const std::string& path) { removed_.push_back(path); },
+                              [] { return Whereabouts(); },
+                              [] {
+                                return ReportLog{"own.log", true, false};
+                              }};
     return runPlay(arguments_, around);
   }
 
@@ -56,6 +61,8 @@ class PlayVerb : public ::testing::Test {
   Interruption interruption_ = false;
   std::string input_;
   std::string existing_;
+  std::vector<std::string> removed_;
+  std::string folder_ = "C:\\";
   bool isInTerminal_ = false;
   std::ostringstream out_;
   std::ostringstream err_;
@@ -159,6 +166,55 @@ TEST_F(PlayVerb, SeveralPicturesNeedNamesOfTheirOwn) {
             "--screenshot names one file, and there are 2 runs. Write {run} where the run's number is to "
             "stand, for "
             "example shot-{run}.png.");
+}
+
+// The report goes to a real file: its place is that of the system's temporary files.
+class PlayVerbWithReport : public PlayVerb {
+ protected:
+  PlayVerbWithReport() {
+    folder_ = std::filesystem::temp_directory_path().string() + "/";
+    arguments_.macros = {"buy"};
+    arguments_.report = "kx_play_report.html";
+    std::filesystem::remove(path());
+  }
+  std::string path() const { return folder_ + arguments_.report; }
+  bool reportHolds(const std::string& text) const {
+    return fileBytes(path()).find(text) != std::string::npos;
+  }
+};
+
+TEST_F(PlayVerbWithReport, ThePageIsWrittenAndNamed) {
+  EXPECT_EQ(run(), kExitSuccess);
+
+  EXPECT_TRUE(reportHolds("\"extracts\":[\"buy\"]"));
+  EXPECT_THAT(err_.str(), HasSubstr("The report is " + path() + "\n"));
+  EXPECT_THAT(removed_, ::testing::ElementsAre("own.log"));
+}
+
+TEST_F(PlayVerbWithReport, ItDoesNotReplaceAFileUnlessAskedTo) {
+  existing_ = path();
+
+  EXPECT_EQ(problem(),
+            "The report's file is there already: " + path() + ". Choose another name, or give --overwrite.");
+  arguments_.overwrite = true;
+  EXPECT_EQ(run(), kExitSuccess);
+  EXPECT_THAT(err_.str(), HasSubstr("The report replaces " + path() + ".\n"));
+}
+
+TEST_F(PlayVerbWithReport, APlaceThatCannotBeWrittenIsToldBeforeAnythingIsStarted) {
+  arguments_.report = "no/such/folder/report.html";
+
+  EXPECT_EQ(problem(),
+            "The report cannot be written: " + path() + ". Is its folder there, and may you write to it?");
+  EXPECT_TRUE(library_.calls().empty());
+}
+
+TEST_F(PlayVerbWithReport, CtrlCLeavesAReportOfWhatWasPlayed) {
+  arguments_.repeat = 3;
+  library_.duringPlay = [&] { interruption_ = true; };
+
+  EXPECT_EQ(run(), kExitInterrupted);
+  EXPECT_TRUE(reportHolds("\"outcome\":\"interrupted\""));
 }
 
 }  // namespace

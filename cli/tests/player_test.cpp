@@ -29,8 +29,14 @@ class Playing : public ::testing::Test {
     {
       Player player(library_, arguments_, macros_, 2, interruption_,
                     {[&](const Step& step) { steps_.push_back(step.what); },
-                     [&](RunResult result) { results.push_back(std::move(result)); }});
-      player.playAll(queue);
+                     [&](RunResult result) { results.push_back(std::move(result)); },
+                     [&](const EndedStep& ended) {
+                       endedSteps_.push_back(std::to_string(ended.step.run) + " " + ended.step.what +
+                                             (ended.isGood ? "" : ", failed"));
+                       EXPECT_GE(ended.ended, ended.step.begun);
+                     },
+                     [&] { return static_cast<std::int64_t>(library_.calls().size()); }});
+      closing_ = player.playAll(queue);
     }
     return results;
   }
@@ -40,6 +46,8 @@ class Playing : public ::testing::Test {
   std::vector<Macro> macros_ = {{"order.txt", "buy"}};
   Interruption interruption_ = false;
   std::vector<std::string> steps_;
+  std::vector<std::string> endedSteps_;
+  LogRange closing_;
 };
 
 TEST_F(Playing, StartsOncePlaysAllRunsAndExits) {
@@ -50,6 +58,29 @@ TEST_F(Playing, StartsOncePlaysAllRunsAndExits) {
   EXPECT_EQ(results[1].outcome, Outcome::Ok);
   EXPECT_THAT(results[1].extracts, ElementsAre("buy n=2"));
   EXPECT_EQ(library_.contextsAlive(), 0U);
+}
+
+TEST_F(Playing, EachStepTellsItsRunAndWhetherItWentWell) {
+  library_.answers["play"] = {kGone};
+  arguments_.retries = 1;
+
+  play();
+
+  EXPECT_THAT(endedSteps_,
+              ElementsAre("1 starting Firefox", "1 playing order.txt, failed", "1 closing the browser",
+                          "1 starting Firefox", "1 playing order.txt", "0 closing the browser"));
+}
+
+// Here a call makes the log longer by one.
+TEST_F(Playing, TheLogIsPartedBetweenTheRunsAndTheExit) {
+  const std::vector<RunResult> results = play(2);
+
+  EXPECT_EQ(results[0].log.begin, 0);
+  EXPECT_EQ(results[0].log.end, 2);
+  EXPECT_EQ(results[1].log.begin, 2);
+  EXPECT_EQ(results[1].log.end, 3);
+  EXPECT_EQ(closing_.begin, 3);
+  EXPECT_EQ(closing_.end, 4);
 }
 
 TEST_F(Playing, AllMacrosOfARunArePlayedWithItsVariables) {

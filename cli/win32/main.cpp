@@ -17,6 +17,7 @@
 #include <exception>
 #include <memory>
 #include <ostream>
+#include <thread>
 
 namespace kx::cli {
 namespace {
@@ -49,6 +50,17 @@ std::string pausedMore(LogTail& tail) {
   return more;
 }
 
+Whereabouts whereabouts(const std::vector<std::string>& words) {
+  const std::string dll = fileVersion(libraryPath());
+  return {words,
+          wholePath("."),
+          KX_VERSION_TEXT,
+          dll,
+          libraryPath(),
+          systemText(),
+          std::thread::hardware_concurrency()};
+}
+
 int run(const Arguments& arguments, const Surroundings& around) {
   switch (arguments.verb) {
     case Verb::Play: {
@@ -77,6 +89,7 @@ int main() {
   std::ostream out(&outBuffer);
   std::ostream err(&errBuffer);
   std::unique_ptr<Library> library;
+  const std::vector<std::string> words = commandLineWords();
   const Surroundings around{out,
                             err,
                             outBuffer.palette(),
@@ -93,14 +106,17 @@ int main() {
                               return *library;
                             },
                             wholePath,
-                            fileExists};
+                            fileExists,
+                            [](const std::string& path) { ::DeleteFileW(utf16FromUtf8(path).c_str()); },
+                            [&] { return whereabouts(words); },
+                            logForReport};
   const auto sayAndEnd = [&](int code, const std::string& sentence) {
     out.flush();
     err << around.errPalette.paint(around.errPalette.bad, "kx: ") << sentence << std::endl;
     return code;
   };
   try {
-    const ParsedArguments parsed = parseArguments(commandLineWords());
+    const ParsedArguments parsed = parseArguments(words);
     switch (parsed.kind) {
       case ParsedArguments::Kind::Help:
         out << parsed.text;

@@ -11,6 +11,7 @@
 #include <windows.h>
 #include <array>
 #include <cstdio>
+#include <vector>
 
 namespace kx::cli {
 namespace {
@@ -23,6 +24,12 @@ struct MutantInformation {
 };
 using QueryMutant = LONG(WINAPI*)(HANDLE, int, void*, ULONG, ULONG*);
 constexpr DWORD kMutantQueryState = 1;
+
+template <typename Function>
+Function functionOfNtdll(const char* name) {
+  return reinterpret_cast<Function>(
+      reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), name)));
+}
 
 std::optional<std::string> fileText(const std::string& path) {
   std::FILE* const file = platform::openFile(path, "r");
@@ -52,8 +59,7 @@ LockState lockState(const std::string& name) {
   if (!mutex) {
     return ::GetLastError() == ERROR_ACCESS_DENIED ? LockState::Refused : LockState::Free;
   }
-  const auto query = reinterpret_cast<QueryMutant>(
-      reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "NtQueryMutant")));
+  const auto query = functionOfNtdll<QueryMutant>("NtQueryMutant");
   MutantInformation information{};
   const bool isKnown =
       query != nullptr && query(mutex.get(), 0, &information, sizeof(information), nullptr) >= 0;
@@ -95,12 +101,16 @@ bool isElevated() {
          type == TokenElevationTypeFull;
 }
 
+bool isLogOn() {
+  const std::string log = platform::environmentVariable("KORVEX_LOG").value_or("");
+  return equalsIgnoringCase(log, "on") || equalsIgnoringCase(log, "true");
+}
+
 }  // namespace
 
 Machine thisMachine() {
   Machine machine;
-  const std::string log = platform::environmentVariable("KORVEX_LOG").value_or("");
-  machine.isLogOn = equalsIgnoringCase(log, "on") || equalsIgnoringCase(log, "true");
+  machine.isLogOn = isLogOn();
   machine.logPath = logFilePath();
   ::SetEnvironmentVariableW(L"KORVEX_LOG", nullptr);
   ::SetEnvironmentVariableW(L"KORVEX_LOGPATH", nullptr);
@@ -115,6 +125,33 @@ Machine thisMachine() {
   machine.defaultProgram = [](const std::string& browser) { return defaultProgram(browser); };
   machine.isElevated = isElevated();
   return machine;
+}
+
+std::string systemText() {
+  // Unlike the usual calls it tells every program the true version.
+  const auto versionOf = functionOfNtdll<LONG(WINAPI*)(OSVERSIONINFOW*)>("RtlGetVersion");
+  const auto wineVersion = functionOfNtdll<const char*(CDECL*)()>("wine_get_version");
+  OSVERSIONINFOW version{};
+  version.dwOSVersionInfoSize = sizeof(version);
+  versionOf(&version);
+  return "Windows " + std::to_string(version.dwMajorVersion) + "." + std::to_string(version.dwMinorVersion) +
+         "." + std::to_string(version.dwBuildNumber) +
+         (wineVersion != nullptr ? std::string(", of Wine ") + wineVersion() : std::string());
+}
+
+ReportLog logForReport() {
+  const std::string path = logFilePath();
+  if (!path.empty()) {
+    return {path, false, !isLogOn()};
+  }
+  std::vector<wchar_t> folder(MAX_PATH + 1);
+  folder.resize(::GetTempPathW(static_cast<DWORD>(folder.size()), folder.data()));
+  const std::string own = utf8FromUtf16({folder.data(), folder.size()}) + "kx-report-" +
+                          std::to_string(::GetCurrentProcessId()) + ".log";
+  ::DeleteFileW(utf16FromUtf8(own).c_str());
+  ::SetEnvironmentVariableW(L"KORVEX_LOG", L"on");
+  ::SetEnvironmentVariableW(L"KORVEX_LOGPATH", utf16FromUtf8(own).c_str());
+  return {own, true, false};
 }
 
 }  // namespace kx::cli

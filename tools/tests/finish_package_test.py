@@ -41,6 +41,16 @@ class FinishPackage(unittest.TestCase):
                        "relatedSpdxElement": "SPDXRef-Package-libthing"}, bill["relationships"])
         self.assertEqual(bill["packages"][1]["versionInfo"], "1.0+b1")
 
+    def test_names_the_packages_of_a_lock_file(self):
+        lock = """{"packages": {"": {"name": "page"}, "node_modules/charts": {"version": "1.2.3", "license": "MIT"}}}"""
+        packages = finish_package.packages_of_lock(lock)
+        self.assertEqual(packages, [("charts", "1.2.3", "MIT")])
+        bill = finish_package.bill_of_materials(
+            "1.0.0", "g++", {"KXTCP64.dll": ("ab" * 32, []), "kx.exe": ("cd" * 32, [])}, "2026-01-01T00:00:00Z", {"kx.exe": packages})
+        self.assertIn({"spdxElementId": "SPDXRef-File-kx.exe", "relationshipType": "CONTAINS",
+                       "relatedSpdxElement": "SPDXRef-Package-charts"}, bill["relationships"])
+        self.assertEqual(bill["packages"][-1]["licenseDeclared"], "MIT")
+
     def test_refuses_a_part_whose_licence_is_not_noted(self):
         with self.assertRaises(SystemExit):
             finish_package.licence_of("unheard-of")
