@@ -78,4 +78,17 @@ HOSTS = [
         packages=("golang-go",),
         environment={"GOOS": "windows", "GOARCH": "amd64", "CGO_ENABLED": "0", "GOFLAGS": "-trimpath"},
     ),
+    Host(
+        name="Rust",
+        build=[["sh", "-c", "cd {root}/bindings/rust && /usr/bin/cargo build --offline --locked --release --example conversation"]],
+        run=["{out}/target/x86_64-pc-windows-gnu/release/examples/conversation.exe", *ARGUMENTS],
+        tests=["{root}/bindings/rust/tests/run.sh", "{tree}", "{out}"],
+        # Not the compiler that a rustup of the user has: that one may lack the library for Windows.
+        needs={"/usr/bin/cargo": "./dev hosts installs Debian's cargo",
+               "/usr/lib/rustlib/x86_64-pc-windows-gnu": "./dev hosts installs Debian's libstd-rust-dev-windows"},
+        packages=("cargo", "rustc", "libstd-rust-dev-windows", "rustfmt"),
+        environment={"RUSTC": "/usr/bin/rustc", "CARGO_HOME": "{out}/cargo", "CARGO_TARGET_DIR": "{out}/target",
+                     "CARGO_BUILD_TARGET": "x86_64-pc-windows-gnu",
+                     "CARGO_TARGET_X86_64_PC_WINDOWS_GNU_LINKER": "x86_64-w64-mingw32-gcc-posix"},
+    ),
 ]
