@@ -1,6 +1,6 @@
 # What is installed, by component:
 #   runtime      the DLL alone
-#   development  headers, import library, .def file, packages for CMake and pkg-config, examples, one of them as a program,
+#   development  headers, import libraries, .def file, packages for CMake and pkg-config, examples, one of them as a program,
 #                the simulator, the pages for hosts' authors
 #   notices      the licence, and those of the run-time that is linked into the DLL
 
@@ -35,6 +35,9 @@ install(FILES "${PROJECT_SOURCE_DIR}/bindings/cpp/README.md" DESTINATION "${kx_d
         COMPONENT development)
 # Other tools than the compiler that built the DLL make their import library from the .def file.
 install(FILES "${PROJECT_SOURCE_DIR}/src/api/kxtcp64.def" DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
+if(kx_microsoft_library)
+  install(FILES "${kx_microsoft_library}" DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
+endif()
 # The description of the interface, for who writes a binding.
 install(FILES "${PROJECT_SOURCE_DIR}/bindings/interface.json" DESTINATION "${CMAKE_INSTALL_DATADIR}/kxtcp64"
         COMPONENT development)
@@ -58,12 +61,16 @@ install(
   PATTERN "*.txt"
   PATTERN "CMakeLists.txt" EXCLUDE
   PATTERN "node_modules" EXCLUDE)
+# The build of the examples against the package.
+install(FILES "${PROJECT_SOURCE_DIR}/packaging/examples/CMakeLists.txt" DESTINATION "${CMAKE_INSTALL_DATADIR}/kxtcp64/examples"
+        COMPONENT development)
 
 # The header and the pages refer to each other by these places.
 install(
   DIRECTORY "${PROJECT_SOURCE_DIR}/docs"
   DESTINATION "${kx_documents_dir}"
   COMPONENT development
+  PATTERN "pages" EXCLUDE
   PATTERN "testing.md" EXCLUDE)
 install(FILES "${PROJECT_SOURCE_DIR}/SECURITY.md" "${PROJECT_SOURCE_DIR}/CHANGELOG.md" DESTINATION "${kx_documents_dir}"
         COMPONENT development)
@@ -73,7 +80,7 @@ install(FILES "${PROJECT_SOURCE_DIR}/peers/simulator/README.md" DESTINATION "${k
 install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" "${PROJECT_SOURCE_DIR}/packaging/NOTICES.md"
         DESTINATION "${kx_documents_dir}" COMPONENT notices)
 # The texts of what was linked come from its packages.
-foreach(package IN ITEMS mingw-w64-common gcc-mingw-w64-base libcli11-dev)
+foreach(package IN ITEMS mingw-w64-common gcc-mingw-w64-base libcli11-dev nlohmann-json3-dev)
   install(FILES "/usr/share/doc/${package}/copyright" DESTINATION "${kx_documents_dir}" RENAME "${package}.txt"
           COMPONENT notices OPTIONAL)
 endforeach()

@@ -1,7 +1,10 @@
 #!/usr/bin/env python3
-"""Adds to an installed package what the zip has more: README.txt, the bill of materials, the NuGet layout, the checksums.
+"""Adds to an installed package what the zip has more: START_HERE.txt, the pages, the bill of materials, the NuGet layout, the
+vcpkg port, the checksums. Then compares its files with the list packaging/files/zip.txt.
 
-    packaging/finish_package.py BUILD-TREE PREFIX
+    packaging/finish_package.py BUILD-TREE PREFIX [--pages FOLDER]
+
+FOLDER has the pages that docs/pages/build.py has made; without it the package has none.
 
 The bill of materials (SPDX 2.3) names what is inside the DLL and the programs of the package. The linker's maps tell which
 archives were linked in, and dpkg tells which package and version each archive is of.
@@ -17,8 +20,11 @@ import subprocess
 import sys
 from pathlib import Path
 
+import check_files
+
 HERE = Path(__file__).resolve().parent
 DOCUMENTS = Path("share/doc/kxtcp64")
+PAGES = DOCUMENTS / "html"
 PROGRAMS = ("KXTCP64.dll", "kx.exe", "kxsim.exe", "first_host.exe")
 
 # What the linker's maps do not show.
@@ -37,6 +43,10 @@ LICENCES = {
     "nlohmann-json3": "MIT",
     "cli11": "BSD-3-Clause",
 }
+
+# Whose style sheets and scripts the pages carry: name of the package -> licence.
+PARTS_OF_THE_PAGES = {"furo": "MIT", "sphinx-common": "BSD-2-Clause", "libjs-jquery": "MIT", "libjs-underscore": "MIT",
+                      "python3-pygments": "BSD-2-Clause"}
 PUBLIC_DOMAIN = {
     "licenseId": "LicenseRef-public-domain",
     "name": "Public domain",
@@ -168,9 +178,44 @@ def write_nuget_layout(prefix, version, description):
     (folder / "KXTCP64.nuspec").write_text(text, encoding="utf-8")
 
 
-def write_readme(prefix, version):
-    text = (HERE / "README.txt").read_text(encoding="utf-8").replace("@VERSION@", version)
-    (prefix / "README.txt").write_text(text, encoding="utf-8", newline="\r\n")
+def write_first_files(prefix, version):
+    """What a Windows user reads and types first; with Windows' line ends."""
+    for name in ("START_HERE.txt", "try_it.cmd"):
+        text = (HERE / name).read_text(encoding="utf-8").replace("@VERSION@", version)
+        (prefix / name).write_text(text, encoding="utf-8", newline="\r\n")
+
+
+def write_vcpkg_port(prefix, version, description):
+    folder = prefix / "vcpkg/kxtcp64"
+    folder.mkdir(parents=True, exist_ok=True)
+    for name in ("portfile.cmake", "KXTCP64Config.cmake", "usage"):
+        shutil.copyfile(HERE / "vcpkg" / name, folder / name)
+    text = (HERE / "vcpkg/vcpkg.json.in").read_text(encoding="utf-8")
+    (folder / "vcpkg.json").write_text(text.replace("@VERSION@", version).replace("@DESCRIPTION@", description),
+                                       encoding="utf-8")
+
+
+def write_pages(prefix, pages):
+    """Copies the pages, with the licences of what their generator has put into them. Gives the packages it is of."""
+    shutil.copytree(pages, prefix / PAGES)
+    licences = prefix / PAGES / "licences"
+    licences.mkdir()
+    parts = []
+    for name, licence in PARTS_OF_THE_PAGES.items():
+        text = Path("/usr/share/doc") / name / "copyright"
+        if text.is_file():
+            shutil.copyfile(text, licences / f"{name}.txt")
+            parts.append((licence, query("dpkg-query", "-W", "-f", "${Package}\t${Version}", name).split("\t")))
+    return parts
+
+
+def add_pages_to_bill(bill, parts):
+    main = bill["packages"][0]["SPDXID"]
+    for licence, (name, version) in parts:
+        entry = package_entry(name, version, licence, supplier="Organization: Debian",
+                              sourceInfo="its style sheets and scripts are in the pages")
+        bill["packages"].append(entry)
+        bill["relationships"].append({"spdxElementId": main, "relationshipType": "CONTAINS", "relatedSpdxElement": entry["SPDXID"]})
 
 
 def write_checksums(prefix):
@@ -190,6 +235,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("tree", type=Path)
     parser.add_argument("prefix", type=Path)
+    parser.add_argument("--pages", type=Path)
     arguments = parser.parse_args()
     tree, prefix = arguments.tree.resolve(), arguments.prefix.resolve()
 
@@ -201,10 +247,20 @@ def main():
     created = query("git", "-C", str(HERE), "log", "-1", "--date=format-local:%Y-%m-%dT%H:%M:%SZ", "--format=%cd")
     npm_packages = {name: packages_of_lock(path.read_text(encoding="utf-8")) for name, path in LOCK_FILES.items()}
     bill = bill_of_materials(version, compiler, programs, created, npm_packages)
+    if arguments.pages is not None:
+        add_pages_to_bill(bill, write_pages(prefix, arguments.pages))
     (prefix / DOCUMENTS / "sbom.spdx.json").write_text(json.dumps(bill, indent=2) + "\n", encoding="utf-8")
-    write_readme(prefix, version)
-    write_nuget_layout(prefix, version, cache_value(tree, "CMAKE_PROJECT_DESCRIPTION"))
+    write_first_files(prefix, version)
+    description = cache_value(tree, "CMAKE_PROJECT_DESCRIPTION")
+    write_nuget_layout(prefix, version, description)
+    write_vcpkg_port(prefix, version, description)
     count = write_checksums(prefix)
+    wanted = check_files.wanted_lines((HERE / "files/zip.txt").read_text(encoding="utf-8"), version)
+    problems = check_files.compare(wanted, check_files.files_of(prefix), None if arguments.pages else PAGES.as_posix())
+    for problem in problems:
+        print(f"finish_package: {problem}; packaging/files/zip.txt is the list", file=sys.stderr)
+    if problems:
+        return 1
     print(f"finish_package: {len(bill['packages']) - 1} packages linked in, {count} files listed")
     return 0
 

@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Packs the npm package with the DLL of a build tree. The last line printed is the tarball's path.
 #
-#     bindings/node/pack.sh BUILD-TREE TARGET-FOLDER
+#     bindings/node/pack.sh BUILD-TREE TARGET-FOLDER [PREFIX]
+#
+# With PREFIX the DLL is that of an installed package, which may be signed.
 set -Eeuo pipefail
 
 trap 'echo "pack: failed in line $LINENO: $BASH_COMMAND" >&2' ERR
@@ -20,6 +22,7 @@ cmake --install "$tree" --prefix "$target/installed" --component runtime >/dev/n
 cmake --install "$tree" --prefix "$target/installed" --component notices >/dev/null
 notices=$target/installed/share/doc/kxtcp64
 cp "$target/installed/bin/KXTCP64.dll" "$notices"/{LICENSE,NOTICES.md,gcc-mingw-w64-base.txt,mingw-w64-common.txt} "$package"
+[[ -z ${3:-} ]] || cp "$3/bin/KXTCP64.dll" "$package"
 sed "s/@VERSION@/$version/" "$here/package.json.in" >"$package/package.json"
 # npm tells on the error stream what it packs.
 tarball=$(cd "$package" && npm pack --silent --ignore-scripts --pack-destination "$target")

@@ -24,20 +24,22 @@ cmake --install "$tree" --prefix "$scratch/runtime" --component runtime >>"$scra
 mv "$prefix" "$scratch/moved to here"
 prefix="$scratch/moved to here"
 
-echo "== what the package's README.txt and the project's README.md show is what happens"
-transcript "$prefix/README.txt"
+echo "== what the package's START_HERE.txt and the project's README.md show is what happens"
+transcript "$prefix/START_HERE.txt"
 transcript "$source_root/README.md"
 sed -n '/^```cpp$/,/^```$/{/^```/!p}' "$prefix/share/doc/kxtcp64/cpp.md" | diff "$prefix/share/kxtcp64/examples/first_steps.cpp" -
 transcript "$prefix/share/doc/kxtcp64/cpp.md"
 
-echo "== what README.txt names is there"
-names=$(unix_lines <"$prefix/README.txt" | grep -oE '\b(bin|include|lib|nuget|share)\\[^ ,;:)"]*[^ ,;:)."]' | sort -u)
+echo "== what START_HERE.txt names is there"
+names=$(unix_lines <"$prefix/START_HERE.txt" | grep -oE '\b(bin|include|lib|nuget|share|vcpkg)\\[^ ,;:)"]*[^ ,;:)."]' | sort -u)
 [[ $(wc -l <<<"$names") -gt 10 ]]
 while read -r name; do
   case $name in
-    # What the reader makes with the commands that it shows; the last one only with Microsoft's.
-    'bin\my_host.exe' | 'lib\KXTCP64.lib') ;;
-    *) [[ -e $prefix/${name//\\//} ]] || { echo "README.txt names $name, which is not in the package" >&2; exit 1; } ;;
+    # What the reader makes with the commands that it shows.
+    'bin\my_host.exe') ;;
+    # `./dev sdk` makes the pages, and follows their links.
+    'share\doc\kxtcp64\html'*) ;;
+    *) [[ -e $prefix/${name//\\//} ]] || { echo "START_HERE.txt names $name, which is not in the package" >&2; exit 1; } ;;
   esac
 done <<<"$names"
 
@@ -49,9 +51,9 @@ run "$scratch/build/consumer_c.exe"
 run "$scratch/build/consumer_cpp.exe"
 run "$scratch/build/consumer_wrapper.exe"
 
-echo "== the CMakeLists.txt of README.txt puts the DLL beside the host"
+echo "== the CMakeLists.txt of START_HERE.txt puts the DLL beside the host"
 mkdir "$scratch/shown"
-unix_lines <"$prefix/README.txt" | sed -n '/^    cmake_minimum_required/,/^$/p' >"$scratch/shown/CMakeLists.txt"
+unix_lines <"$prefix/START_HERE.txt" | sed -n '/^    cmake_minimum_required/,/^$/p' >"$scratch/shown/CMakeLists.txt"
 cp "$prefix/share/kxtcp64/examples/first_host.c" "$scratch/shown"
 cmake -G Ninja -S "$scratch/shown" -B "$scratch/shown/build" -DCMAKE_TOOLCHAIN_FILE="$toolchain" \
   -DCMAKE_FIND_ROOT_PATH="$prefix" -DCMAKE_PREFIX_PATH="$prefix" >"$scratch/shown.log"

@@ -26,7 +26,10 @@ transcript() {
       gcc\ * | g++\ *) # runs here and not under Wine, before the others
         # shellcheck disable=SC2086
         (cd "$prefix" && x86_64-w64-mingw32-${command%% *}-posix $(tr '\\' / <<<"${command#* }")) ;;
-      *) printf '%s\r\n' "$command" >>"$scratch/transcript.cmd" ;;
+      # A script that calls another one by its name alone does not come back.
+      *) [[ ! -e $prefix/${command%% *}.cmd ]] || command="call $command"
+        printf '%s\r\n' "$command" >>"$scratch/transcript.cmd"
+        ;;
     esac
   done < <(sed -n 's/^> //p' <<<"$shown")
   printf 'exit /b 0\r\n' >>"$scratch/transcript.cmd"

@@ -1,5 +1,6 @@
 """The bill of materials names what the linker took, and nothing else."""
 
+import shutil
 import sys
 import tempfile
 import unittest
@@ -7,6 +8,7 @@ from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "packaging"))
 
+import check_files  # noqa: E402
 import finish_package  # noqa: E402
 
 MAP = """Archive member included to satisfy reference by file (symbol)
@@ -63,6 +65,34 @@ class FinishPackage(unittest.TestCase):
             self.assertEqual(finish_package.write_checksums(prefix), 1)
             self.assertEqual((prefix / "SHA256SUMS").read_text(encoding="utf-8"),
                              "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855  a/b\n")
+
+    def test_adds_what_the_pages_carry(self):
+        bill = finish_package.bill_of_materials("1.2.3", "g++ 12", {"KXTCP64.dll": ("ab" * 32, [PART])}, "2026-01-01T00:00:00Z")
+        finish_package.add_pages_to_bill(bill, [("MIT", ["theme", "2.0"])])
+        self.assertEqual(bill["packages"][-1]["name"], "theme")
+        self.assertEqual(bill["relationships"][-1]["relatedSpdxElement"], bill["packages"][-1]["SPDXID"])
+
+
+class CheckFiles(unittest.TestCase):
+    LINES = check_files.wanted_lines("# a list\na.txt\nb/c-@VERSION@.txt\nd/**\n", "1.2")
+    FOUND = {"a.txt", "b/c-1.2.txt", "d/x"}
+
+    def test_accepts_the_files_of_the_list(self):
+        self.assertEqual(check_files.compare(self.LINES, self.FOUND), [])
+        self.assertEqual(check_files.compare(self.LINES, self.FOUND - {"d/x"}, without="d"), [])
+
+    def test_refuses_a_file_more_or_less(self):
+        for found in (self.FOUND - {"a.txt"}, self.FOUND | {"e"}, self.FOUND - {"d/x"}, self.FOUND | {"dd/x"}):
+            self.assertEqual(len(check_files.compare(self.LINES, found)), 1, found)
+
+    def test_reads_folders_zips_and_tarballs(self):
+        with tempfile.TemporaryDirectory() as folder:
+            (Path(folder) / "p/b").mkdir(parents=True)
+            (Path(folder) / "p/b/a.txt").write_bytes(b"a")
+            for kind in ("zip", "gztar"):
+                packed = shutil.make_archive(str(Path(folder) / "packed"), kind, Path(folder) / "p")
+                self.assertEqual({name.removeprefix("./") for name in check_files.files_of(Path(packed))}, {"b/a.txt"}, kind)
+            self.assertEqual(check_files.files_of(Path(folder) / "p"), {"b/a.txt"})
 
 
 if __name__ == "__main__":

@@ -1,0 +1,16 @@
+// Light, dark, or as the system is: one button goes through the three, and the choice is kept. It takes the place of the
+// theme's own script, which Debian 12 packs as a module that no page can load.
+(() => {
+  const themes = ['auto', 'light', 'dark'];
+  const next = () => {
+    const { dataset } = document.body;
+    dataset.theme = themes[(themes.indexOf(dataset.theme) + 1) % themes.length];
+    localStorage.setItem('theme', dataset.theme);
+  };
+  document.addEventListener('DOMContentLoaded', () => {
+    document.documentElement.classList.remove('no-js');
+    for (const button of document.getElementsByClassName('theme-toggle')) {
+      button.addEventListener('click', next);
+    }
+  });
+})();

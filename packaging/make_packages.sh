@@ -1,0 +1,47 @@
+#!/usr/bin/env bash
+# Makes the packages of a build tree, and lists them: the zip, the wheel for Python, the npm package where npm is there.
+#
+#     packaging/make_packages.sh BUILD-TREE TARGET-FOLDER [--pages FOLDER] [--sign CERTIFICATE]
+#
+# TARGET-FOLDER then holds the packages, SHA256SUMS and the bill of materials, and nothing else. FOLDER has the pages, see
+# docs/pages/build.py. CERTIFICATE signs the DLL and the programs before they are packed, see sign.sh.
+set -Eeuo pipefail
+
+trap 'echo "make_packages: failed in line $LINENO: $BASH_COMMAND" >&2' ERR
+
+here=$(dirname "$(readlink -f "$0")")
+tree=$(readlink -f "$1")
+target=$(realpath -m "$2")
+shift 2
+pages=()
+certificate=
+while (($# > 0)); do
+  case $1 in
+    --pages) pages=(--pages "$(readlink -f "$2")") ;;
+    --sign) certificate=$(readlink -f "$2") ;;
+    *) exit 2 ;;
+  esac
+  shift 2
+done
+
+version=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$tree/CMakeCache.txt")
+rm -rf "$target" "$target.unpacked"
+mkdir -p "$target" "$target.unpacked"
+prefix=$target.unpacked/KXTCP64-$version
+cmake --install "$tree" --prefix "$prefix" >/dev/null
+if [[ -n $certificate ]]; then "$here/sign.sh" "$certificate" "$prefix"/bin/*.dll "$prefix"/bin/*.exe; fi
+"$here/finish_package.py" "$tree" "$prefix" "${pages[@]}"
+
+# The same files give the same zip: their times are that of the last change, and their order is that of their names.
+find "$prefix" -exec touch --no-dereference --date="@$(git -C "$here" log -1 --format=%ct 2>/dev/null || echo 315532800)" {} +
+(cd "$target.unpacked" && find "KXTCP64-$version" -type f | LC_ALL=C sort >"$target.list" &&
+  cmake -E tar cf "$target/KXTCP64-$version-sdk.zip" --format=zip --files-from="$target.list")
+"$here/make_wheel.py" "$prefix" "$version" "$target"
+if command -v npm >/dev/null; then
+  "$here/../bindings/node/pack.sh" "$tree" "$target.npm" "$prefix" | tail -n 1
+  mv "$target.npm"/*.tgz "$target"
+else
+  echo "no npm package: npm is missing, see ./dev setup --browsers"
+fi
+"$here/list_packages.py" "$target" "$prefix"
+rm -rf "$target.list" "$target.npm" "$target.unpacked"
