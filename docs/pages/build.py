@@ -137,7 +137,7 @@ class Pages:
         if "example" in entry:
             if entry["example"] not in shown:
                 raise PageError(f"{file} does not show {entry['example']} whole")
-            if Path(entry["example"]).stem not in read(entry["test"]):
+            if entry.get("runs", Path(entry["example"]).stem) not in read(entry["test"]):
                 raise PageError(f"{entry['test']} does not run {entry['example']}")
             text += f"\nThe program above is the file `{entry['example']}`. The test `{entry['test']}` runs it.\n"
         self.put(page, text)
@@ -288,9 +288,9 @@ def doxygen(target):
     return folder / "xml"
 
 
-def check_every_wrapper_has_a_page(entries):
+def check_every_wrapper_has_a_page(entries, others):
     wrappers = {name for name in project_files(ROOT, ("README.md",), ("bindings/",)) if name.count("/") == 2}
-    missing = wrappers - {entry.get("file") for entry in entries}
+    missing = wrappers - {entry.get("file") for entry in entries} - set(others)
     if missing:
         raise PageError(f"docs/pages/pages.json has no page of {', '.join(sorted(missing))}")
 
@@ -299,9 +299,9 @@ def build(target):
     for folder in ("source", "doxygen", "html", "doctrees"):
         shutil.rmtree(target / folder, ignore_errors=True)
     version = re.search(r"^  VERSION (\d+\.\d+\.\d+)$", read("CMakeLists.txt"), re.MULTILINE).group(1)
-    parts = json.loads(read("docs/pages/pages.json"))["parts"]
-    pages = Pages(parts, target)
-    check_every_wrapper_has_a_page(pages.entries)
+    listed = json.loads(read("docs/pages/pages.json"))
+    pages = Pages(listed["parts"], target)
+    check_every_wrapper_has_a_page(pages.entries, listed["maintainers"])
     for entry in pages.entries:
         if "file" in entry:
             pages.make(entry)
@@ -322,6 +322,9 @@ def build(target):
     for name in (".buildinfo", "objects.inv"):
         (target / "html" / name).unlink(missing_ok=True)
     followed, problems = check_site(target / "html")
+    wanted = {entry["page"] + ".html" for entry in pages.entries} | {"index.html", "search.html", "genindex.html"}
+    made = {path.relative_to(target / "html").as_posix() for path in (target / "html").rglob("*.html")}
+    problems += [f"{name} is a page too many or too few" for name in sorted(wanted ^ made)]
     if problems:
         raise PageError("\n".join(problems))
     return len(pages.entries) + 1, followed
