@@ -85,7 +85,7 @@ class Report {
     if (!isRedacted()) {
       writePictures();
     }
-    writeElement("type=\"application/json\" id=\"about\"", pageJson(about()));
+    writeElement("type=\"application/json\" id=\"data-about\"", pageJson(about()));
     write_(page.substr(place + kDataPlace.size()));
     return leftOut_;
   }
@@ -105,7 +105,7 @@ class Report {
   }
 
   void writeRuns() {
-    write_("<script type=\"application/json\" id=\"runs\">[");
+    write_("<script type=\"application/json\" id=\"data-runs\">[");
     for (const RunResult& result : all_.results) {
       write_(&result == &all_.results.front() ? "\n" : ",\n");
       write_(pageJson(runJson(result)));
@@ -180,7 +180,8 @@ class Report {
       steps.push_back({step.context, step.run, nameOf(step.kind), number->second, since(step.begun),
                        since(ended.ended), ended.isGood ? 1 : 0});
     }
-    writeElement("type=\"application/json\" id=\"steps\"", pageJson({{"steps", steps}, {"whats", whats}}));
+    writeElement("type=\"application/json\" id=\"data-steps\"",
+                 pageJson({{"steps", steps}, {"whats", whats}}));
   }
 
   void writePictures() {

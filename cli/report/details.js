@@ -21,7 +21,7 @@ function readable(text) {
 export function pictureOf(run) {
   const block = document.querySelector(`script[data-picture="${run.run}"]`);
   return block && element('img', {
-    src: `data:image/png;base64,${block.textContent.trim()}`, alt: `The browser after run ${run.run}`, loading: 'lazy',
+    src: `data:image/png;base64,${block.textContent.trim()}`, alt: `The browser after run ${run.run}`,
   });
 }
 

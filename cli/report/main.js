@@ -12,7 +12,7 @@ const MOST_VARIABLES = 12;
 const MOST_CELLS = 24;
 
 function data(id) {
-  return JSON.parse(document.getElementById(id).textContent);
+  return JSON.parse(document.getElementById(`data-${id}`).textContent);
 }
 
 const about = data('about');

@@ -55,7 +55,7 @@ export class DataTable {
   // has what is left.
   columnElements() {
     const sample = this.allRows.slice(0, SAMPLED_ROWS);
-    const widths = this.columns.map((column) => 3 + sample.reduce(
+    const widths = this.columns.map((column) => (column.cell ? 6 : 3) + sample.reduce(
       (widest, row) => Math.max(widest, Math.min(WIDEST, String(column.value(row)).length)), column.title.length + 2));
     this.width = `${widths.reduce((sum, width) => sum + width, 0)}ch`;
     return widths.map((width, index) => {
@@ -94,6 +94,7 @@ export class DataTable {
       rows = sortedRows(rows, (row) => column.value(row), this.isDescending);
     }
     this.rows = rows;
+    this.drawn = null;
     this.current = 0;
     [...this.head.children].forEach((cell, index) => {
       const direction = this.isDescending ? 'descending' : 'ascending';
@@ -134,8 +135,12 @@ export class DataTable {
       this.rowHeight = this.body.firstChild.getBoundingClientRect().height;
     }
     const height = this.rowHeight || 30;
-    const first = Math.max(0, Math.floor(this.scroller.scrollTop / height) - EXTRA_ROWS);
-    const last = Math.min(this.rows.length, first + Math.ceil(this.scroller.clientHeight / height) + 2 * EXTRA_ROWS);
+    // In steps, so that most moves of the wheel change nothing.
+    const inView = Math.floor(this.scroller.scrollTop / height / EXTRA_ROWS) * EXTRA_ROWS;
+    const first = Math.max(0, inView - EXTRA_ROWS);
+    const last = Math.min(this.rows.length, inView + Math.ceil(this.scroller.clientHeight / height) + 2 * EXTRA_ROWS);
+    if (this.drawn?.rows === this.rows && this.drawn.first === first && this.drawn.last === last && this.drawn.current === this.current) return;
+    this.drawn = { rows: this.rows, first, last, current: this.current };
     const shown = [];
     for (let index = first; index < last; ++index) shown.push(this.rowElement(this.rows[index], index));
     this.body.replaceChildren(this.spacer(first), ...shown, this.spacer(this.rows.length - last));
@@ -145,6 +150,7 @@ export class DataTable {
   // Paper cannot be scrolled.
   onPaper(isOnPaper) {
     this.isOnPaper = isOnPaper;
+    this.drawn = null;
     if (!isOnPaper) {
       this.note.textContent = '';
       this.draw();

@@ -28,7 +28,7 @@ class Reports : public ::testing::Test {
   }
 
   static Json data(const std::string& page, const std::string& id) {
-    const std::string begin = "<script type=\"application/json\" id=\"" + id + "\">";
+    const std::string begin = "<script type=\"application/json\" id=\"data-" + id + "\">";
     const std::size_t from = page.find(begin) + begin.size();
     return Json::parse(page.substr(from, page.find("</script>", from) - from));
   }
