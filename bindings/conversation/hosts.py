@@ -34,6 +34,8 @@ class Host:
 
 
 ARGUMENTS = ["{wsteps}", "{wdll}"]
+# With MinGW's headers; Microsoft's are not to be had here.
+CLANG = "--target=x86_64-w64-windows-gnu"
 WARNINGS = ["-O1", "-Wall", "-Wextra", "-Werror"]
 
 HOSTS = [
@@ -48,10 +50,31 @@ HOSTS = [
     ),
     Host(
         name="C++",
-        build=[["x86_64-w64-mingw32-g++-posix", "-std=c++17", "-static", *WARNINGS, "-I{root}/src/api",
-                "-I{root}/bindings/cpp", "{root}/bindings/cpp/conversation/host.cpp", "-o", "host.exe"]],
+        build=[["x86_64-w64-mingw32-g++-posix", "-std=c++17", "-static", *WARNINGS, "-I{root}/src/api", "-I{root}/bindings/cpp",
+                "{root}/bindings/cpp/conversation/host.cpp", "{tree}/src/libKXTCP64.dll.a", "-o", "host.exe"],
+               ["cp", "{tree}/bin/KXTCP64.dll", "."]],
         run=["{out}/host.exe", *ARGUMENTS],
         needs={"x86_64-w64-mingw32-g++-posix": "./dev setup"},
+    ),
+    Host(
+        name="C, lld-link",
+        build=[["clang", CLANG, "-std=c99", *WARNINGS, "-I{root}/src/api", "-c", "{root}/bindings/conversation/host.c",
+                "-o", "host.obj"],
+               ["{root}/bindings/conversation/lld_link.sh", "{root}/src/api/kxtcp64.def", "host.exe", "host.obj"],
+               ["cp", "{tree}/bin/KXTCP64.dll", "."]],
+        run=["{out}/host.exe", *ARGUMENTS],
+        wrapper=False,
+        needs={"clang": "./dev setup", "lld-link": "./dev setup"},
+    ),
+    Host(
+        name="C++, lld-link",
+        build=[["sh", "-c", "headers=$(dirname $(x86_64-w64-mingw32-g++-posix -print-libgcc-file-name))/include/c++; "
+                f"clang++ {CLANG} -std=c++17 {' '.join(WARNINGS)} -isystem $headers -isystem $headers/x86_64-w64-mingw32 "
+                "-I{root}/src/api -I{root}/bindings/cpp -c {root}/bindings/cpp/conversation/host.cpp -o host.obj"],
+               ["{root}/bindings/conversation/lld_link.sh", "{root}/src/api/kxtcp64.def", "host.exe", "host.obj"],
+               ["cp", "{tree}/bin/KXTCP64.dll", "."]],
+        run=["{out}/host.exe", "{wsteps}", "linked"],
+        needs={"clang++": "./dev setup", "lld-link": "./dev setup"},
     ),
     Host(
         name="Node",

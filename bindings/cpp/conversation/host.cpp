@@ -2,7 +2,8 @@
 //
 //     host STEPS KXTCP64.DLL
 //
-// The arguments are ASCII, which is the same in UTF-8 and in the system's code page.
+// "linked" in place of the DLL takes the one that the host is linked with. The arguments are ASCII, which is
+// the same in UTF-8 and in the system's code page.
 #include <cstdio>
 #include <fcntl.h>
 #include <fstream>
@@ -61,7 +62,8 @@ std::chrono::seconds seconds(const std::string& field) {
 
 class Host {
  public:
-  explicit Host(const std::string& dll) : library_(kx::Library::load(std::filesystem::u8path(dll))) {}
+  explicit Host(const std::string& dll)
+      : library_(dll == "linked" ? kx::Library::linked() : kx::Library::load(std::filesystem::u8path(dll))) {}
 
   // What the step has come to, as members of an object.
   std::string outcome(const std::string& step, const std::vector<std::string>& fields) {
