@@ -2,7 +2,7 @@
 """Adds the results of the benchmarks up: one table with what was measured, the goal, and whether it is met.
 
 Reads what kx_bench_host (one JSON object per line) and kx_bench_core (Google Benchmark's JSON) have left, and writes both
-as one JSON file. With --write-docs the table goes into the docs, and a plot of time against size beside it.
+as one JSON file. With --write-docs the table goes into the docs, with --plot the picture of time against size.
 """
 
 import argparse
@@ -202,10 +202,15 @@ plot {", ".join(lines)}
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("folder", type=Path, help="holds host.jsonl and native.json; the results are left there")
-    parser.add_argument("--write-docs", action="store_true", help="also write docs/performance.md and its plot")
+    parser.add_argument("--write-docs", action="store_true", help="also write the table of docs/performance.md")
+    parser.add_argument("--plot", action="store_true", help="write the picture of docs/performance.md, and nothing else")
     arguments = parser.parse_args()
 
     rows, points = read_host(arguments.folder / "host.jsonl")
+    page = Path(ROOT) / "docs" / "performance.md"
+    if arguments.plot:
+        plot(points, page.parent / "time_against_size.svg")
+        return
     lines = list(host_lines(rows)) + list(native_lines(read_native(arguments.folder / "native.json")))
     measured = [line for line in lines if line.ratio is not None]
     if not measured:
@@ -219,12 +224,10 @@ def main():
     print(", ".join(f"{count} {verdict}" for verdict, count in counts.items()))
 
     if arguments.write_docs:
-        if len(measured) != len(lines) or not points:
+        if len(measured) != len(lines):
             missing = ", ".join(line.name for line in lines if line.ratio is None)
-            sys.exit(f"bench_report: the docs get whole runs only; missing: {missing or 'the plot'}")
-        page = Path(ROOT) / "docs" / "performance.md"
+            sys.exit(f"bench_report: the docs get whole runs only; missing: {missing}")
         page.write_text(put_into_page(page.read_text(encoding="utf-8"), markdown_table(lines)), encoding="utf-8")
-        plot(points, page.parent / "time_against_size.svg")
 
 
 if __name__ == "__main__":
