@@ -1,6 +1,6 @@
 /* global uPlot */
 import { counted, figuresOf, secondsText, statisticsOf } from './model.js';
-import { colour, element } from './dom.js';
+import { colour, element, isOnPaper, PAPER_WIDTH } from './dom.js';
 
 const HEIGHT = 180;
 const MOST_CHARTS = 24;
@@ -19,16 +19,20 @@ class Chart {
     new ResizeObserver(() => this.resize()).observe(this.place);
   }
 
+  width() {
+    return isOnPaper() ? PAPER_WIDTH / 2 - 30 : this.place.clientWidth;
+  }
+
   resize() {
-    const width = this.place.clientWidth;
-    if (width === 0 || width === this.plot?.width) return;
+    const width = this.width();
+    if (width <= 0 || width === this.plot?.width) return;
     if (this.plot) this.plot.setSize({ width, height: HEIGHT });
     else this.draw();
   }
 
   draw() {
-    const width = this.place.clientWidth;
-    if (width === 0) return;
+    const width = this.width();
+    if (width <= 0) return;
     this.plot?.destroy();
     const axis = { stroke: colour('faint'), grid: { stroke: colour('line'), width: 1 }, ticks: { stroke: colour('line'), width: 1 } };
     const { points, name, isDuration } = this.figure;

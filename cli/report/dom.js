@@ -16,6 +16,13 @@ export function colour(name) {
   return getComputedStyle(document.documentElement).getPropertyValue(`--${name}`).trim();
 }
 
+// What is drawn does not follow when a page is laid out anew for paper: it gets a width that fits A4 and Letter.
+export const PAPER_WIDTH = 670;
+
+export function isOnPaper() {
+  return document.documentElement.hasAttribute('data-on-paper');
+}
+
 export function badge(outcome, colourName) {
   return element('span', { class: `badge ${colourName}` }, outcome);
 }

@@ -166,11 +166,11 @@ document.body.append(dialog.element);
 redraw();
 matchMedia('(prefers-color-scheme: dark)').addEventListener('change', redraw);
 
-function onPaper(isOnPaper) {
-  document.documentElement.toggleAttribute('data-on-paper', isOnPaper);
-  for (const table of tables) table.onPaper(isOnPaper);
+function print(isBegun) {
+  document.documentElement.toggleAttribute('data-on-paper', isBegun);
+  for (const table of tables) table.onPaper(isBegun);
   redraw();
 }
-addEventListener('beforeprint', () => onPaper(true));
-addEventListener('afterprint', () => onPaper(false));
+addEventListener('beforeprint', () => print(true));
+addEventListener('afterprint', () => print(false));
 document.documentElement.setAttribute('data-ready', '');

@@ -1,5 +1,5 @@
 import { lanesOf, secondsText, STEP_KINDS, stepNear, ticksOf } from './model.js';
-import { colour, element } from './dom.js';
+import { colour, element, isOnPaper, PAPER_WIDTH } from './dom.js';
 
 const LANE = 26;
 const BAR = 16;
@@ -44,7 +44,8 @@ export class Timeline {
     return element('button', { type: 'button', title: label, 'aria-label': label, onclick: action }, text);
   }
 
-  width() { return Math.max(50, this.canvas.clientWidth - LABEL - 4); }
+  wholeWidth() { return isOnPaper() ? PAPER_WIDTH : this.canvas.clientWidth; }
+  width() { return Math.max(50, this.wholeWidth() - LABEL - 4); }
   x(moment) { return LABEL + ((moment - this.view[0]) / (this.view[1] - this.view[0])) * this.width(); }
   moment(x) { return this.view[0] + ((x - LABEL) / this.width()) * (this.view[1] - this.view[0]); }
 
@@ -65,7 +66,8 @@ export class Timeline {
   draw() {
     const height = this.lanes.length * LANE + AXIS;
     this.canvas.style.height = `${height}px`;
-    const width = this.canvas.clientWidth;
+    this.canvas.style.width = isOnPaper() ? `${PAPER_WIDTH}px` : '';
+    const width = this.wholeWidth();
     if (width === 0) return;
     const scale = window.devicePixelRatio || 1;
     this.canvas.width = Math.round(width * scale);

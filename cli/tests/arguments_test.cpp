@@ -46,6 +46,9 @@ TEST(CommandLines, OfPlayFillInWhatTheySay) {
                                                  "-q",
                                                  "--profiler",
                                                  "--new-window",
+                                                 "--report",
+                                                 "r.html",
+                                                 "--redact",
                                                  "--runner"});
 
   ASSERT_EQ(parsed.kind, Kind::Run) << parsed.text;
@@ -64,6 +67,8 @@ TEST(CommandLines, OfPlayFillInWhatTheySay) {
   EXPECT_EQ(play.retries, 1);
   EXPECT_EQ(play.message, "done");
   EXPECT_EQ(play.screenshot, "{run}.png");
+  EXPECT_EQ(play.report, "r.html");
+  EXPECT_TRUE(play.isReportRedacted);
   EXPECT_TRUE(play.screenshotOfPage && play.overwrite && play.stay && play.quiet);
   EXPECT_EQ(play.form, OutputForm::AsJson);
 }
@@ -116,6 +121,7 @@ TEST(CommandLines, ThatAreWrongAreRefusedWithASentence) {
        "Macros come from files or from --macro, not from both: their order would be unclear."},
       {{"play", "x", "--page"},
        "--page says what the picture of --screenshot shows, and there is no --screenshot."},
+      {{"play", "--redact"}, "--redact says what the report leaves out, and there is no --report."},
       {{"play", "x", "--runner"}, "--runner needs a profile: give --profile NAME."},
       {{"play", "x", "--runner", "-b", "cr", "-p", ""},
        "--runner needs a user data folder that is not empty."},

@@ -9,6 +9,8 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <filesystem>
+#include <iterator>
 #include <sstream>
 
 namespace {
@@ -105,6 +107,57 @@ TEST_F(KxPlayAttached, AMessageIsShownAndAPictureSaved) {
   EXPECT_EQ(outcome.exitCode, 0U) << outcome.out << outcome.err;
   EXPECT_THAT(browser_.recorded("request-1-3.bin"), HasSubstr("all done"));
   EXPECT_THAT(fileBytes(picture), StartsWith("\x89PNG"));
+}
+
+// The data of a report, by their name.
+nlohmann::json reportData(const std::string& path, const std::string& name) {
+  const std::string page = fileBytes(path);
+  const std::string begin = "id=\"data-" + name + "\">";
+  const std::size_t from = page.find(begin) + begin.size();
+  return nlohmann::json::parse(page.substr(from, page.find("</script>", from) - from));
+}
+
+// "start request request": the kinds of what the log tells of a run, the connection left out.
+std::string kindsOfLog(const nlohmann::json& steps) {
+  std::string kinds;
+  for (const nlohmann::json& step : steps) {
+    if (step.at("kind") == "start" || step.at("kind") == "request") {
+      kinds += step.at("kind").get<std::string>() + " ";
+    }
+  }
+  return kinds;
+}
+
+TEST_F(KxPlayAttached, AReportHasTheLogOfEachRunWithoutALogOfTheUsers) {
+  const TempFolder folder;
+  const EnvironmentVariable temp("TEMP", folder.path());
+  const std::string report = folder.path("report.html");
+
+  const KxOutcome outcome = play({"--macro", "extract x", "--repeat", "2", "--report", report});
+
+  EXPECT_EQ(outcome.exitCode, 0U) << outcome.err;
+  const nlohmann::json runs = reportData(report, "runs");
+  EXPECT_EQ(kindsOfLog(runs[0]["log"]), "start request request ");
+  EXPECT_EQ(kindsOfLog(runs[1]["log"]), "request ");
+  EXPECT_THAT(reportData(report, "about")["system"].get<std::string>(), StartsWith("Windows "));
+  // It is the only file.
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
+}
+
+TEST_F(KxPlayAttached, AReportTakesTheUsersLogAndLeavesIt) {
+  const TempFolder folder;
+  const std::string log = folder.write("user.log", "(1, 1): of yesterday\n");
+  const EnvironmentVariable on("KORVEX_LOG", "on");
+  const EnvironmentVariable path("KORVEX_LOGPATH", log);
+  const std::string report = folder.path("report.html");
+
+  play({"--macro", "extract x", "--report", report});
+
+  const nlohmann::json steps = reportData(report, "runs")[0]["log"];
+  EXPECT_EQ(kindsOfLog(steps), "start request request ");
+  EXPECT_EQ(steps[0]["line"], 2);
+  EXPECT_EQ(reportData(report, "about")["log"]["text"], log);
+  EXPECT_THAT(fileBytes(log), HasSubstr("kx_Init start"));
 }
 
 TEST_F(KxPlayAttached, ABrowserThatIsGoneIsNoConnection) {
