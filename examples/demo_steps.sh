@@ -67,8 +67,8 @@ prepare() {
 # with_variable NAME VARIABLE VALUE: adds to the surroundings of a host that has been prepared.
 with_variable() { set_line "$2" "$3" >>"$output/$1/run.cmd"; }
 
-# run_host NAME HOST ARGUMENT...: runs the host in the surroundings that were prepared.
-run_host() {
+# run_program NAME PROGRAM ARGUMENT...: runs it in the surroundings that were prepared.
+run_program() {
   local folder=$output/$1 host=$2 status=0
   shift 2
   {
@@ -83,6 +83,12 @@ run_host() {
   child=
   indented <"$folder/output.txt"
   ((status == 0)) || problem "$host ended with $status"
+}
+
+# run_host NAME HOST ARGUMENT...: the same for a host, which says how it has ended.
+run_host() {
+  run_program "$@"
+  local folder=$output/$1 host=$2
   # Wine gives 0 for a program that was killed from outside, so the exit code alone does not tell.
   grep -q '^Everything was as expected' "$folder/output.txt" || problem "$host did not come to a good end"
 }

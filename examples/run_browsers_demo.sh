@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
-# Plays a macro in real browsers under Wine, through the host browse.exe, and shows what happened.
+# Plays a macro in real browsers under Wine, through the host browse.exe and with kx.exe, and shows what happened.
 #
 #     examples/run_browsers_demo.sh PROGRAMS-FOLDER OUTPUT-FOLDER TYPE...
 #
-# PROGRAMS-FOLDER where KXTCP64.dll, browse.exe, kxfirefox.exe and kxchrome.exe lie: the targets KXTCP64, browse, kxbrowser
-# OUTPUT-FOLDER   receives the screenshots and logs; the folders firefox and chromium in it are made anew
+# PROGRAMS-FOLDER where KXTCP64.dll, browse.exe, kx.exe, kxfirefox.exe and kxchrome.exe lie: the targets KXTCP64, browse,
+#                 kx_cli, kxbrowser
+# OUTPUT-FOLDER   receives screenshots, logs and reports; the folders firefox, chromium, kx-firefox and kx-chromium in it
+#                 are made anew
 # TYPE            fx and cr: the browsers, which peers/browsers/setup.sh has installed
 #
 # `./dev demo` builds those targets of windows-release, calls start_wine, and then
@@ -75,7 +77,27 @@ play() {
   check_log "$output/$name/korvex.log" 'kx_Init start' 'Starting binary' 'Sending connection data' 'Waiting for browser process'
 }
 
-check_programs "$programs/KXTCP64.dll" "$programs/browse.exe" "$programs/kxfirefox.exe" "$programs/kxchrome.exe"
+# play_rows NAME TYPE PROGRAM PROFILE: the same macro with kx, once for each row of a table, in two browsers at once.
+play_rows() {
+  local name=$1 type=$2 program=$3 profile=$4 report=$output/$1/report.html run
+  prepare "$name"
+  with_variable "$name" KX_BROWSER_LOGS "$(windows_path "$output/$name")"
+  {
+    echo site,customer,city
+    for run in "$customer,$city" Ada,Oslo '"Bo, the younger",Kraków' Inês,Porto; do echo "$(<"$output/site"),$run"; done
+  } >"$output/$name/orders.csv"
+  run_program "$name" kx play "$(windows_path "$examples/macros/pages.js")" --rows "$(windows_path "$output/$name/orders.csv")" \
+    --browser "$type" --profile "$profile" --program "$(windows_path "$programs/$program")" --parallel 2 --timeout 120 \
+    --profiler --page --screenshot "$(windows_path "$output/$name")\\picture-{run}.png" --report "$(windows_path "$report")"
+  for run in 1 2 3 4; do check_screenshot "$output/$name/picture-$run.png"; done
+  if [[ $(grep -s -c 'data-picture="[0-9]' "$report") == 4 ]]; then
+    reports+=("$report")
+  else
+    problem "the report has not all pictures: $report"
+  fi
+}
+
+check_programs "$programs/KXTCP64.dll" "$programs/browse.exe" "$programs/kx.exe" "$programs/kxfirefox.exe" "$programs/kxchrome.exe"
 start_site
 
 say "A host plays a macro through KXTCP64.dll, in real browsers. kxbrowser.exe stands between them: it meets the library over"
@@ -83,6 +105,7 @@ say "the pipes as the extension does, and drives the browser. The pages come fro
 show_macro pages.js
 
 pictures=()
+reports=()
 for type in "${types[@]}"; do
   case $type in
     fx)
@@ -96,7 +119,22 @@ for type in "${types[@]}"; do
   esac
 done
 
+for type in "${types[@]}"; do
+  case $type in
+    fx)
+      heading 'kx.exe, with four orders in two Firefoxes at once'
+      play_rows kx-firefox fx kxfirefox.exe 'demo-{n}'
+      ;;
+    cr)
+      heading 'kx.exe, with four orders in two Chromiums at once'
+      play_rows kx-chromium cr kxchrome.exe "$(windows_path "$output/kx-chromium")\\data-{n}"
+      ;;
+  esac
+done
+
 say
 say "Pictures of the pages, as the browsers show them:"
 printf '    %s\n' "${pictures[@]}"
+say "What kx has played, as pages for any web browser:"
+printf '    %s\n' "${reports[@]}"
 end_demo "every step came out as expected, in each of the ${#types[@]} browsers"

@@ -133,6 +133,7 @@ export class DataTable {
     if (!this.rowHeight && this.rows.length > 0 && this.scroller.isConnected) {
       this.body.replaceChildren(this.rowElement(this.rows[0], 0));
       this.rowHeight = this.body.firstChild.getBoundingClientRect().height;
+      this.drawn = null;
     }
     const height = this.rowHeight || 30;
     // In steps, so that most moves of the wheel change nothing.

@@ -115,6 +115,13 @@ test('tables sort, filter and choose', async () => {
   await page.close();
 });
 
+test('a short table has all its rows, and no more room than they need', async () => {
+  const { page } = await opened(4, 1);
+  assert.deepEqual(await column(page, '#runs', 1), ['1', '2', '3', '4']);
+  assert.ok(await page.$eval('#runs .scroller', (scroller) => scroller.scrollHeight === scroller.clientHeight && scroller.clientHeight < 200));
+  await page.close();
+});
+
 test('everything can be reached with keys', async () => {
   const { page } = await opened(200, 4);
   await page.focus('#runs .scroller');
