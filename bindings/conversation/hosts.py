@@ -36,6 +36,7 @@ class Host:
 ARGUMENTS = ["{wsteps}", "{wdll}"]
 # With MinGW's headers; Microsoft's are not to be had here.
 CLANG = "--target=x86_64-w64-windows-gnu"
+LLD = {"clang++": "./dev setup", "lld-link": "./dev setup", "{tree}/microsoft/KXTCP64.lib": "./dev setup, for llvm-dlltool"}
 WARNINGS = ["-O1", "-Wall", "-Wextra", "-Werror"]
 
 HOSTS = [
@@ -60,21 +61,21 @@ HOSTS = [
         name="C, lld-link",
         build=[["clang", CLANG, "-std=c99", *WARNINGS, "-I{root}/src/api", "-c", "{root}/bindings/conversation/host.c",
                 "-o", "host.obj"],
-               ["{root}/bindings/conversation/lld_link.sh", "{root}/src/api/kxtcp64.def", "host.exe", "host.obj"],
+               ["{root}/bindings/conversation/lld_link.sh", "{tree}/microsoft/KXTCP64.lib", "host.exe", "host.obj"],
                ["cp", "{tree}/bin/KXTCP64.dll", "."]],
         run=["{out}/host.exe", *ARGUMENTS],
         wrapper=False,
-        needs={"clang": "./dev setup", "lld-link": "./dev setup"},
+        needs=LLD,
     ),
     Host(
         name="C++, lld-link",
         build=[["sh", "-c", "headers=$(dirname $(x86_64-w64-mingw32-g++-posix -print-libgcc-file-name))/include/c++; "
                 f"clang++ {CLANG} -std=c++17 {' '.join(WARNINGS)} -isystem $headers -isystem $headers/x86_64-w64-mingw32 "
                 "-I{root}/src/api -I{root}/bindings/cpp -c {root}/bindings/cpp/conversation/host.cpp -o host.obj"],
-               ["{root}/bindings/conversation/lld_link.sh", "{root}/src/api/kxtcp64.def", "host.exe", "host.obj"],
+               ["{root}/bindings/conversation/lld_link.sh", "{tree}/microsoft/KXTCP64.lib", "host.exe", "host.obj"],
                ["cp", "{tree}/bin/KXTCP64.dll", "."]],
         run=["{out}/host.exe", "{wsteps}", "linked"],
-        needs={"clang++": "./dev setup", "lld-link": "./dev setup"},
+        needs=LLD,
     ),
     Host(
         name="Node",

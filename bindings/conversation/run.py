@@ -55,15 +55,17 @@ class Run:
         self.wine = [str(ROOT / "cmake/toolchains/run_with_wine"), str(tree / "wineprefix")]
         self.dll = tree / "bin" / "KXTCP64.dll"
         self.steps = self.folder / "steps.txt"
+        self.browser = self.folder / "the browser.exe"
 
     def words(self):
         loaded = self.folder / "libkxbridge.so" if self.host.bridge else self.dll
-        paths = {"root": ROOT, "tree": self.tree, "out": self.out, "dll": loaded, "steps": self.steps, "node": NODE}
+        paths = {"root": ROOT, "tree": self.tree, "out": self.out, "dll": loaded, "steps": self.steps, "node": NODE,
+                 "program": self.browser}
         return {**{name: str(path) for name, path in paths.items()},
                 **{f"w{name}": windows_path(path) for name, path in paths.items()}}
 
-    def command(self, words):
-        known = self.words()
+    def command(self, words, **more):
+        known = {**self.words(), **more}
         return [word.format(**known) for word in words]
 
     def environment(self):
@@ -101,25 +103,36 @@ class Run:
             if self.call(self.command(words), log, cwd=self.out) != 0:
                 raise Failure(f"cannot be built: {last_lines(log)}")
 
-    def converse(self, golden):
-        """What differed, as lines, and what was compared."""
-        values = conversation.fields(windows_path(self.folder), f"Grüße von {folder_name(self.host.name)} {os.getpid()}")
-        steps = conversation.steps_for(golden, self.host.wrapper)
-        record = self.folder / "record"
-        shutil.copy(self.tree / "bin" / "kxsim.exe", self.folder / "the browser.exe")
-        script = [f"record {windows_path(record)}", *golden["script"]]
-        (self.folder / "the browser.script").write_text("\n".join(script) + "\n", encoding="utf-8")
-        self.steps.write_text(conversation.steps_text(steps, values), encoding="utf-8", newline="\n")
-
-        command = self.command(self.host.run)
+    def start(self, command, log):
+        """How the host has ended, and the bytes that it has printed. Node under Wine prints to files only."""
         printed = self.folder / "printed.txt"
-        log = self.folder / "host.log"
         try:
             with open(printed, "wb") as output:
                 status = self.call(command if self.host.bridge else [*self.wine, *command], log, stdout=output, cwd=self.out)
         except subprocess.TimeoutExpired:
             raise Failure(f"has not ended after {TIME_LIMIT} s: {last_lines(log)}") from None
-        problems = conversation.compare(golden, self.host.wrapper, values, record, printed.read_bytes(), linux_path)
+        return status, printed.read_bytes()
+
+    def first_steps(self, macro):
+        """The same for a program of bindings/first_steps/, with what it prints as an error."""
+        shutil.copy(self.tree / "bin" / "kxsim.exe", self.browser)
+        log = self.folder / "host.log"
+        status, printed = self.start(self.command(self.host.run, macro=macro), log)
+        return status, (printed.decode("utf-8") if status == 0 else last_lines(log))
+
+    def converse(self, golden):
+        """What differed, as lines, and what was compared."""
+        values = conversation.fields(windows_path(self.folder), f"Grüße von {folder_name(self.host.name)} {os.getpid()}")
+        steps = conversation.steps_for(golden, self.host.wrapper)
+        record = self.folder / "record"
+        shutil.copy(self.tree / "bin" / "kxsim.exe", self.browser)
+        script = [f"record {windows_path(record)}", *golden["script"]]
+        self.browser.with_suffix(".script").write_text("\n".join(script) + "\n", encoding="utf-8")
+        self.steps.write_text(conversation.steps_text(steps, values), encoding="utf-8", newline="\n")
+
+        log = self.folder / "host.log"
+        status, printed = self.start(self.command(self.host.run), log)
+        problems = conversation.compare(golden, self.host.wrapper, values, record, printed, linux_path)
         if status != 0:
             problems.append(f"has ended with {status}: {last_lines(log)}")
         requests = sum("sends" in step for step in steps)

@@ -1,0 +1,80 @@
+"""One program in each language, with and without the wrapper: it starts a browser, sets a variable, plays a macro, prints the
+extracts, tells an error, and closes the browser. An entry is a host as in bindings/conversation/hosts.py, with more fields:
+
+    {program}   the browser's program      {macro}   the macro
+"""
+
+import sys
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "conversation"))
+
+from hosts import HOSTS, WARNINGS, Host  # noqa: E402
+
+KNOWN = {host.name: host for host in HOSTS}
+GIVEN = ["{wprogram}", "{macro}"]
+C = "x86_64-w64-mingw32-gcc-posix"
+COPY_DLL = ["cp", "{tree}/bin/KXTCP64.dll", "."]
+# The wrapper would take the DLL that lies beside it; here it is the bridge to it.
+PYTHON = ("import runpy, sys, kxtcp64; kxtcp64._default_library = kxtcp64.Library(sys.argv[1]); sys.argv = sys.argv[2:]; "
+          "runpy.run_path(sys.argv[0], run_name='__main__')")
+
+
+def like(name, build, run, **more):
+    """With what the language's host in the conversation needs."""
+    host = KNOWN[name]
+    return Host(name=name, build=build, run=run, bridge=host.bridge, needs=host.needs, environment=host.environment, **more)
+
+
+def rust(command, run):
+    return like("Rust", [["sh", "-c", command], COPY_DLL], run)
+
+
+NODE = [["{root}/bindings/node/conversation/install.sh", "."]]
+
+# Language: the file without a wrapper and its program, the file with it and its program. C has no wrapper.
+PROGRAMS = {
+    "C": (
+        "bindings/first_steps/raw.c",
+        like("C", [[C, "-std=c99", *WARNINGS, "-I{root}/src/api", "{root}/bindings/first_steps/raw.c",
+                    "{tree}/src/libKXTCP64.dll.a", "-o", "raw.exe"], COPY_DLL], ["{out}/raw.exe", *GIVEN]),
+        None, None,
+    ),
+    "C++": (
+        "bindings/first_steps/raw.c", None,  # the same as in C
+        "bindings/cpp/first_steps.cpp",
+        like("C++", [["x86_64-w64-mingw32-g++-posix", "-std=c++17", "-static", *WARNINGS, "-I{root}/src/api",
+                      "-I{root}/bindings/cpp", "{root}/bindings/cpp/first_steps.cpp", "{tree}/src/libKXTCP64.dll.a",
+                      "-o", "steps.exe"], COPY_DLL], ["{out}/steps.exe", *GIVEN]),
+    ),
+    "Python": (
+        "bindings/first_steps/raw.py",
+        like("Python", [], ["python3", "{root}/bindings/first_steps/raw.py", "{dll}", *GIVEN]),
+        "bindings/python/first_steps.py",
+        like("Python", [], ["python3", "-c", PYTHON, "{dll}", "{root}/bindings/python/first_steps.py", *GIVEN]),
+    ),
+    "Node": (
+        "bindings/first_steps/raw.mjs",
+        like("Node", [*NODE, ["cp", "{root}/bindings/first_steps/raw.mjs", "."]],
+             ["{node}/node.exe", "{wout}/raw.mjs", "{wdll}", *GIVEN]),
+        "bindings/node/example.mjs",
+        like("Node", [*NODE, ["cp", "{root}/bindings/node/example.mjs", "."], ["cp", "{tree}/bin/KXTCP64.dll", "node_modules/kxtcp64"]],
+             ["{node}/node.exe", "{wout}/example.mjs", *GIVEN]),
+    ),
+    "Go": (
+        "bindings/first_steps/raw.go",
+        like("Go", [["go", "build", "-o", "raw.exe", "{root}/bindings/first_steps/raw.go"], COPY_DLL], ["{out}/raw.exe", *GIVEN]),
+        "bindings/go/example/main.go",
+        like("Go", [["sh", "-c", "cd {root}/bindings/go && go build -o {out}/steps.exe ./example"], COPY_DLL],
+             ["{out}/steps.exe", *GIVEN]),
+    ),
+    "Rust": (
+        "bindings/first_steps/raw.rs",
+        rust("$RUSTC --edition 2021 --target $CARGO_BUILD_TARGET -C linker=$CARGO_TARGET_X86_64_PC_WINDOWS_GNU_LINKER "
+             "-L native={tree}/src {root}/bindings/first_steps/raw.rs -o raw.exe", ["{out}/raw.exe", *GIVEN]),
+        "bindings/rust/examples/first_steps.rs",
+        rust("cd {root}/bindings/rust && /usr/bin/cargo build --offline --locked --example first_steps && "
+             "cp $CARGO_TARGET_DIR/$CARGO_BUILD_TARGET/debug/examples/first_steps.exe {out}/steps.exe",
+             ["{out}/steps.exe", *GIVEN]),
+    ),
+}
