@@ -1,6 +1,6 @@
 #!/bin/sh
 # Fetches what the stand-in runs on: Debian's firefox-esr and chromium where they are missing, fonts, Node for this system, and
-# the pinned packages of the bridge, of the example host in JavaScript and of the tests of the npm package. Where a browser
+# the pinned packages of the bridge, of the example host in JavaScript, of the tests of the npm package and of cluster/, and Redis. Where a browser
 # cannot be installed it says so, goes on, and fails in the end.
 #
 #     setup.sh               installs what is missing
@@ -36,6 +36,8 @@ has_bridge_packages() {
 has_host_packages() { cmp -s "$host/package-lock.json" "$host/$installed_lock"; }
 npm_tests=../../bindings/node/tests
 has_npm_test_packages() { cmp -s "$npm_tests/package-lock.json" "$npm_tests/$installed_lock"; }
+cluster=../../cluster
+has_cluster_packages() { cmp -s "$cluster/package-lock.json" "$cluster/$installed_lock"; }
 
 # install_locked FOLDER ARGUMENT...: what its lock file names.
 install_locked() {
@@ -73,7 +75,7 @@ case ${1:-} in
     exit 0
     ;;
   --complete)
-    [ "$(drivable | wc -l)" -eq 2 ] && has_host_packages && has_npm_test_packages
+    [ "$(drivable | wc -l)" -eq 2 ] && has_host_packages && has_npm_test_packages && has_cluster_packages && has redis-server
     exit
     ;;
 esac
@@ -113,6 +115,11 @@ if has fc-list && [ -z "$(fc-list :lang=ja family)" ]; then
   install_packages fonts-noto-cjk fonts-noto-color-emoji || say "no fonts for all scripts can be installed here"
 fi
 
+# Its tests start servers of their own; one that Debian would start is not needed.
+if ! has redis-server; then
+  install_packages redis-server || say "redis-server cannot be installed here: the tests of cluster/ are left out"
+fi
+
 if ! has node || ! has npm; then
   install_packages nodejs npm || true
 fi
@@ -125,5 +132,6 @@ has_bridge_packages || install_locked . || exit 1
 # The host runs in Node for Windows, whatever system npm runs on.
 has_host_packages || install_locked "$host" --force --ignore-scripts --no-audit --no-fund || exit 1
 has_npm_test_packages || install_locked "$npm_tests" --no-audit --no-fund || exit 1
-say "the packages of the bridge, of the host in JavaScript and of the npm package's tests are installed"
+has_cluster_packages || install_locked "$cluster" --omit=optional --ignore-scripts --no-audit --no-fund || exit 1
+say "the packages of the bridge, of the host in JavaScript, of the npm package's tests and of cluster/ are installed"
 [ "$missing" -eq 0 ]

@@ -1,0 +1,83 @@
+// No two workers share a profile: two browsers would break it, and a second start would attach to the first one's browser.
+// On one machine a name that the operating system takes back with its process decides; between machines, for folders that
+// they share, a lease in Redis does, which whoever is cut off or has died loses when it runs out.
+import { randomUUID } from 'node:crypto';
+import net from 'node:net';
+import os from 'node:os';
+
+import { digest } from './keys.js';
+
+const RENEW = `if redis.call('get', KEYS[1]) == ARGV[1] then return redis.call('pexpire', KEYS[1], ARGV[2]) end
+if redis.call('set', KEYS[1], ARGV[1], 'NX', 'PX', ARGV[2]) then return 1 end return 0`;
+const RELEASE = `if redis.call('get', KEYS[1]) == ARGV[1] then return redis.call('del', KEYS[1]) end return 0`;
+
+/** What a profile is, the same for all workers that could meet on it. */
+export function profileIdentity({ browser = 'fx', profile, userDataDir }) {
+  const folder = (userDataDir ?? '').replaceAll('/', '\\').toLowerCase();
+  const isShared = folder.startsWith('\\\\');
+  const place = isShared ? '' : `${os.hostname()}\n${os.userInfo().username}\n`;
+  return `${place}${browser}\n${profile ?? ''}\n${folder}`;
+}
+
+// The name of a pipe or, on Linux, of a socket without a file.
+const nameOf = (identity) => {
+  const name = `kx-cluster-profile-${digest(identity, 32)}`;
+  return process.platform === 'win32' ? `\\\\.\\pipe\\${name}` : `\0${name}`;
+};
+
+function takeName(identity) {
+  return new Promise((resolve, reject) => {
+    const server = net.createServer((socket) => socket.destroy());
+    server.once('error', (error) => (['EADDRINUSE', 'EACCES'].includes(error.code) ? resolve(null) : reject(error)));
+    server.listen(nameOf(identity), () => {
+      server.unref();
+      resolve(server);
+    });
+  });
+}
+
+export class ProfileLease {
+  #server = null;
+  #timer = null;
+  #value;
+
+  constructor(redis, key, identity, { worker, milliseconds }) {
+    this.redis = redis;
+    this.key = key;
+    this.identity = identity;
+    this.milliseconds = milliseconds;
+    this.#value = `${worker} ${randomUUID()}`;
+    this.isHeld = false;
+  }
+
+  /** True when this worker has it now; otherwise it is somebody else's. */
+  async take() {
+    this.#server ??= await takeName(this.identity);
+    if (this.#server === null) return false;
+    await this.#renew();
+    if (this.isHeld && this.#timer === null) {
+      this.#timer = setInterval(() => this.#renew().catch(() => {}), this.milliseconds / 3);
+      this.#timer.unref();
+    }
+    return this.isHeld;
+  }
+
+  /** Whose it is: the worker's name, or null. */
+  async holder() {
+    return (await this.redis.get(this.key))?.split(' ')[0] ?? null;
+  }
+
+  // One that has run out is taken again, unless another worker has it.
+  async #renew() {
+    this.isHeld = (await this.redis.eval(RENEW, 1, this.key, this.#value, this.milliseconds)) === 1;
+  }
+
+  async release() {
+    clearInterval(this.#timer);
+    this.#timer = null;
+    this.isHeld = false;
+    this.#server?.close();
+    this.#server = null;
+    await this.redis.eval(RELEASE, 1, this.key, this.#value);
+  }
+}

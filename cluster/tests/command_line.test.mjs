@@ -1,0 +1,120 @@
+// The program as a user meets it: verbs, sentences, exit codes; with a real Redis.
+import assert from 'node:assert/strict';
+import { execFileSync } from 'node:child_process';
+import fs from 'node:fs';
+import path from 'node:path';
+import { after, before, describe, test } from 'node:test';
+
+import { RedisServer } from './support/redis.mjs';
+import { kxCluster, kxClusters, scratch } from './support/programs.mjs';
+
+const folder = path.join(scratch, 'command-line');
+const at = (name) => path.join(folder, name);
+let redis;
+
+before(async () => {
+  fs.mkdirSync(folder, { recursive: true });
+  fs.writeFileSync(at('macro.txt'), 'nothing');
+  fs.writeFileSync(at('rows.csv'), 'n\n1\n2\n');
+  redis = await RedisServer.start(at('redis'));
+});
+after(() => redis.kill());
+
+const submit = (...more) => ['submit', at('macro.txt'), '--redis', redis.where, ...more];
+
+describe('the command line', { concurrency: 4 }, () => {
+  test('help and version', async () => {
+    const [help, version] = await kxClusters([{ args: ['--help'] }, { args: ['--version'] }]);
+    assert.equal(help.code, 0);
+    for (const verb of ['submit', 'work', 'results', 'status', 'stop', 'page']) assert.match(help.out, new RegExp(`^ {2}${verb} `, 'm'));
+    assert.match(version.out, /^\d+\.\d+\.\d+\n$/);
+  });
+
+  test('a mistake of the user gets a sentence with the place and what would be right', async () => {
+    fs.writeFileSync(at('bad.csv'), 'n\n1\n"2\n');
+    fs.writeFileSync(at('latin.csv'), Buffer.from([0x6e, 0x0a, 0x31, 0x0a, 0xe5, 0x0a]));
+    const cases = [
+      [submit('--csv', at('bad.csv')), `${at('bad.csv')}, line 3, column 1: a value begins with a double quote here, and no double quote ends it.`],
+      [submit('--csv', at('latin.csv')), 'is not UTF-8 text; what is wrong stands in line 1 or behind it.'],
+      [submit('--csv', at('none.csv')), `the table ${at('none.csv')} cannot be read: there is no such file.`],
+      [submit(), 'The rows come from one file: --csv FILE or --jsonl FILE.'],
+      [['submit', at('none.txt'), '--csv', at('rows.csv')], `the macro ${at('none.txt')} cannot be read: there is no such file.`],
+      [['submit', folder, '--csv', at('rows.csv')], `the macro ${folder} cannot be read: it is a folder.`],
+      [submit('--csv', at('rows.csv'), '--key', 'm'), `--key names "m", and ${at('rows.csv')} has "n".`],
+      [submit('--csv', at('rows.csv'), '--retries', 'x'), '--retries x: this has to be a whole number from 0 to 1000.'],
+      [submit('--csv', at('rows.csv'), '--password', 'secret'), 'There is no option --password'],
+      [submit('--csv', at('rows.csv'), '--nonsense'), 'Unknown option \'--nonsense\'. --help tells the options.'],
+      [submit('--csv', at('rows.csv'), '--group', 'a:b'), 'the group "a:b" cannot be used.'],
+      [['results', '--redis', redis.where, '--group', 'empty'], 'The group "empty" has no batch: nothing has been submitted to it.'],
+      [['work', '--contexts', '2', '--profile', 'x'], 'Several contexts need profiles of their own: --profile with {n}'],
+      [['work', '--contexts', '3', '--profile', 'x{n}'], '3 contexts need more of Node\'s threads than there are (4)'],
+      [['page', '--host', '0.0.0.0'], '--host 0.0.0.0: other machines would reach the page there'],
+      [['play'], 'There is no verb "play". There are: submit, work, results, status, stop, page.'],
+    ];
+    const found = await kxClusters(cases.map(([args]) => ({ args, env: { UV_THREADPOOL_SIZE: '4' } })));
+    found.forEach(({ code, out, err }, index) => {
+      const [args, sentence] = cases[index];
+      assert.ok(err.startsWith('kx-cluster: ') && err.includes(sentence), `${args}: ${err}`);
+      assert.doesNotMatch(err, /secret|\n {4}at /);
+      assert.equal(code, 2, err);
+      assert.equal(out, '');
+    });
+    assert.equal((await kxCluster(['status', '--json', '--redis', redis.where])).out.includes('"waiting":0'), true);
+  });
+
+  test('a Redis that is not there, or refuses, is told of with the place', async () => {
+    const locked = await RedisServer.start(at('locked'), ['--requirepass', 'right']);
+    try {
+      const file = at('password');
+      fs.writeFileSync(file, 'right\n');
+      fs.writeFileSync(at('wrong'), 'wrong\n');
+      const cases = [
+        [[], 3, 'wants a password. Put it into a file that --password-file names, or into KX_CLUSTER_PASSWORD.'],
+        [['--password-file', at('wrong')], 3, `The Redis at ${locked.where} refuses the password.`],
+        [['--password-file', at('wrong'), '--user', 'ada'], 3, `The Redis at ${locked.where} refuses the user "ada" with this password.`],
+        [['--password-file', file, '--tls'], 3, `There is no connection to Redis at ${locked.where}: `],
+        [['--redis', '127.0.0.1:1'], 3, 'There is no connection to Redis at 127.0.0.1:1: nothing listens there.'],
+        [['--redis', 'no-such-machine.invalid'], 3, 'no machine of that name is known.'],
+        [['--password-file', file], 0, ''],
+      ];
+      const found = await kxClusters([
+        ...cases.map(([more]) => ({ args: ['status', '--redis', locked.where, ...more] })),
+        { args: ['status', '--redis', locked.where], env: { KX_CLUSTER_PASSWORD: 'right' } },
+      ]);
+      cases.forEach(([given, code, sentence], index) => {
+        assert.ok(found[index].err.includes(sentence), `${given}: ${found[index].err}`);
+        assert.equal(found[index].code, code);
+      });
+      assert.equal(found.at(-1).code, 0);
+    } finally {
+      await locked.kill();
+    }
+  });
+
+  test('TLS: with the authority\'s certificate it connects, without it the sentence names --ca', async () => {
+    const openssl = (...args) => execFileSync('openssl', args, { cwd: folder, stdio: 'pipe' });
+    openssl('req', '-x509', '-newkey', 'ec', '-pkeyopt', 'ec_paramgen_curve:P-256', '-nodes', '-keyout', 'key.pem', '-out', 'cert.pem',
+        '-subj', '/CN=localhost', '-addext', 'subjectAltName=IP:127.0.0.1', '-days', '2');
+    const tls = await RedisServer.start(at('tls'), ['--tls-cert-file', at('cert.pem'), '--tls-key-file', at('key.pem'),
+      '--tls-ca-cert-file', at('cert.pem'), '--tls-auth-clients', 'no', '--tls-port', '0']);
+    await tls.kill();
+    tls.options.splice(-1, 1, String(tls.port + 1));
+    await tls.start();
+    try {
+      const where = `127.0.0.1:${tls.port + 1}`;
+      const [accepted, refused] = await kxClusters([['--ca', at('cert.pem')], ['--tls']].map((more) => ({ args: ['status', '--redis', where, ...more] })));
+      assert.equal(accepted.code, 0);
+      assert.equal(refused.code, 3);
+      assert.match(refused.err, /TLS failed .* --ca FILE names the certificate/);
+    } finally {
+      await tls.kill();
+    }
+  });
+
+  test('rows come over standard input as well', async () => {
+    const input = fs.openSync(at('rows.csv'), 'r');
+    const { code, out } = await kxCluster(submit('--csv', '-', '--group', 'input', '--batch', 'b'), { input });
+    fs.closeSync(input);
+    assert.deepEqual([code, out], [0, 'batch b: 2 rows, 2 new jobs\n']);
+  });
+});

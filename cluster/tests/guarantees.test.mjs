@@ -1,0 +1,241 @@
+// What is promised, tried with a real Redis and worker processes that are killed, cut off and restarted. Their browsers are
+// played; windows.test.mjs has the library and its simulator in their place.
+import assert from 'node:assert/strict';
+import fs from 'node:fs';
+import path from 'node:path';
+import { after, before, describe, test } from 'node:test';
+
+import { Cluster } from 'kx-cluster';
+
+import { RedisServer } from './support/redis.mjs';
+import { Relay } from './support/relay.mjs';
+import { kxCluster, scratch, start, until } from './support/programs.mjs';
+
+const LEASE = 2000;
+let redis;
+let count = 0;
+const children = [];
+
+before(async () => {
+  redis = await RedisServer.start(path.join(scratch, 'guarantees'));
+});
+after(async () => {
+  children.forEach((child) => child.kill('SIGKILL'));
+  await redis.kill();
+});
+
+// Each test has a group and a folder of its own.
+async function world(t) {
+  count += 1;
+  const group = `group-${count}`;
+  const folder = path.join(scratch, group);
+  fs.mkdirSync(folder);
+  const cluster = await Cluster.connect({ port: redis.port, group });
+  t.after(() => cluster.close());
+  const journal = path.join(folder, 'journal');
+  return {
+    group,
+    folder,
+    cluster,
+    journal: () => (fs.existsSync(journal) ? fs.readFileSync(journal, 'utf8').split('\n').filter(Boolean) : []),
+    row: (n, more = {}) => ({ n: String(n), journal, ...more }),
+    worker: (name, { contexts = 1, profile = '', port = redis.port, shared = '' } = {}) => {
+      const child = start(['tests/support/simulated_worker.mjs', port, group, LEASE, contexts, name, profile, shared].map(String));
+      children.push(child);
+      return child;
+    },
+    all: async (batch, options) => {
+      const found = [];
+      for await (const result of cluster.results(batch, options)) found.push(result);
+      return found;
+    },
+    outcomes: async (...expected) => until(`outcomes ${expected}`, async () => {
+      const found = [];
+      for await (const result of cluster.results()) found.push(result);
+      return found.every(({ outcome }) => expected.includes(outcome)) && found;
+    }),
+  };
+}
+
+// Most of the time they wait for leases.
+describe('guarantees', { concurrency: true }, () => {
+  test('a job whose worker died is another worker\'s, and its result tells that it was begun twice', async (t) => {
+    const { cluster, worker, row, outcomes, journal, folder } = await world(t);
+    const file = path.join(folder, 'go');
+    await cluster.submit([row(1, { file })], { macro: 'wait-for' });
+    const first = worker('first');
+    await until('the job is at work', () => journal().length === 1);
+    first.kill('SIGKILL');
+    await first.ended;
+    worker('second');
+    fs.writeFileSync(file, '');
+    const [result] = await outcomes('ok');
+    assert.equal(result.attempts, 2);
+    assert.equal(result.worker, 'second');
+    assert.deepEqual(journal(), ['1 first', '1 second']);
+  });
+
+  test('a job that has killed three workers is set aside, and the next ones are played', async (t) => {
+    const { cluster, worker, row, outcomes, journal } = await world(t);
+    await cluster.submit([row('bad')], { macro: 'die', batch: 'bad' });
+    await cluster.submit([row('good')], { macro: 'nothing', batch: 'good', priority: 5 });
+    for (let number = 1; number <= 3; number += 1) {
+      const victim = worker(`w${number}`);
+      await victim.ended;
+      assert.equal(journal().filter((line) => line.startsWith('bad')).length, number);
+    }
+    worker('survivor');
+    const [good] = await outcomes('ok');
+    assert.equal(good.batch, 'good');
+    const bad = await until('it is set aside', async () => {
+      for await (const result of cluster.results('bad')) if (result.outcome === 'set aside') return result;
+      return null;
+    });
+    assert.equal(bad.attempts, 3);
+    assert.equal(bad.failure.id, 'worker-died');
+    assert.deepEqual(journal().filter((line) => line.startsWith('bad')), ['bad w1', 'bad w2', 'bad w3']);
+  });
+
+  test('a Redis that crashes and is started again has lost nothing', async (t) => {
+    const own = await RedisServer.start(path.join(scratch, 'restarted'));
+    t.after(() => own.kill());
+    const folder = path.join(scratch, 'restarted');
+    const journal = path.join(folder, 'journal');
+    const cluster = await Cluster.connect({ port: own.port });
+    t.after(() => cluster.close());
+    const rows = Array.from({ length: 200 }, (_, n) => ({ n: String(n), journal }));
+    await cluster.submit(rows, { macro: 'nothing' });
+    const child = start(['tests/support/simulated_worker.mjs', own.port, 'macros', LEASE, 2, 'w', ''].map(String));
+    children.push(child);
+    await until('half are done', async () => (await cluster.counts()).completed >= 50);
+    await own.kill();
+    await own.start();
+    await until('all are done', async () => (await cluster.counts()).completed === 200);
+    const numbers = new Set(fs.readFileSync(journal, 'utf8').split('\n').filter(Boolean).map((line) => line.split(' ')[0]));
+    assert.equal(numbers.size, 200);
+    assert.match(child.err(), /no connection to Redis/);
+  });
+
+  test('a worker that is cut off goes on, and is not believed over the one that took over', async (t) => {
+    const { cluster, worker, row, outcomes, journal, folder } = await world(t);
+    const relay = await Relay.start(redis.port);
+    t.after(() => relay.end());
+    const file = path.join(folder, 'go');
+    await cluster.submit([row(1, { file })], { macro: 'wait-for' });
+    const cutOff = worker('cut-off', { port: relay.port });
+    await until('the job is at work', () => journal().length === 1);
+    relay.hold();
+    worker('other');
+    await until('it is taken over', () => journal().length === 2);
+    fs.writeFileSync(file, '');
+    const [result] = await outcomes('ok');
+    assert.equal(result.worker, 'other');
+    assert.equal(result.attempts, 2);
+    relay.release();
+    const [late] = await until('the late report', async () => {
+      const reports = await cluster.lateReports();
+      return reports.length > 0 && reports;
+    });
+    assert.deepEqual([late.worker, late.attempt, late.outcome, late.key], ['cut-off', 1, 'ok', result.key]);
+    assert.deepEqual((await outcomes('ok')).map(({ worker: name }) => name), ['other']);
+    assert.match(cutOff.err(), /too late, another worker has it/);
+  });
+
+  test('two workers never have one profile: the second one waits, and has it when the first one is dead', async (t) => {
+    const { cluster, worker, row, journal, folder, outcomes } = await world(t);
+    const file = path.join(folder, 'go');
+    await cluster.submit([row(1, { file }), row(2, { file }), row(3, { file })], { macro: 'wait-for' });
+    const first = worker('first', { profile: 'one' });
+    await until('the job is at work', () => journal().length === 1);
+    const second = worker('second', { profile: 'one' });
+    await until('it waits', () => /the profile is used by first; waiting/.test(second.err()));
+    assert.equal(journal().length, 1);
+    first.kill('SIGKILL');
+    fs.writeFileSync(file, '');
+    await outcomes('ok');
+    assert.deepEqual([...new Set(journal().slice(1).map((line) => line.split(' ')[1]))], ['second']);
+  });
+
+  test('a second submit of a row makes no second job, and says so', async (t) => {
+    const { cluster, row } = await world(t);
+    const rows = [row(1), row(2), row(1)];
+    assert.deepEqual(await cluster.submit(rows, { macro: 'nothing', batch: 'a' }), { batch: 'a', rows: 3, added: 2, known: 1 });
+    assert.deepEqual(await cluster.submit(rows, { macro: 'nothing', batch: 'b' }), { batch: 'b', rows: 3, added: 0, known: 3 });
+    // A key of its own: other values of the row do not matter then.
+    await cluster.submit([row(7)], { macro: 'nothing', batch: 'c', key: ['n'] });
+    const again = await cluster.submit([{ ...row(7), other: 'x' }], { macro: 'fail', batch: 'd', key: ['n'] });
+    assert.equal(again.known, 1);
+    assert.equal((await cluster.counts()).waiting, 3);
+  });
+
+  test('a worker that is asked to stop ends what it has, and takes no more', async (t) => {
+    const { cluster, worker, row, journal, folder, all, group } = await world(t);
+    const file = path.join(folder, 'go');
+    await cluster.submit([row(1, { file }), row(2, { file })], { macro: 'wait-for' });
+    const child = worker('w');
+    await until('the job is at work', () => journal().length === 1);
+    assert.equal((await kxCluster(['stop', 'w', '--redis', redis.where, '--group', group])).code, 0);
+    await until('it has heard', () => /stopping/.test(child.err()));
+    fs.writeFileSync(file, '');
+    assert.equal((await child.ended).code, 0);
+    assert.deepEqual((await all()).map(({ outcome }) => outcome), ['ok', 'waiting']);
+    assert.deepEqual(await cluster.workers(), []);
+  });
+
+  test('a connection that fails is tried again; a macro that fails is not, unless that is asked for', async (t) => {
+    const { cluster, worker, row, journal, outcomes } = await world(t);
+    await cluster.submit([row('lost')], { macro: 'lose', retries: 2, backoff: 1 });
+    await cluster.submit([row('failed')], { macro: 'fail', retries: 2, backoff: 1 });
+    await cluster.submit([row('again')], { macro: 'fail', retries: 1, backoff: 1, retryMacro: true, key: ['n'], batch: 'last' });
+    worker('w');
+    const [again] = await outcomes('macro failed');
+    assert.equal(again.attempts, 2);
+    await until('all have failed', async () => (await cluster.counts()).failed === 3);
+    assert.deepEqual(journal().sort(), ['again w', 'again w', 'failed w', 'lost w', 'lost w', 'lost w']);
+  });
+
+  test('results tell why rows failed, with what they left, and failed rows can be tried again', async (t) => {
+    const { cluster, worker, row, group, folder, outcomes, journal } = await world(t);
+    await cluster.submit([row(1), row(2)], { macro: 'fail', batch: 'b' });
+    worker('w', { shared: folder });
+    const [result] = await outcomes('macro failed');
+    assert.deepEqual([result.run, result.number, result.text, result.extracts, result.failure.id],
+        [1, -50, 'There is no such button', ['1'], 'macro-failed']);
+    assert.equal(fs.readFileSync(path.join(folder, result.screenshot), 'utf8'), 'picture');
+    const where = ['--redis', redis.where, '--group', group];
+    const sum = await kxCluster(['results', ...where]);
+    assert.equal(sum.code, 1);
+    assert.match(sum.out, /^batch b: 0 of 2 rows ok, 2 macro failed\n2 x macro-failed: .*\n {4}What to do: .*\n {4}2 x "-50 There is no such button"\n$/);
+    const csv = (await kxCluster(['results', '--csv', ...where])).out.split('\n');
+    assert.match(csv[0], /^run,outcome,number,text,seconds,attempts,worker,started,ended,cause,key,screenshot,file,n,journal,extract 1$/);
+    assert.match(csv[1], /^1,macro failed,-50,There is no such button,/);
+    assert.match((await kxCluster(['results', '--retry-failed', ...where])).out, /^batch b: 2 failed rows will be tried again\n$/);
+    await until('they are', () => journal().length === 4);
+    assert.equal((await outcomes('macro failed')).at(-1).attempts, 2);
+  });
+
+  test('what is too large for Redis goes to the shared folder, and without one the row fails with the reason', async (t) => {
+    const { cluster, worker, row, folder, outcomes, all } = await world(t);
+    await cluster.submit([row(1)], { macro: 'large 100000' });
+    const first = worker('w', { shared: folder });
+    const [result] = await outcomes('ok');
+    assert.equal(result.extracts, null);
+    assert.equal((await all(undefined, { shared: folder }))[0].extracts[0].length, 100_000);
+    first.kill();
+    await first.ended;
+    await cluster.submit([row(2)], { macro: 'large 100000' });
+    worker('bare');
+    const [refused] = await outcomes('macro failed');
+    assert.equal(refused.failure.id, 'result-too-large');
+    assert.equal(refused.attempts, 1);
+  });
+
+  test('neither macros nor values are in a worker\'s log', async (t) => {
+    const { cluster, worker, row, outcomes } = await world(t);
+    await cluster.submit([row('secret-value')], { macro: 'fail secret-macro' });
+    const child = worker('w');
+    await outcomes('macro failed');
+    await until('it tells of it', () => /macro failed/.test(child.err()));
+    assert.doesNotMatch(child.err(), /secret/);
+  });
+});
