@@ -112,6 +112,14 @@ def prototype(function):
     return f"{C_TYPES[function['returns']]}{function['name']}({arguments or 'void'})"
 
 
+def ruby_prototypes(interface):
+    return "".join(f'    "{prototype(function)}",\n' for function in interface["functions"]).replace("(void)", "()")
+
+
+def c_prototypes(interface):
+    return "".join(f"{prototype(function)};\n" for function in interface["functions"])
+
+
 def argument_cell(argument):
     unit = argument.get("unit", argument["type"])
     words = {"int": f"{argument['name']}: {unit}"}.get(argument["type"], f"{argument['name']}: {TABLE_TYPES[argument['type']]}")
@@ -141,7 +149,9 @@ WHOLE_FILES = {
 BLOCKS = {
     "docs/other-languages.md": reference_table,
     "bindings/cpp/kxtcp64.hpp": cpp_macro,
+    "bindings/lua/kxtcp64.lua": c_prototypes,
     "bindings/python/kxtcp64.py": python_declarations,
+    "bindings/ruby/kxtcp64.rb": ruby_prototypes,
 }
 BEGIN = "made from bindings/interface.json"
 END = "end of what is made"

@@ -115,4 +115,23 @@ HOSTS = [
                      "CARGO_BUILD_TARGET": "x86_64-pc-windows-gnu",
                      "CARGO_TARGET_X86_64_PC_WINDOWS_GNU_LINKER": "x86_64-w64-mingw32-gcc-posix"},
     ),
+    Host(
+        name="Lua",
+        build=[],
+        run=["luajit", "{root}/bindings/lua/conversation/host.lua", "{steps}", "{dll}"],
+        bridge=True,
+        wrapper=False,
+        needs={"luajit": "./dev hosts installs Debian's luajit", "cc": "./dev setup"},
+        packages=("luajit",),
+        environment={"LUA_PATH": "{root}/bindings/lua/?.lua"},
+    ),
+    Host(
+        name="Ruby",
+        build=[],
+        run=["ruby", "{root}/bindings/ruby/conversation/host.rb", "{steps}", "{dll}"],
+        bridge=True,
+        wrapper=False,
+        needs={"ruby": "./dev hosts installs Debian's ruby", "cc": "./dev setup"},
+        packages=("ruby",),
+    ),
 ]
