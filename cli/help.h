@@ -22,6 +22,8 @@ inline constexpr char kPlayExamples[] = R"help(Examples:
       plays in the simulator, without a browser
   kx play order.txt --rows orders.csv --parallel 4 --profile work-{n} --retries 1 --json > results.jsonl
       one run for each row of the table, in four browsers with the profiles work-1 to work-4
+  kx play order.txt --rows orders.csv --report report.html
+      the same in one browser, with a page that tells of all runs
   type order.txt | kx play - --attach
       plays in a Firefox that is running, and leaves it open
 

@@ -1,5 +1,5 @@
 /* global uPlot */
-import { counted, figuresOf, secondsText, statisticsOf } from './model.js';
+import { counted, figuresOf, playSecondsOf, secondsText, statisticsOf } from './model.js';
 import { colour, element, isOnPaper, PAPER_WIDTH } from './dom.js';
 
 const HEIGHT = 180;
@@ -87,8 +87,8 @@ function statisticsTable(figures, onOpen) {
 
 // Charts of all figures, and what they say as a table.
 export class Charts {
-  constructor(runs, onOpen) {
-    const figures = figuresOf(runs);
+  constructor(runs, steps, onOpen) {
+    const figures = figuresOf(runs, playSecondsOf(steps));
     this.charts = [];
     this.element = element('div', { class: 'performance' });
     if (runs.length === 1) {

@@ -68,8 +68,8 @@ function addTimeline() {
 }
 
 function addPerformance() {
-  if (runs.every((run) => run.attempts === 0)) return;
-  const charts = new Charts(runs, open);
+  if (steps.every((step) => step[2] !== 'play')) return;
+  const charts = new Charts(runs, steps, open);
   drawn.push(charts);
   section('performance', 'Performance', charts.element);
 }

@@ -50,16 +50,25 @@ export function statisticsOf(values) {
   return { count: sorted.length, least: sorted[0], median: at(0.5), most95: at(0.95), most: sorted.at(-1) };
 }
 
+// How long each run has played, in all its attempts; without starts and pictures.
+export function playSecondsOf(steps) {
+  const seconds = new Map();
+  for (const [, run, kind, , begin, end] of steps) {
+    if (kind === 'play') seconds.set(run, (seconds.get(run) ?? 0) + end - begin);
+  }
+  return seconds;
+}
+
 // One figure for each name of a performance entry, in the order in which the names come, behind the duration of the
-// runs. Points are [run, value]; texts that are no numbers are counted.
-export function figuresOf(runs) {
+// plays. Points are [run, value]; texts that are no numbers are counted.
+export function figuresOf(runs, playSeconds) {
   const figures = new Map();
   const figure = (name, key) => {
     if (!figures.has(key)) figures.set(key, { name, isDuration: key === 'duration', points: [], others: 0 });
     return figures.get(key);
   };
   for (const run of runs) {
-    if (run.attempts > 0) figure('whole run', 'duration').points.push([run.run, run.seconds]);
+    if (playSeconds.has(run.run)) figure('playing', 'duration').points.push([run.run, playSeconds.get(run.run)]);
     for (const entry of run.performance) {
       const own = figure(entry.name, `entry ${entry.name}`);
       const value = numberOf(entry.value);

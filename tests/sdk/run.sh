@@ -43,6 +43,12 @@ while read -r name; do
   esac
 done <<<"$names"
 
+echo "== the licences that NOTICES.md names are there"
+notices="$prefix/share/doc/kxtcp64"
+while read -r name; do
+  [[ -s $notices/$name ]] || { echo "NOTICES.md names $name, which is not in the package" >&2; exit 1; }
+done < <(grep -oE '`[a-z0-9-]+\.txt`' "$notices/NOTICES.md" | tr -d '`')
+
 echo "== find_package"
 cmake -G Ninja -S "$source_root/tests/sdk" -B "$scratch/build" -DCMAKE_TOOLCHAIN_FILE="$toolchain" \
   -DCMAKE_FIND_ROOT_PATH="$prefix" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE=Release >"$scratch/configure.log"

@@ -25,23 +25,29 @@ test('only texts that are numbers as a whole are numbers', () => {
     [0.31, -2, 1000, 0.5, NaN, NaN, NaN, NaN, NaN]);
 });
 
-test('figures are the runs themselves, then each name of an entry', () => {
+test('plays of one run are added up, and nothing else is', () => {
+  const steps = [[1, 7, 'start', 0, 0, 2, 1], [1, 7, 'play', 1, 2, 3, 0], [1, 7, 'play', 1, 5, 5.5, 1], [1, 7, 'picture', 2, 5.5, 6, 1]];
+  assert.deepEqual([...model.playSecondsOf(steps)], [[7, 1.5]]);
+});
+
+test('figures are the plays themselves, then each name of an entry', () => {
   const figures = model.figuresOf([
     run(1, { performance: [{ name: 'load', value: '0.2' }, { name: 'state', value: 'warm' }] }),
     run(2, { attempts: 0 }),
-    run(3, { performance: [{ name: 'load', value: '0.4' }], seconds: 2 }),
-  ]);
+    run(3, { performance: [{ name: 'load', value: '0.4' }] }),
+  ], new Map([[1, 0.5], [3, 2]]));
   assert.deepEqual(figures, [
-    { name: 'whole run', isDuration: true, points: [[1, 0.5], [3, 2]], others: 0 },
+    { name: 'playing', isDuration: true, points: [[1, 0.5], [3, 2]], others: 0 },
     { name: 'load', isDuration: false, points: [[1, 0.2], [3, 0.4]], others: 0 },
     { name: 'state', isDuration: false, points: [], others: 1 },
   ]);
 });
 
 test('an entry may be called what the duration is called, or what objects are made of', () => {
-  const figures = model.figuresOf([run(1, { performance: [{ name: 'whole run', value: '1' }, { name: '__proto__', value: '2' }] })]);
+  const figures = model.figuresOf(
+    [run(1, { performance: [{ name: 'playing', value: '1' }, { name: '__proto__', value: '2' }] })], new Map([[1, 0.5]]));
   assert.deepEqual(figures.map((figure) => [figure.name, figure.points]),
-    [['whole run', [[1, 0.5]]], ['whole run', [[1, 1]]], ['__proto__', [[1, 2]]]]);
+    [['playing', [[1, 0.5]]], ['playing', [[1, 1]]], ['__proto__', [[1, 2]]]]);
 });
 
 test('statistics take a value that was measured', () => {
