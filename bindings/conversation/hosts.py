@@ -134,4 +134,25 @@ HOSTS = [
         needs={"ruby": "./dev hosts installs Debian's ruby", "cc": "./dev setup"},
         packages=("ruby",),
     ),
+    Host(
+        name="C#",
+        build=[["dotnet", "publish", "--verbosity", "quiet", "--artifacts-path", "{out}/artifacts", "--output", "{out}/host",
+                "{root}/bindings/csharp/conversation"]],
+        run=["{out}/host/host.exe", *ARGUMENTS],
+        tests=["{root}/bindings/csharp/tests/run.sh", "{tree}", "{out}"],
+        needs={"dotnet": "it is no package of Debian's; the .NET SDK, 8 or later, comes from its makers"},
+        # Wine loads the files of .NET only where mscoree is not switched off.
+        environment={"WINEDLLOVERRIDES": "mshtml=;winemenubuilder.exe=d", "DOTNET_CLI_TELEMETRY_OPTOUT": "1"},
+    ),
+    Host(
+        name="Pascal",
+        build=[["{root}/bindings/pascal/make_rtl.sh", "rtl"],
+               ["fpc", "-n", "-Twin64", "-Furtl", "-Fu{root}/bindings/pascal", "-FU.", "-o{out}/host.exe",
+                "{root}/bindings/pascal/conversation/host.pas"],
+               ["cp", "{tree}/bin/KXTCP64.dll", "."]],
+        run=["{out}/host.exe", *ARGUMENTS],
+        tests=["{root}/bindings/pascal/tests/run.sh", "{tree}", "{out}"],
+        needs={"fpc": "./dev hosts installs Debian's fp-compiler and fpc-source"},
+        packages=("fp-compiler", "fpc-source"),
+    ),
 ]

@@ -72,7 +72,7 @@ begin
     Lines.Add(UTF8Encode('record ' + Folder + '\record'));
     for Line in ALines do
       Lines.Add(UTF8Encode(Line));
-    Lines.SaveToFile(Folder + '\browser.script');
+    Lines.SaveToFile(AnsiString(Folder + '\browser.script'));
   finally
     Lines.Free;
   end;

@@ -250,9 +250,9 @@ function Get-KxRunnerArgument {
     [Parameter(ParameterSetName = 'UserDataDir')] [string] $Page,
     [switch] $Profiler)
   $given = $PSBoundParameters
-  Invoke-Wrapper $PSCmdlet $null -Terminating {
-    [Kxtcp64.Browser]::RunnerArguments((New-StartOption $given), $(if ($given.ContainsKey('Page')) { $given.Page } else { [NullString]::Value }))
-  }
+  # PowerShell would make an empty text of $null.
+  $startPage = if ($given.ContainsKey('Page')) { $Page } else { [NullString]::Value }
+  Invoke-Wrapper $PSCmdlet $null -Terminating { [Kxtcp64.Browser]::RunnerArguments((New-StartOption $given), $startPage) }
 }
 
 Export-ModuleMember -Function Start-KxBrowser, Stop-KxBrowser, Invoke-KxMacro, Get-KxLastPlay, Set-KxVariable, Show-KxMessage,
