@@ -106,8 +106,8 @@ async function deaths() {
   await kxCluster(['stop', '--all', '--redis', redis.where]);
   for (const worker of [workers[0], workers[2]]) assert.equal((await worker.ended).code, 0);
   const { repeated } = await account(cluster, JOBS, workers);
-  // That of the killed browser, and those of the killed worker, at the least.
-  assert.ok(repeated.length >= 2);
+  // That of the killed browser, at the least; the worker may have been killed between two jobs.
+  assert.ok(repeated.length >= 1);
   await cluster.close();
   await redis.kill();
 }
