@@ -16,9 +16,11 @@ from dataclasses import dataclass, field
 class Host:
     name: str
     # Commands of this system, one after the other, in the folder {out}.
-    build: list
+    build: list = field(default_factory=list)
     # The host's own command. Its first word is a Windows program, or with bridge one of this system.
-    run: list
+    run: list = field(default_factory=list)
+    # Why no machine runs it, for a language that has a wrapper but no host.
+    never: str = ""
     # A command with the wrapper's own tests, if `./dev test` does not run them.
     tests: list = field(default_factory=list)
     # Its calls go over bindings/bridge/ to the DLL under Wine; the host itself runs on Linux.
@@ -155,4 +157,6 @@ HOSTS = [
         needs={"fpc": "./dev hosts installs Debian's fp-compiler and fpc-source"},
         packages=("fp-compiler", "fpc-source"),
     ),
+    Host(name="PowerShell", never="there is no PowerShell; what the module calls of the wrapper for C# is checked by its tests"),
+    Host(name="AutoIt", never="there is no AutoIt; its declarations are checked against the description"),
 ]
