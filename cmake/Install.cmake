@@ -1,6 +1,6 @@
 # What is installed, by component:
 #   runtime      the DLL alone
-#   development  headers, import libraries, .def file, packages for CMake and pkg-config, examples, one of them as a program,
+#   development  headers, import libraries, debug information, .def file, packages for CMake and pkg-config, examples, one of them as a program,
 #                the simulator, the pages for hosts' authors
 #   notices      the licence, and those of the run-time that is linked into the DLL
 
@@ -29,6 +29,18 @@ install(FILES "${PROJECT_SOURCE_DIR}/bindings/cpp/first_steps.cpp" DESTINATION "
         COMPONENT development)
 install(FILES "${PROJECT_SOURCE_DIR}/bindings/python/kxtcp64.py" "${PROJECT_SOURCE_DIR}/bindings/python/first_steps.py"
         DESTINATION "${CMAKE_INSTALL_DATADIR}/kxtcp64/python" COMPONENT development)
+# Those that are copied into a project of their language.
+install(
+  DIRECTORY "${PROJECT_SOURCE_DIR}/bindings/go" "${PROJECT_SOURCE_DIR}/bindings/rust" "${PROJECT_SOURCE_DIR}/bindings/lua"
+            "${PROJECT_SOURCE_DIR}/bindings/ruby"
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/kxtcp64"
+  COMPONENT development
+  PATTERN "tests" EXCLUDE
+  PATTERN "*_test.go" EXCLUDE
+  PATTERN "conversation*" EXCLUDE
+  PATTERN "rustfmt.toml" EXCLUDE
+  PATTERN "CMakeLists.txt" EXCLUDE
+  PATTERN "target" EXCLUDE)
 install(FILES "${PROJECT_SOURCE_DIR}/bindings/python/README.md" DESTINATION "${kx_documents_dir}" RENAME "python.md"
         COMPONENT development)
 install(FILES "${PROJECT_SOURCE_DIR}/bindings/cpp/README.md" DESTINATION "${kx_documents_dir}" RENAME "cpp.md"
@@ -37,6 +49,10 @@ install(FILES "${PROJECT_SOURCE_DIR}/bindings/cpp/README.md" DESTINATION "${kx_d
 install(FILES "${PROJECT_SOURCE_DIR}/src/api/kxtcp64.def" DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
 if(kx_microsoft_library)
   install(FILES "${kx_microsoft_library}" DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
+endif()
+# Windows debuggers look for it beside the DLL.
+if(kx_pdb)
+  install(FILES "${kx_pdb}" DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT development)
 endif()
 # The description of the interface, for who writes a binding.
 install(FILES "${PROJECT_SOURCE_DIR}/bindings/interface.json" DESTINATION "${CMAKE_INSTALL_DATADIR}/kxtcp64"

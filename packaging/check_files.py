@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
 """Compares the files of a package with its list: a file more or less is a failure.
 
-    packaging/check_files.py LIST PACKAGE [--version VERSION] [--without FOLDER]
+    packaging/check_files.py LIST PACKAGE [--version VERSION] [--without PATH]...
 
 LIST has one path a line; @VERSION@ stands for the version. A line that ends in /** stands for all files of a folder that
 another tool fills, of which there must be some. PACKAGE is a folder, a zip (a wheel is one) or a tarball. --without leaves
-out a folder that has not been made.
+out a file, or a folder, that has not been made.
 """
 
 import argparse
@@ -30,9 +30,8 @@ def wanted_lines(text, version):
             if line.strip() and not line.startswith("#")]
 
 
-def compare(lines, found, without=None):
-    if without is not None:
-        lines = [line for line in lines if not line.startswith(without.rstrip("/") + "/")]
+def compare(lines, found, without=()):
+    lines = [line for line in lines if not any(line == path or line.startswith(f"{path}/") for path in without)]
     folders = [line[:-2] for line in lines if line.endswith("/**")]
     wanted = {line for line in lines if not line.endswith("/**")}
     problems = [f"{name} is missing" for name in sorted(wanted - found)]
@@ -46,7 +45,7 @@ def main():
     parser.add_argument("list", type=Path)
     parser.add_argument("package", type=Path)
     parser.add_argument("--version", default="")
-    parser.add_argument("--without")
+    parser.add_argument("--without", action="append", default=[])
     arguments = parser.parse_args()
     found = files_of(arguments.package)
     problems = compare(wanted_lines(arguments.list.read_text(encoding="utf-8"), arguments.version), found, arguments.without)

@@ -12,7 +12,7 @@ set -euo pipefail
 root=$(readlink -f "$(dirname "${BASH_SOURCE[0]}")/..")
 scratch=$(realpath -m "$1")
 bin=$(readlink -f "$2")
-files=(KXTCP64.dll kx.exe kxsim.exe first_host.exe)
+files=(KXTCP64.dll kx.exe kxsim.exe first_host.exe ../microsoft/KXTCP64.pdb)
 # Objects of an earlier build would prove nothing.
 export CCACHE_DISABLE=1
 
@@ -24,7 +24,7 @@ git -C "$root" ls-files -z --cached --others --exclude-standard -- CMakeLists.tx
   (cd "$root" && xargs -0 cp --parents -t "$folder")
 {
   cmake --preset windows-release -S "$folder" -B "$folder/build" &&
-    cmake --build "$folder/build" --target KXTCP64 kx_cli kxsim first_host
+    cmake --build "$folder/build" --target KXTCP64 kx_cli kxsim first_host kx_pdb
 } >"$scratch/log" || {
   tail -n 20 "$scratch/log" >&2
   exit 1

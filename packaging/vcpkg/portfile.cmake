@@ -6,7 +6,7 @@ vcpkg_check_linkage(ONLY_DYNAMIC_LIBRARY)
 
 # One DLL serves both configurations: no C++ type and no memory crosses its functions.
 foreach(folder IN ITEMS "" "debug/")
-  file(INSTALL "${package}/bin/KXTCP64.dll" DESTINATION "${CURRENT_PACKAGES_DIR}/${folder}bin")
+  file(INSTALL "${package}/bin/KXTCP64.dll" "${package}/bin/KXTCP64.pdb" DESTINATION "${CURRENT_PACKAGES_DIR}/${folder}bin")
   file(INSTALL "${package}/lib/KXTCP64.lib" DESTINATION "${CURRENT_PACKAGES_DIR}/${folder}lib")
 endforeach()
 file(INSTALL "${package}/include/kxtcp64" DESTINATION "${CURRENT_PACKAGES_DIR}/include")

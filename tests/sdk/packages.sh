@@ -21,6 +21,11 @@ if [[ -z $packages ]]; then
   }
   without=(--without share/doc/kxtcp64/html)
 fi
+debug_information=yes
+if ! grep -q '^CMAKE_BUILD_TYPE:[A-Z]*=Release$' "$tree/CMakeCache.txt"; then
+  debug_information=
+  without+=(--without bin/KXTCP64.pdb)
+fi
 version=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$tree/CMakeCache.txt")
 compare() { "$source_root/packaging/check_files.py" "$source_root/packaging/files/$1" "$2" --version "$version" "${@:3}"; }
 KX_BROWSER=$(windows_path "$tree/bin/kxsim.exe")
@@ -72,12 +77,42 @@ echo "== Microsoft's import library: a host by clang and lld-link"
 microsoft_host "$prefix" microsoft
 grep -q "$prefix/lib/KXTCP64.lib" "$scratch/microsoft/build.ninja"
 
+if [[ -n $debug_information ]]; then
+  echo "== the PDB: a reader of another house, and the system's own"
+  for file in KXTCP64.dll KXTCP64.pdb; do cp "$prefix/bin/$file" "$scratch/microsoft"; done
+  llvm-pdbutil dump -all "$prefix/bin/KXTCP64.pdb" >"$scratch/pdb.txt" 2>&1
+  while read -r function; do
+    grep -q "S_GPROC32 .*\`$function\`" "$scratch/pdb.txt"
+  done < <(sed -n 's/^  \(kxr\?_[A-Za-z]*\).*/\1/p' "$prefix/lib/kxtcp64.def")
+  if grep -aF "$source_root" "$prefix/bin/KXTCP64.pdb"; then
+    echo "the PDB names folders of this machine" >&2
+    exit 1
+  fi
+  x86_64-w64-mingw32-gcc-posix "$source_root/tests/sdk/symbols.c" -o "$scratch/microsoft/symbols.exe" -ldbghelp
+  symbols() { (cd "$scratch/microsoft" && run symbols.exe KXTCP64.dll kx_Play 40) | unix_lines; }
+  source=src/api/win32/exports.cpp
+  line=$(grep -n '^int kx_Play(' "$source_root/$source" | cut -d : -f 1)
+  [[ $(symbols) =~ ^kx_Play\ .*src.api.win32.exports\.cpp:([0-9]+)$ ]] && ((BASH_REMATCH[1] >= line && BASH_REMATCH[1] <= line + 4))
+  # That of another library is not taken.
+  python3 - "$prefix/bin/KXTCP64.dll" "$scratch/microsoft/KXTCP64.pdb" <<'PYTHON'
+import pathlib, re, sys
+guid = re.search(rb"RSDS(.{16})", pathlib.Path(sys.argv[1]).read_bytes(), re.DOTALL).group(1)
+pdb = pathlib.Path(sys.argv[2])
+pdb.write_bytes(pdb.read_bytes().replace(guid, bytes(16)))
+PYTHON
+  [[ $(symbols || true) == 'no PDB '* ]]
+fi
+
 echo "== the port, with its steps played"
+# It is that of the release.
+[[ -e $prefix/bin/KXTCP64.pdb ]] || touch "$prefix/bin/KXTCP64.pdb"
 installed=$scratch/vcpkg/installed/x64-windows
 cmake -DPORT_FOLDER="$prefix/vcpkg/kxtcp64" -DINSTALLED="$installed" -P "$source_root/tests/sdk/play_port.cmake" >"$scratch/play_port.log"
 (cd "$installed" && find . -type f | sort) | diff - <(sort <<'FILES'
 ./bin/KXTCP64.dll
+./bin/KXTCP64.pdb
 ./debug/bin/KXTCP64.dll
+./debug/bin/KXTCP64.pdb
 ./debug/lib/KXTCP64.lib
 ./include/kxtcp64/kxtcp64.h
 ./include/kxtcp64/kxtcp64.hpp

@@ -79,7 +79,7 @@ class CheckFiles(unittest.TestCase):
 
     def test_accepts_the_files_of_the_list(self):
         self.assertEqual(check_files.compare(self.LINES, self.FOUND), [])
-        self.assertEqual(check_files.compare(self.LINES, self.FOUND - {"d/x"}, without="d"), [])
+        self.assertEqual(check_files.compare(self.LINES, self.FOUND - {"d/x", "a.txt"}, without=["d", "a.txt"]), [])
 
     def test_refuses_a_file_more_or_less(self):
         for found in (self.FOUND - {"a.txt"}, self.FOUND | {"e"}, self.FOUND - {"d/x"}, self.FOUND | {"dd/x"}):
