@@ -10,6 +10,7 @@ A line counts when it holds more than blanks and comments.
 
 import argparse
 import re
+import shutil
 import sys
 import time
 from pathlib import Path
@@ -25,7 +26,7 @@ HEAD = ("| Language | Lines without a wrapper | Lines with it | Built in | Ran i
 COMMENTS = {
     ".py": r'^\s*"""(?:.|\n)*?"""|^\s*#.*',
     ".ps1": r"<#(?:.|\n)*?#>|^\s*#.*",
-    ".pas": r"\{(?:.|\n)*?\}|^\s*//.*",
+    ".pas": r"\{(?!\$)(?:.|\n)*?\}|^\s*//.*",
     ".au3": r"^\s*;.*",
 }
 C_COMMENTS = r"^\s*/\*(?:.|\n)*?\*/|^\s*//.*"
@@ -47,6 +48,7 @@ def measured(program, tree, scratch):
     reason = host.missing()
     if reason is not None:
         raise run.Failure(f"{program.name}: {reason}")
+    shutil.rmtree(host.folder, ignore_errors=True)
     began = time.monotonic()
     host.build()
     built = time.monotonic()
@@ -64,7 +66,7 @@ def measured(program, tree, scratch):
 def run_all(tree, scratch):
     rows = []
     for language, (raw_file, raw, file, wrapped) in programs.PROGRAMS.items():
-        times = None
+        times = "not run", "not run"
         for how, program in (("raw", raw), ("wrapped", wrapped)):
             if program is not None:
                 times = measured(program, tree, scratch / how)

@@ -30,9 +30,21 @@ def rust(command, run):
     return like("Rust", [["sh", "-c", command], COPY_DLL], run)
 
 
+def csharp(which):
+    return like("C#", [["dotnet", "publish", "--verbosity", "quiet", "--artifacts-path", "{out}/artifacts", "--output", "{out}/steps",
+                        which, "{root}/bindings/first_steps/csharp.csproj"], ["cp", "{tree}/bin/KXTCP64.dll", "steps"]],
+                ["{out}/steps/steps.exe", *GIVEN])
+
+
+def pascal(*words):
+    return like("Pascal", [["{root}/bindings/pascal/make_rtl.sh", "rtl"],
+                           ["fpc", "-n", "-Twin64", "-Furtl", "-FU.", "-o{out}/steps.exe", *words], COPY_DLL],
+                ["{out}/steps.exe", *GIVEN])
+
+
 NODE = [["{root}/bindings/node/conversation/install.sh", "."]]
 
-# Language: the file without a wrapper and its program, the file with it and its program. C has no wrapper.
+# Language: the file without a wrapper and its program, the file with it and its program.
 PROGRAMS = {
     "C": (
         "bindings/first_steps/raw.c",
@@ -77,4 +89,15 @@ PROGRAMS = {
              "cp $CARGO_TARGET_DIR/$CARGO_BUILD_TARGET/debug/examples/first_steps.exe {out}/steps.exe",
              ["{out}/steps.exe", *GIVEN]),
     ),
+    "C#": (
+        "bindings/first_steps/raw.cs", csharp("-p:Raw=true"),
+        "bindings/csharp/first_steps.cs", csharp("-p:Raw=false"),
+    ),
+    "Pascal": (
+        "bindings/first_steps/raw.pas", pascal("{root}/bindings/first_steps/raw.pas"),
+        "bindings/pascal/first_steps.pas", pascal("-Fu{root}/bindings/pascal", "{root}/bindings/pascal/first_steps.pas"),
+    ),
+    # Not run here, therefore without times.
+    "PowerShell": (None, None, "bindings/powershell/first_steps.ps1", None),
+    "AutoIt": (None, None, "bindings/autoit/first_steps.au3", None),
 }

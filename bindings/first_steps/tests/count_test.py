@@ -16,7 +16,7 @@ class Lines(unittest.TestCase):
                 ("a.rs", "//! one\n/// two\nfn main() {\n    // three\n}\n", 2),
                 ("a.py", '"""one\n\ntwo\n"""\nimport sys\n\n\ndef f():\n    """three"""\n    return """x"""  # four\n', 3),
                 ("a.ps1", "<# one\n two #>\n# three\nGet-Item .\n", 1),
-                ("a.pas", "{ one\n two }\n// three\nbegin\nend.\n", 2),
+                ("a.pas", "{ one\n two }\n{$MODE DELPHI}\n// three\nbegin\nend.\n", 3),
                 ("a.au3", "; one\nExit\n", 1)):
             self.assertEqual(count.lines_of(name, text), wanted, name)
 
