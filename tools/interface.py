@@ -106,6 +106,49 @@ def camel(name):
     return name if name == "OK" else "".join(word.capitalize() for word in name.split("_"))
 
 
+def csharp_declarations(interface):
+    types = {"int": "int ", "void": "void ", "text": "byte[]? ", "buffer": "[In, Out] byte[]? ", "int*": "ref int "}
+    blocks = []
+    for function in interface["functions"]:
+        arguments = ", ".join(types[argument["type"]] + argument["name"] for argument in function["arguments"])
+        blocks.append("  [DllImport(Library, ExactSpelling = true)]\n"
+                      f"  internal static extern {types[function['returns']]}{function['name']}({arguments});\n")
+    return "\n".join(blocks)
+
+
+def csharp_constants(interface):
+    return "".join(f"  public const int {constant['name']} = {constant['value']};\n" for constant in interface["constants"])
+
+
+def pascal_declarations(interface):
+    types = {"int": "Integer", "text": "PAnsiChar", "buffer": "PAnsiChar", "int*": "PInteger"}
+    # The letter in front keeps names apart from keywords.
+    lines = ["const\n", *(f"  {constant['name']} = {constant['value']};\n" for constant in interface["constants"]), "\n"]
+    for function in interface["functions"]:
+        arguments = "; ".join(f"A{argument['name'][0].upper()}{argument['name'][1:]}: {types[argument['type']]}"
+                              for argument in function["arguments"])
+        arguments = f"({arguments})" if arguments else ""
+        head = "procedure" if function["returns"] == "void" else "function"
+        result = "" if function["returns"] == "void" else ": Integer"
+        lines.append(f"{head} {function['name']}{arguments}{result}; cdecl; external KxLibrary;\n")
+    return "".join(lines)
+
+
+def autoit_declarations(interface):
+    """A function for each of the library's. A text is a structure of bytes or its pointer; null is 0."""
+    types = {"int": "int", "text": "ptr", "buffer": "ptr", "int*": "ptr"}
+    lines = [f"Global Const ${constant['name']} = {constant['value']}\n" for constant in interface["constants"]]
+    for function in interface["functions"]:
+        names = [f"${argument['name']}" for argument in function["arguments"]]
+        pairs = "".join(f', "{types[argument["type"]]}", ${argument["name"]}' for argument in function["arguments"])
+        result = "none" if function["returns"] == "void" else "int"
+        lines.append(f"\nFunc __Dll_{function['name']}({', '.join(names)})\n"
+                     f'    Local $aCall = DllCall($__hKxLibrary, "{result}:cdecl", "{function["name"]}"{pairs})\n'
+                     "    If @error Then Return SetError(@error, 0, $KX_FAILED)\n"
+                     "    Return $aCall[0]\nEndFunc\n")
+    return "".join(lines)
+
+
 def prototype(function):
     """As C writes it, on one line."""
     arguments = ", ".join(C_TYPES[argument["type"]] + argument["name"] for argument in function["arguments"])
@@ -152,6 +195,10 @@ BLOCKS = {
     "bindings/lua/kxtcp64.lua": c_prototypes,
     "bindings/python/kxtcp64.py": python_declarations,
     "bindings/ruby/kxtcp64.rb": ruby_prototypes,
+    "bindings/csharp/src/Native.cs": csharp_declarations,
+    "bindings/csharp/src/KxConstants.cs": csharp_constants,
+    "bindings/pascal/kxtcp64.pas": pascal_declarations,
+    "bindings/autoit/KXTCP64.au3": autoit_declarations,
 }
 BEGIN = "made from bindings/interface.json"
 END = "end of what is made"

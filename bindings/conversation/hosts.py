@@ -16,9 +16,11 @@ from dataclasses import dataclass, field
 class Host:
     name: str
     # Commands of this system, one after the other, in the folder {out}.
-    build: list
+    build: list = field(default_factory=list)
     # The host's own command. Its first word is a Windows program, or with bridge one of this system.
-    run: list
+    run: list = field(default_factory=list)
+    # Why no machine runs it, for a language that has a wrapper but no host.
+    never: str = ""
     # A command with the wrapper's own tests, if `./dev test` does not run them.
     tests: list = field(default_factory=list)
     # Its calls go over bindings/bridge/ to the DLL under Wine; the host itself runs on Linux.
@@ -134,4 +136,27 @@ HOSTS = [
         needs={"ruby": "./dev hosts installs Debian's ruby", "cc": "./dev setup"},
         packages=("ruby",),
     ),
+    Host(
+        name="C#",
+        build=[["dotnet", "publish", "--verbosity", "quiet", "--artifacts-path", "{out}/artifacts", "--output", "{out}/host",
+                "{root}/bindings/csharp/conversation"]],
+        run=["{out}/host/host.exe", *ARGUMENTS],
+        tests=["{root}/bindings/csharp/tests/run.sh", "{tree}", "{out}"],
+        needs={"dotnet": "it is no package of Debian's; the .NET SDK, 8 or later, comes from its makers"},
+        # Wine loads the files of .NET only where mscoree is not switched off.
+        environment={"WINEDLLOVERRIDES": "mshtml=;winemenubuilder.exe=d", "DOTNET_CLI_TELEMETRY_OPTOUT": "1"},
+    ),
+    Host(
+        name="Pascal",
+        build=[["{root}/bindings/pascal/make_rtl.sh", "rtl"],
+               ["fpc", "-n", "-Twin64", "-Furtl", "-Fu{root}/bindings/pascal", "-FU.", "-o{out}/host.exe",
+                "{root}/bindings/pascal/conversation/host.pas"],
+               ["cp", "{tree}/bin/KXTCP64.dll", "."]],
+        run=["{out}/host.exe", *ARGUMENTS],
+        tests=["{root}/bindings/pascal/tests/run.sh", "{tree}", "{out}"],
+        needs={"fpc": "./dev hosts installs Debian's fp-compiler and fpc-source"},
+        packages=("fp-compiler", "fpc-source"),
+    ),
+    Host(name="PowerShell", never="there is no PowerShell; what the module calls of the wrapper for C# is checked by its tests"),
+    Host(name="AutoIt", never="there is no AutoIt; its declarations are checked against the description"),
 ]

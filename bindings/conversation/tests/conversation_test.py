@@ -1,5 +1,7 @@
 """The comparison sees what it is there for. A right host is played here: what it would leave is made of the description."""
 
+import contextlib
+import io
 import json
 import struct
 import sys
@@ -258,6 +260,22 @@ class Runner(unittest.TestCase):
                 line, found = self.converse(run=["true"], bridge=True, tests=["sh", "-c", script])
                 self.assertIs(found, right)
                 self.assertRegex(line, words)
+
+    def test_what_counts_as_a_failure(self):
+        native, over_bridge, never = hosts.Host("a"), hosts.Host("b", bridge=True), hosts.Host("c", never="why")
+        for results, usual, complete in (
+                ([(native, True), (over_bridge, True)], 0, 0),
+                ([(native, True), (never, None)], 0, 0),
+                ([(native, True), (over_bridge, None)], 0, 1),
+                ([(native, True), (over_bridge, False)], 1, 1),
+                ([(native, None), (never, None)], 1, 1)):
+            with contextlib.redirect_stdout(io.StringIO()) as printed:
+                self.assertEqual((run.summary(results, False), run.summary(results, True)), (usual, complete))
+            same = sum(right is True for _, right in results)
+            self.assertRegex(printed.getvalue(), f"^{same} the same, 1 of" if same else "^0 the same, 0 of")
+
+    def test_a_language_that_no_machine_runs_says_why(self):
+        self.assertEqual(run.run_host(hosts.Host("a", never="it is so"), Path(), Path(), GOLDEN), ("not run: it is so", None))
 
     def test_names_are_known_and_each_is_one_folder(self):
         names = [run.folder_name(host.name) for host in hosts.HOSTS]

@@ -15,9 +15,9 @@ async function freePort() {
   return port;
 }
 
-async function answers(port, host = '127.0.0.1') {
+async function answers(place) {
   return new Promise((resolve) => {
-    const socket = net.connect(port, host, () => socket.write('PING\r\n'));
+    const socket = net.connect(place, () => socket.write('PING\r\n'));
     // A server that reads its file still says LOADING; one with a password says NOAUTH.
     socket.on('data', (data) => {
       socket.destroy();
@@ -43,8 +43,9 @@ export class RedisServer {
 
   async start() {
     this.log = fs.openSync(path.join(this.folder, 'redis.log'), 'a');
-    this.child = spawn('redis-server', [
-      '--port', String(this.port), '--bind', '127.0.0.1', '--dir', this.folder, '--appendonly', 'yes', '--save', '',
+    const [program, ...before] = [...(this.before ?? []), 'redis-server'];
+    this.child = spawn(program, [
+      ...before, '--port', String(this.port), '--bind', '127.0.0.1', '--dir', this.folder, '--appendonly', 'yes', '--save', '',
       '--daemonize', 'no', ...this.options,
     ], { stdio: ['ignore', this.log, this.log] });
     const gone = once(this.child, 'exit').then(() => {
@@ -52,7 +53,7 @@ export class RedisServer {
     });
     gone.catch(() => {});
     const up = async () => {
-      while (!(await answers(this.port, this.host))) await sleep(20);
+      while (!(await answers(this.socket ?? this.port))) await sleep(20);
     };
     await Promise.race([up(), gone]);
   }

@@ -47,3 +47,18 @@ export class Relay {
     this.server.close();
   }
 }
+
+/** A port of this machine that leads to a socket file. */
+export async function joinTo(file) {
+  const server = net.createServer((near) => {
+    const far = net.connect(file);
+    for (const [from, to] of [[near, far], [far, near]]) {
+      from.on('error', () => {});
+      from.on('close', () => to.destroy());
+      from.pipe(to);
+    }
+  });
+  server.listen(0, '127.0.0.1');
+  await once(server, 'listening');
+  return { port: server.address().port, end: () => server.close() };
+}

@@ -14,14 +14,14 @@ export const windowsPath = (file) => (process.platform === 'win32' ? file : `Z:$
  * Starts `kx-cluster work`. The script is the simulator's; its events stand in the folder's events.log, therefore `log()` tells
  * what its browsers have seen.
  */
-export function windowsWorker(name, { redis, script = '', contexts = 1, lease = 2, options = [], before = [], env = {}, program } = {}) {
+export function windowsWorker(name, { redis, script = '', contexts = 1, lease = 2, options = [], before = [], env = {}, program, profile = `${path.basename(scratch)}-${name}-{n}` } = {}) {
   const folder = path.join(scratch, name);
   fs.mkdirSync(folder, { recursive: true });
   // A browser whose worker was killed ends soon.
   fs.writeFileSync(path.join(folder, 'script'), `idle-limit 20\n${script}\n`);
   const child = start([
     windowsPath(path.join(app, 'node_modules/kx-cluster/bin/kx-cluster.js')), 'work', '--redis', redis, '--name', name,
-    '--contexts', String(contexts), '--profile', `${path.basename(scratch)}-${name}-{n}`,
+    '--contexts', String(contexts), ...(profile === null ? [] : ['--profile', profile]),
     '--program', program ?? windowsPath(KX_SIMULATOR), '--lease', String(lease), '--verbose', ...options,
   ], {
     node: [...before, ...windowsNode],
