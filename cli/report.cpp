@@ -281,7 +281,7 @@ std::string withoutValue(const std::string& word, const PlayArguments& arguments
     return !value.empty() && (word.starts_with('-') ? word.ends_with(value) : word == value);
   };
   for (const auto& [name, value] : arguments.variables) {
-    if (holds(name + "=" + value)) {
+    if (holds(std::string(name).append("=").append(value))) {
       return word.substr(0, word.size() - value.size()) + kRemoved;
     }
   }
