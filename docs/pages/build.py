@@ -194,12 +194,12 @@ def catalogue_page(rows, page_of, constants):
                  f"| Functions | {', '.join(code(name) for name in row['export'])} |",
                  f"| Result | {result} |",
                  f"| Error number | {number_words(row['number'])} |",
-                 f"| Error text | {code(row['text']) if row['text'] else 'says nothing of it'} |",
+                 f"| Error text | {code(row['text']) if row['text'] else 'not told'} |",
                  f"| In the log | {'<br>'.join(code(entry) for entry in row['log']) or 'nothing'} |",
                  f"| Kind | {KINDS[row['kind']]} |",
                  f"| Cause | {cell(row['cause'])} |",
                  f"| What to do | {cell(row['remedy'])} |",
-                 f"| More | [{row['page']}]({page}.md) |",
+                 f"| More | [{title_of('docs/' + row['page'])}]({page}.md) |",
                  f"| Produced by | {'<br>'.join(f'{code(test)} in {code(files[test])}' for test in row['tests'])} |", ""]
         details.append("\n".join(lines))
     return "\n".join([

@@ -7,6 +7,8 @@ version = release = os.environ["KX_VERSION"]
 author = "The KXTCP64 authors"
 copyright = author  # noqa: A001  Sphinx' own name
 language = "en"
+# Texts of the library are shown as they are.
+smartquotes = False
 
 extensions = ["myst_parser", "breathe"]
 source_suffix = {".md": "markdown", ".rst": "restructuredtext"}
