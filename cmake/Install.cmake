@@ -32,13 +32,14 @@ install(FILES "${PROJECT_SOURCE_DIR}/bindings/python/kxtcp64.py" "${PROJECT_SOUR
 # Those that are copied into a project of their language.
 install(
   DIRECTORY "${PROJECT_SOURCE_DIR}/bindings/go" "${PROJECT_SOURCE_DIR}/bindings/rust" "${PROJECT_SOURCE_DIR}/bindings/lua"
-            "${PROJECT_SOURCE_DIR}/bindings/ruby"
+            "${PROJECT_SOURCE_DIR}/bindings/ruby" "${PROJECT_SOURCE_DIR}/bindings/pascal" "${PROJECT_SOURCE_DIR}/bindings/autoit"
   DESTINATION "${CMAKE_INSTALL_DATADIR}/kxtcp64"
   COMPONENT development
   PATTERN "tests" EXCLUDE
   PATTERN "*_test.go" EXCLUDE
   PATTERN "conversation*" EXCLUDE
   PATTERN "rustfmt.toml" EXCLUDE
+  PATTERN "make_rtl.sh" EXCLUDE
   PATTERN "CMakeLists.txt" EXCLUDE
   PATTERN "target" EXCLUDE)
 install(FILES "${PROJECT_SOURCE_DIR}/bindings/python/README.md" DESTINATION "${kx_documents_dir}" RENAME "python.md"

@@ -137,9 +137,13 @@ class Pages:
         if "example" in entry:
             if entry["example"] not in shown:
                 raise PageError(f"{file} does not show {entry['example']} whole")
-            if entry.get("runs", Path(entry["example"]).stem) not in read(entry["test"]):
+            if "test" not in entry:
+                ran = "**No test runs it.**"
+            elif entry.get("runs", Path(entry["example"]).stem) in read(entry["test"]):
+                ran = f"The test `{entry['test']}` runs it."
+            else:
                 raise PageError(f"{entry['test']} does not run {entry['example']}")
-            text += f"\nThe program above is the file `{entry['example']}`. The test `{entry['test']}` runs it.\n"
+            text += f"\nThe program above is the file `{entry['example']}`. {ran}\n"
         self.put(page, text)
 
     def index(self):
