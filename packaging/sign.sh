@@ -18,10 +18,15 @@ options=(-pkcs12 "$certificate" -h sha256 -n KXTCP64)
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-# Not as an argument: other users of the machine can read these.
-(umask 077 && printf '%s' "${KX_SIGN_PASSWORD:-}" >"$work/password")
+if [[ -n ${KX_SIGN_PASSWORD:-} ]]; then
+  # Not as an argument: other users of the machine can read these.
+  (umask 077 && printf '%s' "$KX_SIGN_PASSWORD" >"$work/password")
+  options+=(-readpass "$work/password")
+else
+  options+=(-pass '')
+fi
 for file in "$@"; do
-  osslsigncode sign "${options[@]}" -readpass "$work/password" -in "$file" -out "$work/signed"
+  osslsigncode sign "${options[@]}" -in "$file" -out "$work/signed"
   # The file keeps its rights.
   cat "$work/signed" >"$file"
   rm "$work/signed"

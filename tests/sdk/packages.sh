@@ -179,6 +179,11 @@ data[len(data) // 2] ^= 1
 pathlib.Path(sys.argv[2]).write_bytes(data)
 PYTHON
 refused "$scratch/changed.dll"
+# A certificate without a password.
+openssl pkcs12 -export -inkey "$scratch/key.pem" -in "$scratch/certificate.pem" -passout pass: -out "$scratch/open.p12"
+cp "$tree/bin/KXTCP64.dll" "$scratch/open.dll"
+KX_SIGN_PASSWORD= "$source_root/packaging/sign.sh" "$scratch/open.p12" "$scratch/open.dll" >>"$scratch/sign.log"
+verify "$scratch/open.dll"
 # A wrong password leaves the files as they were.
 cp "$tree/bin/KXTCP64.dll" "$scratch/unsigned.dll"
 if KX_SIGN_PASSWORD=wrong "$source_root/packaging/sign.sh" "$scratch/certificate.p12" "$scratch/unsigned.dll" \
