@@ -12,7 +12,7 @@ trap 'echo "packages: failed in line $LINENO: $BASH_COMMAND" >&2' ERR
 # shellcheck source=tests/sdk/transcript.sh
 . "$(dirname "${BASH_SOURCE[0]}")/transcript.sh" "$1" "$2"
 rm -rf "$prefix"
-packages=${3:-}
+packages=${3:+$(readlink -f "$3")}
 if [[ -z $packages ]]; then
   packages=$scratch/packages
   "$source_root/packaging/make_packages.sh" "$tree" "$packages" >"$scratch/packages.log" 2>&1 || {
