@@ -51,21 +51,25 @@ std::string checkBrowser(const std::string& word) {
              : "\"" + word + "\" is not a browser. Give fx (or firefox), or cr (or chrome).";
 }
 
-void addBrowserOptions(CLI::App& verb, BrowserChoice& browser) {
-  const std::string group = "Browser";
+constexpr char kBrowserGroup[] = "Browser";
+
+void addTypeAndProfile(CLI::App& verb, BrowserChoice& browser, const std::string& more) {
   verb.add_option_function<std::string>(
           "-b,--browser",
           [&browser](const std::string& word) { browser.type = word.starts_with('f') ? "fx" : "cr"; },
           "fx for Firefox (the default), cr for Chrome")
       ->check(CLI::Validator(checkBrowser, ""))
       ->type_name("fx|cr")
-      ->group(group);
-  verb.add_option(
-          "-p,--profile", browser.profile,
-          "Firefox's profile, or Chrome's user data folder; {n} in it stands for the context's number")
+      ->group(kBrowserGroup);
+  verb.add_option("-p,--profile", browser.profile, "Firefox's profile, or Chrome's user data folder" + more)
       ->check(CLI::Validator(checkProfile, ""))
       ->type_name("NAME")
-      ->group(group);
+      ->group(kBrowserGroup);
+}
+
+void addBrowserOptions(CLI::App& verb, BrowserChoice& browser) {
+  const std::string group = kBrowserGroup;
+  addTypeAndProfile(verb, browser, "; {n} in it stands for the context's number");
   verb.add_option("--program", browser.program, "the browser's program, as a whole path")
       ->type_name("PATH")
       ->group(group);
@@ -168,6 +172,39 @@ void addLog(CLI::App& app, LogArguments& log) {
   verb->add_flag("--json", log.json, "print it as JSON");
 }
 
+void addSim(CLI::App& app, SimArguments& sim) {
+  CLI::App* verb = app.add_subcommand(
+      "sim", "start the simulator, which misbehaves as is asked for, and show what it gets");
+  verb->footer(kSimExamples);
+  verb->add_option("NAME", sim.misbehaviours, "how it misbehaves; several names go together")->type_name("");
+  verb->add_flag("--list", sim.list, "list the misbehaviours and end");
+  verb->add_flag("--print-script", sim.printScript,
+                 "print the script of what is named and end; for a simulator that a host launches");
+  verb->add_option("--script", sim.scriptFile, "a script of your own, besides what is named")
+      ->type_name("FILE");
+  verb->add_option("--record", sim.recordFolder, "keep the bytes of all requests and answers in that folder")
+      ->type_name("FOLDER");
+  verb->add_flag("--again", sim.again, "start the simulator again each time it has ended");
+  addTypeAndProfile(*verb, sim.browser, "");
+  verb->add_flag("--runner", sim.browser.runner, "be found by hosts that use the kxr_ functions")
+      ->group(kBrowserGroup);
+}
+
+void addSelfTest(CLI::App& app, SelfTestArguments& selfTest) {
+  CLI::App* verb =
+      app.add_subcommand("selftest", "try the library on this machine, with the simulator as the browser");
+  verb->footer(kSelfTestExamples);
+  verb->add_option("--only", selfTest.only, "run this check; may be given several times")
+      ->type_name("NAME")
+      ->expected(1)
+      ->take_all();
+  verb->add_flag("--list", selfTest.list, "list the checks and end");
+  verb->add_option("--report", selfTest.reportFile,
+                   "the file for a bug report (kx-selftest-DATE-TIME.txt in the current folder)")
+      ->type_name("FILE");
+  verb->add_flag("--json", selfTest.json, "print the result as JSON");
+}
+
 // CLI11 says "--option: what" or "Could not ...".
 std::string sentenceOf(const CLI::ParseError& error) {
   std::string what = error.what();
@@ -253,6 +290,8 @@ struct Grammar {
     addPlay(app, arguments.play);
     addExplain(app, arguments.explain);
     addLog(app, arguments.log);
+    addSim(app, arguments.sim);
+    addSelfTest(app, arguments.selfTest);
     app.add_subcommand("completion", "print a script that lets PowerShell complete verbs and options")
         ->footer(kCompletionExamples);
     app.allow_extras();
@@ -272,6 +311,9 @@ std::string problemOf(const Arguments& arguments) {
   if (arguments.verb == Verb::Play) {
     const std::string problem = problemOfBrowser(arguments.play.browser);
     return problem.empty() ? problemOfPlay(arguments.play) : problem;
+  }
+  if (arguments.verb == Verb::Sim) {
+    return problemOfBrowser(arguments.sim.browser);
   }
   return arguments.verb == Verb::Explain ? problemOfBrowser(arguments.explain.browser) : std::string();
 }
@@ -309,7 +351,8 @@ ParsedArguments parseArguments(const std::vector<std::string>& words) {
             : "kx " + verb.get_name() + " does not take \"" + onOneLine(rest.front()) + "\".");
   }
   static const std::vector<std::pair<std::string, Verb>> verbs = {
-      {"play", Verb::Play}, {"explain", Verb::Explain}, {"log", Verb::Log}, {"completion", Verb::Completion}};
+      {"play", Verb::Play}, {"explain", Verb::Explain},   {"log", Verb::Log},
+      {"sim", Verb::Sim},   {"selftest", Verb::SelfTest}, {"completion", Verb::Completion}};
   grammar.arguments.verb = std::find_if(verbs.begin(), verbs.end(), [&](const auto& one) {
                              return one.first == verb.get_name();
                            })->second;

@@ -8,7 +8,7 @@
 
 namespace kx::cli {
 
-enum class Verb { Play, Explain, Log, Completion };
+enum class Verb { Play, Explain, Log, Sim, SelfTest, Completion };
 
 // Which browser is started or attached to, and how.
 struct BrowserChoice {
@@ -60,11 +60,32 @@ struct LogArguments {
   bool json = false;
 };
 
+struct SimArguments {
+  // Type, profile and family alone; they decide at which pipe hosts look.
+  BrowserChoice browser;
+  std::vector<std::string> misbehaviours;
+  std::string scriptFile;
+  std::string recordFolder;
+  bool list = false;
+  bool printScript = false;
+  bool again = false;
+};
+
+struct SelfTestArguments {
+  std::vector<std::string> only;
+  // Where the report goes; empty for a new name in the current folder.
+  std::string reportFile;
+  bool list = false;
+  bool json = false;
+};
+
 struct Arguments {
   Verb verb = Verb::Play;
   PlayArguments play;
   ExplainArguments explain;
   LogArguments log;
+  SimArguments sim;
+  SelfTestArguments selfTest;
 };
 
 // What came of the words: something to do; a text that was asked for (help, or the version); or the sentence

@@ -4,8 +4,9 @@
 namespace kx::cli {
 
 inline constexpr char kAbout[] =
-    "kx plays macros in Firefox or Chrome through KXTCP64.dll, and tells what a start does and what a log "
-    "means.";
+    "kx plays macros in Firefox or Chrome through KXTCP64.dll, tells what a start does and what a log means, "
+    "and "
+    "tries the library on this machine.";
 
 inline constexpr char kMainFooter[] = R"help(`kx VERB --help` has the options of a verb, and examples.
 
@@ -40,6 +41,29 @@ inline constexpr char kLogExamples[] = R"help(Examples:
   kx log korvex.log
   kx log --follow
   kx log --redact korvex.log > for-the-report.txt
+)help";
+
+inline constexpr char kSimExamples[] = R"help(Examples:
+  kx sim --list
+  kx sim late-answer
+      serves the pipe of the default profile; a host that attaches gets its answers after three seconds
+  kx sim stays no-number --profile work --again
+      what a host with -fxProfile "work" meets; starts anew each time a host has ended it
+  kx sim sudden-death --print-script > kxsim.script
+      for a host that launches kxsim.exe itself: the file belongs beside it
+
+The simulator's own `kxsim --help` has its scripts and its macros. Ctrl-C ends it.
+)help";
+
+inline constexpr char kSelfTestExamples[] = R"help(Examples:
+  kx selftest
+      less than a minute; the last line tells where the report for a bug report lies
+  kx selftest --list
+  kx selftest --only launch-firefox --only start-lock --json
+
+It starts the simulator that lies beside kx.exe, no browser, and leaves nothing behind but its report. Exit codes:
+0 everything is as expected; 1 something is not: please send the report; 2 wrong use; 4 the library or the simulator is
+missing, or the report cannot be written; 130 Ctrl-C.
 )help";
 
 inline constexpr char kCompletionExamples[] = R"help(Example, for a PowerShell profile:

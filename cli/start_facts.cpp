@@ -175,6 +175,10 @@ std::string verdictOf(const StartPlan& plan, const BrowserChoice& browser, const
 
 }  // namespace
 
+std::string pipeOfStart(const BrowserChoice& browser, const Machine& machine) {
+  return Plan(browser, machine).take().pipe;
+}
+
 StartFacts startFacts(const BrowserChoice& browser, const Machine& machine) {
   StartPlan plan = Plan(browser, machine).take();
   ask(plan, browser, machine);

@@ -30,6 +30,9 @@ struct StartFacts {
   std::vector<Warning> warnings;
 };
 
+// The well-known pipe at which a start looks.
+std::string pipeOfStart(const BrowserChoice& browser, const Machine& machine);
+
 StartFacts startFacts(const BrowserChoice& browser, const Machine& machine);
 
 }  // namespace kx::cli

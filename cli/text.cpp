@@ -234,6 +234,20 @@ bool fits(std::string_view pattern, std::string_view text) {
   return text.ends_with(parts.back());
 }
 
+// Backslashes count as themselves unless a double quote follows them.
+std::string quotedWord(std::string_view word) {
+  std::string text = "\"";
+  std::size_t backslashes = 0;
+  for (const char c : word) {
+    if (c == '"') {
+      text.append(backslashes + 1, '\\');
+    }
+    backslashes = c == '\\' ? backslashes + 1 : 0;
+    text += c;
+  }
+  return text.append(backslashes, '\\') + "\"";
+}
+
 std::string replacedAll(std::string text, std::string_view what, std::string_view by) {
   for (std::size_t found = text.find(what); found != std::string::npos;
        found = text.find(what, found + by.size())) {

@@ -46,6 +46,9 @@ std::optional<std::string> nearest(std::string_view word, std::span<const std::s
 // Whether the text has the pattern's form, where each {word} stands for any text.
 bool fits(std::string_view pattern, std::string_view text);
 
+// The word as one argument of a Windows command line.
+std::string quotedWord(std::string_view word);
+
 std::string replacedAll(std::string text, std::string_view what, std::string_view by);
 
 }  // namespace kx::cli

@@ -73,6 +73,33 @@ TEST(CommandLines, OfPlayFillInWhatTheySay) {
   EXPECT_EQ(play.form, OutputForm::AsJson);
 }
 
+TEST(CommandLines, OfSimFillInWhatTheySay) {
+  const ParsedArguments parsed =
+      parseArguments({"sim", "stays", "late-answer", "-b", "cr", "-p", "C:\\data", "--runner", "--script",
+                      "a.script", "--record", "C:\\rec", "--again", "--list", "--print-script"});
+
+  ASSERT_EQ(parsed.kind, Kind::Run) << parsed.text;
+  EXPECT_EQ(parsed.arguments.verb, Verb::Sim);
+  const SimArguments& sim = parsed.arguments.sim;
+  EXPECT_THAT(sim.misbehaviours, ElementsAre("stays", "late-answer"));
+  EXPECT_EQ(sim.browser.type, "cr");
+  EXPECT_EQ(sim.browser.profile, "C:\\data");
+  EXPECT_EQ(sim.scriptFile, "a.script");
+  EXPECT_EQ(sim.recordFolder, "C:\\rec");
+  EXPECT_TRUE(sim.browser.runner && sim.again && sim.list && sim.printScript);
+}
+
+TEST(CommandLines, OfSelfTestFillInWhatTheySay) {
+  const ParsedArguments parsed = parseArguments(
+      {"selftest", "--only", "log", "--only", "attach", "--report", "r.txt", "--json", "--list"});
+
+  ASSERT_EQ(parsed.kind, Kind::Run) << parsed.text;
+  EXPECT_EQ(parsed.arguments.verb, Verb::SelfTest);
+  EXPECT_THAT(parsed.arguments.selfTest.only, ElementsAre("log", "attach"));
+  EXPECT_EQ(parsed.arguments.selfTest.reportFile, "r.txt");
+  EXPECT_TRUE(parsed.arguments.selfTest.json && parsed.arguments.selfTest.list);
+}
+
 TEST(CommandLines, PathsMayBeginWithASlash) {
   EXPECT_THAT(parseArguments({"play", "/tmp/order.txt"}).arguments.play.files, ElementsAre("/tmp/order.txt"));
 }
@@ -125,6 +152,8 @@ TEST(CommandLines, ThatAreWrongAreRefusedWithASentence) {
       {{"play", "x", "--runner"}, "--runner needs a profile: give --profile NAME."},
       {{"play", "x", "--runner", "-b", "cr", "-p", ""},
        "--runner needs a user data folder that is not empty."},
+      {{"sim", "stays", "--runner"}, "--runner needs a profile: give --profile NAME."},
+      {{"selftest", "launch"}, "kx selftest does not take \"launch\"."},
       {{"play", "x", "--attach", "--program", "y"},
        "--attach launches no program, so --program means nothing with it. Leave one of the two out."},
   };

@@ -5,6 +5,11 @@
 namespace kx::cli {
 namespace {
 
+TEST(Texts, AWordIsQuotedAsWindowsProgramsReadIt) {
+  EXPECT_EQ(quotedWord("C:\\a b\\"), "\"C:\\a b\\\\\"");
+  EXPECT_EQ(quotedWord("say \"x\\\"\\n"), "\"say \\\"x\\\\\\\"\\n\"");
+}
+
 TEST(Texts, APlaceCountsLinesAndCharactersFromOne) {
   const std::string_view text = "ab\n\xC3\xB8x";
 

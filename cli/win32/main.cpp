@@ -5,10 +5,13 @@
 #include "cli/log_view.h"
 #include "cli/play.h"
 #include "cli/runs.h"
+#include "cli/sim.h"
 #include "cli/surroundings.h"
 #include "cli/win32/console.h"
 #include "cli/win32/dll.h"
 #include "cli/win32/processes.h"
+#include "cli/win32/selftest/this_selftest.h"
+#include "cli/win32/simulator_program.h"
 #include "cli/win32/this_machine.h"
 #include "common/win32/utf16.h"
 #include "log/log.h"
@@ -76,6 +79,12 @@ int run(const Arguments& arguments, const Surroundings& around) {
       return runLog(
           arguments.log, environmentsLog, [&] { return pausedMore(tail); }, around);
     }
+    case Verb::Sim: {
+      const Descendants simulators(false);
+      return runSim(arguments.sim, thisMachine(), simulatorProgram(around.interruption), around);
+    }
+    case Verb::SelfTest:
+      return selfTest(arguments.selfTest, around);
     case Verb::Completion:
       around.out << powerShellCompletion();
       return kExitSuccess;

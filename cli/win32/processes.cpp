@@ -72,6 +72,14 @@ void endDescendants() {
   }
 }
 
+std::size_t countDescendants() {
+  std::size_t count = 0;
+  for (const DWORD id : processesOf(ownJob)) {
+    count += id != ::GetCurrentProcessId() ? std::size_t{1} : std::size_t{0};
+  }
+  return count;
+}
+
 std::string defaultProgram(const std::string& browser) {
   // An instance that is given a pipe looks for none.
   return defaultBrowserPath(PipeBrowserInstance(browser, "none"));

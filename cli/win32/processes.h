@@ -4,6 +4,7 @@
 #include "common/win32/unique_handle.h"
 
 #include <windows.h>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -41,6 +42,7 @@ class Descendants {
 
 // Ends them now. Any thread may call it.
 void endDescendants();
+std::size_t countDescendants();
 
 // The program that is started when none is named.
 std::string defaultProgram(const std::string& browser);

@@ -118,10 +118,15 @@ CommandLine readCommandLine(std::string_view line) {
       result.describe = true;
     } else if (argument == "--verbose") {
       result.verbose = true;
+    } else if (argument == "--show-requests") {
+      result.showRequests = true;
+    } else if (argument == "--misbehaviours") {
+      result.misbehaviours = true;
     } else if (takeValue(argument, "--type=", result.typeOption) ||
                takeValue(argument, "--pipe=", result.pipeOption) ||
                takeValue(argument, "--script=", result.scriptOption) ||
-               takeValue(argument, "--record=", result.recordOption)) {
+               takeValue(argument, "--record=", result.recordOption) ||
+               takeValue(argument, "--misbehave=", result.misbehaveOption)) {
       continue;
     } else {
       // A directory that ends in a backslash swallows what follows it, since its closing quote counts as

@@ -26,10 +26,13 @@ struct CommandLine {
   bool version = false;
   bool describe = false;
   bool verbose = false;
+  bool misbehaviours = false;  // list them
+  bool showRequests = false;
   std::optional<std::string> typeOption;
   std::optional<std::string> pipeOption;
   std::optional<std::string> scriptOption;
   std::optional<std::string> recordOption;
+  std::optional<std::string> misbehaveOption;
 };
 
 // Splits a command line the way Windows programs do: blanks part arguments, double quotes hold them together,

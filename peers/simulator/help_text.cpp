@@ -32,12 +32,16 @@ OPTIONS
   --help  --version        print and end
   --describe               print type, profile, pipe, script and record folder as name=value lines, and end
   --verbose                print every event (also: KXSIM_VERBOSE=1, or "verbose" in the script)
+  --show-requests          print every request and its answer, each as one line of at most 4096 bytes
+  --misbehaviours          print the ready-made misbehaviours, each with its script, and end
+  --misbehave=NAME,NAME    misbehave so, besides what the script says
   --type=fx|cr  --pipe=NAME  --script=FILE  --record=FOLDER
 
 ENVIRONMENT
   KXSIM_SCRIPT       script file; --script wins. Without either, the file beside the program that is named like it
                      but ends in ".script" (kxsim.exe: kxsim.script) is taken if it exists. Relative paths start from
                      the working directory, which for a launched browser is the program's folder.
+  KXSIM_MISBEHAVE    names of misbehaviours with commas between them; --misbehave wins.
   KXSIM_RECORD       record folder; --record and the script's "record" win. "$(pid)" in it becomes the process id.
   KXSIM_PARENT_PID   the process ends when that process has ended; the script's "watch-parent" wins.
   KXSIM_VERBOSE      any value: print every event

@@ -57,14 +57,17 @@ TEST(CommandLine, ASwitchWithoutItsValueIsPassedOver) {
 }
 
 TEST(CommandLine, TheSimulatorsOwnOptionsAreRead) {
-  const CommandLine line =
-      readCommandLine("p --help --version --describe --verbose --type=cr --pipe=a --script=b --record=c");
+  const CommandLine line = readCommandLine(
+      "p --help --version --describe --verbose --misbehaviours --show-requests --type=cr --pipe=a "
+      "--script=b --record=c --misbehave=d,e");
 
   EXPECT_TRUE(line.help && line.version && line.describe && line.verbose);
+  EXPECT_TRUE(line.misbehaviours && line.showRequests);
   EXPECT_EQ("cr", line.typeOption);
   EXPECT_EQ("a", line.pipeOption);
   EXPECT_EQ("b", line.scriptOption);
   EXPECT_EQ("c", line.recordOption);
+  EXPECT_EQ("d,e", line.misbehaveOption);
 }
 
 TEST(CommandLine, TheFileNameIsBehindTheLastSlash) {

@@ -157,6 +157,7 @@ ActionRunner::Next Connection::answer(const std::string& bytes) {
   const Request request = readRequest(bytes);
   event("request n=" + std::to_string(requests_) + " type=" + escapeForLog(request.type) +
         " bytes=" + std::to_string(bytes.size()) + " well-formed=" + (request.wellFormed ? "yes" : "no"));
+  show("request", bytes);
 
   Delivery delivery;
   answerRequest(request, simulator_, delivery.reply);
@@ -174,6 +175,7 @@ ActionRunner::Next Connection::answer(const std::string& bytes) {
   if (!delivery.suppressed) {
     simulator_.recorder.save(fileName("reply", requests_), delivery.bytes());
     event("reply n=" + std::to_string(requests_) + " bytes=" + std::to_string(delivery.bytes().size()));
+    show("reply", delivery.bytes());
   }
   if (next == Next::kGoOn) {
     next = actions_.sendRest(place);
@@ -211,6 +213,11 @@ ActionRunner::Next Connection::runMoment(const std::string& name, ActionPlace pl
 
 void Connection::event(const std::string& line) {
   simulator_.recorder.event("conn=" + std::to_string(number_) + " " + line);
+}
+
+void Connection::show(const std::string& kind, const std::string& bytes) {
+  simulator_.recorder.show(
+      "conn=" + std::to_string(number_) + " " + kind + "-bytes n=" + std::to_string(requests_), bytes);
 }
 
 std::string Connection::fileName(const std::string& kind, unsigned count) const {

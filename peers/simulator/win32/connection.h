@@ -32,6 +32,7 @@ class Connection {
   std::optional<ScannedRequest> nextRequest();
   Next runMoment(const std::string& name, ActionPlace place);
   void event(const std::string& line);
+  void show(const std::string& kind, const std::string& bytes);
   std::string fileName(const std::string& kind, unsigned count) const;
 
   Simulator& simulator_;

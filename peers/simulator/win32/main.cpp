@@ -2,6 +2,7 @@
 #include "command_line.h"
 #include "escapes.h"
 #include "help_text.h"
+#include "misbehaviours.h"
 #include "pipe_choice.h"
 #include "script.h"
 #include "win32/action_runner.h"
@@ -52,7 +53,10 @@ kxsim::Script loadScript(const CommandLine& line, std::string& path) {
   if (!text) {
     path.clear();
   }
-  return kxsim::parseScript(text.value_or(""));
+  const auto misbehave =
+      line.misbehaveOption ? line.misbehaveOption : kxsim::environmentVariable("KXSIM_MISBEHAVE");
+  // Behind the script, so that its lines keep their numbers.
+  return kxsim::parseScript(text.value_or("") + "\n" + kxsim::scriptOfMisbehaviours(misbehave.value_or("")));
 }
 
 kxsim::Surroundings readSurroundings() {
@@ -114,8 +118,11 @@ void startRecording(Simulator& simulator, const std::string& folder, const std::
 int run() {
   const std::string commandLine = kxsim::toUtf8(GetCommandLineW());
   const CommandLine line = kxsim::readCommandLine(commandLine);
-  if (line.help || line.version) {
-    std::fputs(line.help ? kxsim::helpText().c_str() : kxsim::kVersionText, stdout);
+  if (line.help || line.version || line.misbehaviours) {
+    std::fputs(line.help      ? kxsim::helpText().c_str()
+               : line.version ? kxsim::kVersionText
+                              : kxsim::listOfMisbehaviours().c_str(),
+               stdout);
     return 0;
   }
 
@@ -151,6 +158,7 @@ int run() {
 
   simulator.recorder.setVerbose(line.verbose || simulator.script.verbose ||
                                 kxsim::environmentVariable("KXSIM_VERBOSE").has_value());
+  simulator.recorder.setShowing(line.showRequests);
   startRecording(simulator, folder, commandLine, scriptPath);
   if (launcher) {
     simulator.recorder.event("launcher pid=" + std::to_string(*launcher));

@@ -1,10 +1,16 @@
 #include "win32/recorder.h"
 
+#include "escapes.h"
 #include "win32/windows_text.h"
 
 #include <cstdio>
 
 namespace kxsim {
+namespace {
+
+constexpr std::size_t kMostShown = 4096;
+
+}  // namespace
 
 bool Recorder::open(const std::string& folder) {
   for (std::size_t at = folder.find_first_of("\\/", 3); at != std::string::npos;
@@ -36,6 +42,14 @@ void Recorder::event(const std::string& line) {
 void Recorder::save(const std::string& fileName, std::string_view bytes) {
   if (log_ && writeWholeFile(folder_ + "\\" + fileName, bytes) != 0) {
     event("record-failed file=" + fileName);
+  }
+}
+
+void Recorder::show(const std::string& words, std::string_view bytes) {
+  if (showing_) {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    std::fputs((words + " " + escapeForLog(bytes.substr(0, kMostShown)) + "\n").c_str(), stdout);
+    std::fflush(stdout);
   }
 }
 

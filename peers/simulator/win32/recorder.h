@@ -19,9 +19,12 @@ class Recorder {
   // Makes the folder and its parents where they are missing. False when that fails.
   bool open(const std::string& folder);
   void setVerbose(bool verbose) { verbose_ = verbose; }
+  void setShowing(bool showing) { showing_ = showing; }
 
   void event(const std::string& line);
   void save(const std::string& fileName, std::string_view bytes);
+  // Prints the bytes, or the first of many, as one line behind the words, if that was asked for.
+  void show(const std::string& words, std::string_view bytes);
 
   // When the last event was, on the clock of GetTickCount64.
   ULONGLONG lastActivity() const { return lastActivity_; }
@@ -32,6 +35,7 @@ class Recorder {
   UniqueHandle log_;
   std::mutex mutex_;
   bool verbose_ = false;
+  bool showing_ = false;
   std::atomic<ULONGLONG> lastActivity_{GetTickCount64()};
 };
 

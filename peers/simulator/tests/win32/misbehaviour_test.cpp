@@ -390,5 +390,30 @@ TEST_F(Misbehaviour, TheProcessEndsWithTheOneItBelongsTo) {
   EXPECT_EQ(76U, simulator_.exitCode());
 }
 
+// The name chooses what the script would say, and goes with what it does say.
+TEST_F(Misbehaviour, AReadyMadeOneIsChosenByItsNameAndRequestsAreShown) {
+  simulator_.script("on play performance load 7");
+  simulator_.start("--misbehave=failing-macros --show-requests");
+  host_.emplace(pipe());
+  ASSERT_TRUE(host_->shakeHands());
+
+  const Json reply = exchange();
+
+  EXPECT_EQ(-50, reply.at("errorCode"));
+  EXPECT_EQ("load", reply.at("lastPerformance").at(0).at("name"));
+  simulator_.terminate();
+  EXPECT_EQ(99U, simulator_.exitCode());
+  EXPECT_NE(std::string::npos,
+            simulator_.output().find("conn=1 request-bytes n=1 {\\n \"type\" : \"play\","));
+  EXPECT_NE(std::string::npos, simulator_.output().find("conn=1 reply-bytes n=1 {"));
+}
+
+TEST_F(Misbehaviour, OneThatThereIsNotEndsTheProcess) {
+  simulator_.startOnly("--misbehave=stays,sulks");
+
+  EXPECT_EQ(64U, simulator_.exitCode());
+  EXPECT_NE(std::string::npos, simulator_.output().find("there is no misbehaviour 'sulks'"));
+}
+
 }  // namespace
 }  // namespace kxsim
