@@ -79,8 +79,8 @@ class Watch {
       run_.endWhatWasStarted();
       if (!waitUntil(Clock::now() + run_.patience)) {
         thread_.detach();
-        run_.gaveUp();
         result_.end = CheckResult::End::Stuck;
+        result_.evidence = run_.giveUp();
         return finished();
       }
     }
@@ -117,7 +117,7 @@ class Watch {
     result_.seconds = std::chrono::duration<double>(Clock::now() - begun_).count();
     const bool isBad = std::any_of(result_.lines.begin(), result_.lines.end(),
                                    [](const CheckLine& line) { return cli::isBad(line.verdict); });
-    if (isBad) {
+    if (isBad && result_.end == CheckResult::End::Ran) {
       const std::lock_guard lock(desk_->mutex);
       result_.evidence = desk_->evidence;
     }

@@ -88,8 +88,9 @@ struct CheckRun {
   // How long a check may take before what it started is ended, and then how long again before it is given up.
   std::chrono::milliseconds patience{60000};
   std::function<void()> endWhatWasStarted;
-  // A check is stuck and goes on using what it has, for as long as the process lives.
-  std::function<void()> gaveUp;
+  // A check is stuck and goes on using what it has, for as long as the process lives. Gives what is known of
+  // it.
+  std::function<std::vector<Evidence>()> giveUp;
   std::function<void(const Check&)> begins;
   std::function<void(const CheckLine&)> line;
   std::function<void(const CheckResult&)> ends;

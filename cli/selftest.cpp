@@ -110,9 +110,11 @@ std::string screenLine(const CheckLine& line, const Palette& palette) {
   return text;
 }
 
-std::string indented(const std::string& text) {
-  std::string result = "    " + replacedAll(text, "\n", "\n    ");
-  return result;
+std::string indented(std::string text) {
+  while (text.ends_with('\n')) {
+    text.pop_back();
+  }
+  return "    " + replacedAll(text, "\n", "\n    ");
 }
 
 std::string reportLine(const CheckLine& line) {
@@ -276,7 +278,7 @@ int runSelfTest(const SelfTestArguments& arguments, const SelfTestGround& ground
   CheckRun run;
   run.patience = ground.patience;
   run.endWhatWasStarted = ground.endWhatWasStarted;
-  run.gaveUp = ground.gaveUp;
+  run.giveUp = ground.giveUp;
   run.begins = [&](const Check& check) {
     screen << "\n" << palette.paint(palette.strong, check.name) << "  " << check.title << std::endl;
   };

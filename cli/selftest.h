@@ -34,7 +34,7 @@ struct SelfTestGround {
   std::vector<Fact> machine;
   std::chrono::milliseconds patience{60000};
   std::function<void()> endWhatWasStarted;
-  std::function<void()> gaveUp;
+  std::function<std::vector<Evidence>()> giveUp;
   // The moment as text, in UTC: "2026-01-31 12:00:00".
   std::string date;
 };

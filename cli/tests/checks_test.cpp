@@ -21,7 +21,7 @@ class Checks : public ::testing::Test {
  protected:
   Checks() {
     run_.endWhatWasStarted = [&] { ended_.set_value(); };
-    run_.gaveUp = [&] { hasGivenUp_ = true; };
+    run_.giveUp = [] { return std::vector<Evidence>{{"log", "its last entry"}}; };
     run_.begins = [&](const Check& check) { begun_.push_back(check.name); };
     run_.line = [&](const CheckLine&) { ++lines_; };
     run_.ends = [](const CheckResult&) {};
@@ -35,7 +35,6 @@ class Checks : public ::testing::Test {
   CheckRun run_;
   Interruption interruption_ = false;
   std::promise<void> ended_;
-  bool hasGivenUp_ = false;
   std::vector<std::string> begun_;
   int lines_ = 0;
 };
@@ -147,7 +146,8 @@ TEST_F(Checks, AfterACheckThatIsStuckNoOtherIsRun) {
 
   EXPECT_EQ(results[0].end, CheckResult::End::Stuck);
   EXPECT_EQ(results[1].end, CheckResult::End::NotRun);
-  EXPECT_TRUE(hasGivenUp_);
+  ASSERT_THAT(results[0].evidence, SizeIs(1));
+  EXPECT_EQ(results[0].evidence[0].text, "its last entry");
   EXPECT_THAT(begun_, ElementsAre("stuck"));
   release->set_value();
   done->get_future().wait();

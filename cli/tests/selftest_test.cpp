@@ -23,7 +23,7 @@ class SelfTestVerb : public ::testing::Test {
     ground_.date = "2026-01-31 12:00:00";
     ground_.machine = {{"Windows", "10.0.1", ""}, {"KXTCP64.dll", "SHA-256 ab", "C:\\sdk\\KXTCP64.dll"}};
     ground_.endWhatWasStarted = [] {};
-    ground_.gaveUp = [] {};
+    ground_.giveUp = [] { return std::vector<Evidence>(); };
     ground_.checks = {
         {"launch", "a browser is launched", [](CheckNotes& notes) { notes.same("kx_Init()", "0", "0"); }},
         {"windows", "Windows and Wine",
@@ -51,7 +51,10 @@ class SelfTestVerb : public ::testing::Test {
                               {},
                               {},
                               [](const std::string& path) { return path; },
-                              [](const std::string& path) { return std::filesystem::exists(path); }};
+                              [](const std::string& path) { return std::filesystem::exists(path); },
+                              {},
+                              {},
+                              {}};
     return runSelfTest(arguments_, ground_, around);
   }
   Problem problem() {

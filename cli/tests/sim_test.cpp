@@ -59,7 +59,8 @@ class SimVerb : public ::testing::Test {
       }
       return life.code;
     };
-    const Surroundings around{out_, err_, {}, {}, false, 80, false, interruption_, {}, {}, {}, {}};
+    const Surroundings around{out_, err_, {}, {}, false, 80, false, interruption_,
+                              {},   {},   {}, {}, {},    {}, {}};
     return runSim(arguments_, machine_, simulator, around);
   }
 

@@ -5,6 +5,7 @@
 #include "cli/win32/processes.h"
 #include "cli/win32/selftest/room.h"
 #include "cli/win32/simulator_program.h"
+#include "cli/win32/this_machine.h"
 #include "common/platform.h"
 
 #include <windows.h>
@@ -15,32 +16,6 @@
 
 namespace kx::cli {
 namespace {
-
-using GetWineVersion = const char*(__cdecl*)();
-using GetVersion = LONG(WINAPI*)(OSVERSIONINFOW*);
-
-template <typename Function>
-Function functionOfSystem(const char* name) {
-  return reinterpret_cast<Function>(
-      reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), name)));
-}
-
-// The true one, whatever the program's manifest says.
-std::string windowsVersion() {
-  OSVERSIONINFOW version{};
-  version.dwOSVersionInfoSize = sizeof(version);
-  const auto get = functionOfSystem<GetVersion>("RtlGetVersion");
-  if (get == nullptr || get(&version) != 0) {
-    return "not known";
-  }
-  return std::to_string(version.dwMajorVersion) + "." + std::to_string(version.dwMinorVersion) + "." +
-         std::to_string(version.dwBuildNumber);
-}
-
-std::string wineVersion() {
-  const auto get = functionOfSystem<GetWineVersion>("wine_get_version");
-  return get == nullptr ? "no" : get();
-}
 
 class Sha256 {
  public:
@@ -98,8 +73,7 @@ std::vector<Fact> machineFacts(bool isElevated) {
   SYSTEM_INFO system{};
   ::GetNativeSystemInfo(&system);
   return {
-      {"Windows", windowsVersion(), {}},
-      {"Wine", wineVersion(), {}},
+      {"system", systemText(), {}},
       {"processors",
        std::to_string(system.dwNumberOfProcessors) + ", " +
            platform::environmentVariable("PROCESSOR_IDENTIFIER").value_or(""),

@@ -2,7 +2,6 @@
 #include "cli/win32/selftest/all_checks.h"
 
 #include <algorithm>
-#include <atomic>
 #include <thread>
 
 namespace kx::cli {
@@ -49,17 +48,16 @@ void startLock(Scene& scene, CheckNotes& notes) {
   const std::string lock = "kx-fx-unknonw." + scene.room.userName() + ".lock";
   std::string firstTold;
   std::string secondTold;
-  std::atomic<bool> hasSecondBegun = false;
+  const NamedEvent secondBegun("Local\\" + scene.room.name("second"));
 
   std::thread firstHost([&] { firstTold = first.start(call); });
   const bool isLaunching = browser.awaitBegun();
   const std::string whileLaunching = lockText(scene.machine.lock(lock));
   std::thread secondHost([&] {
-    hasSecondBegun = true;
-    hasSecondBegun.notify_all();
+    secondBegun.signal();
     secondTold = second.start(call);
   });
-  hasSecondBegun.wait(false);
+  secondBegun.wait();
   browser.signalGo();
   firstHost.join();
   secondHost.join();

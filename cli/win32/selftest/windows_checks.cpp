@@ -8,6 +8,7 @@
 #include <windows.h>
 #include <array>
 #include <sddl.h>
+#include <thread>
 
 namespace kx::cli {
 namespace {
@@ -155,6 +156,28 @@ void largeRequest(Scene& scene, CheckNotes& notes) {
   }
 }
 
+// The system cancels what a thread that ends was writing; the browser has read nothing of it yet.
+void endedThread(Scene& scene, CheckNotes& notes) {
+  constexpr std::size_t kMegabyte = 1000000;
+  Browser browser(scene.room, notes, "fx", {"on before-request 2 {go}"});
+  browser.serve();
+  const Context context(scene.library);
+  notes.same("kx_Init()", kAllWell, context.start(browser.attaching()));
+  std::string told;
+
+  std::thread other([&] { told = context.play("# " + std::string(kMegabyte, 'm'), 1); });
+  other.join();
+  browser.signalGo();
+
+  notes.same("kx_Play() on a thread that ends", "-1, number -3, Error while sending request", told);
+  notes.same("the next kx_Play()", kAllWell, context.play("stop"));
+  const bool isCut = !browser.events("conn=1 torn").empty();
+  const bool isWhole = browser.recorded("request-1-2.bin").size() > kMegabyte;
+  notes.differs("a request whose thread has ended", "it is cut short, or nothing of it comes", !isWhole,
+                "nothing of it comes", !isCut && !isWhole,
+                isCut ? "it is cut short" : (isWhole ? "it comes whole" : "nothing of it comes"));
+}
+
 std::string driveWithoutDisk() {
   for (char letter = 'A'; letter <= 'Z'; ++letter) {
     const std::wstring root = {static_cast<wchar_t>(letter), L':', L'\\'};
@@ -228,6 +251,7 @@ std::vector<Check> windowsChecks(Scene& scene) {
       {"windows-long-path", "Windows and Wine: long paths", in(longPath)},
       {"windows-few-rights", "Windows and Wine: processes with few rights", in(fewRights)},
       {"windows-large-request", "Windows and Wine: very large requests", in(largeRequest)},
+      {"windows-ended-thread", "Windows and Wine: a thread that ends while it sends", in(endedThread)},
       {"windows-empty-drive", "Windows and Wine: a drive without a disk", in(emptyDrive)},
       {"windows-handles", "Windows and Wine: handles", in(handles)},
   };
