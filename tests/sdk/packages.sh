@@ -57,6 +57,14 @@ if [[ -z ${without:-} ]]; then
   transcript "$prefix/START_HERE.txt"
 fi
 
+echo "== kx selftest from the zip, in a folder with a blank and Cyrillic letters in its name"
+mkdir "$scratch/Папка пакета"
+cp -r "$prefix/bin" "$scratch/Папка пакета"
+(cd "$scratch/Папка пакета" && run bin/kx.exe selftest --only files --only launch-firefox --only commands >"$scratch/selftest.txt" 2>&1) || {
+  cat "$scratch/selftest.txt" >&2
+  exit 1
+}
+
 echo "== the examples of the zip, by their CMakeLists.txt"
 cmake -G Ninja -S "$prefix/share/kxtcp64/examples" -B "$scratch/examples" -DCMAKE_BUILD_TYPE=Release \
   -DCMAKE_TOOLCHAIN_FILE="$source_root/cmake/toolchains/mingw-w64-x86_64.cmake" >"$scratch/examples.log"

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Packs a build tree into a zip as ./dev sdk does, unpacks it into a folder with a blank and Cyrillic letters in its name, and
-# runs kx selftest there, in a new Wine prefix.
+# Makes the packages of a build tree, unpacks the zip into a folder with a blank and Cyrillic letters in its name, and runs
+# kx selftest there, in a new Wine prefix.
 #
 #     tests/sdk/selftest.sh BUILD-TREE SCRATCH-FOLDER [OPTION-OF-KX-SELFTEST...]
 set -Eeuo pipefail
@@ -15,15 +15,17 @@ trap 'wineserver -k 2>/dev/null || true' EXIT
 
 rm -rf "$scratch"
 folder="$scratch/Папка пакета"
-mkdir -p "$scratch/pack" "$folder" "$scratch/reports"
-cmake --install "$tree" --prefix "$scratch/pack/KXTCP64" >"$scratch/install.log"
-(cd "$scratch/pack" && cmake -E tar cf "$scratch/package.zip" --format=zip KXTCP64)
-(cd "$folder" && cmake -E tar xf "$scratch/package.zip")
+mkdir -p "$folder" "$scratch/reports"
+"$source_root/packaging/make_packages.sh" "$tree" "$scratch/packages" >"$scratch/packages.log" 2>&1 || {
+  tail -n 20 "$scratch/packages.log" >&2
+  exit 1
+}
+(cd "$folder" && cmake -E tar xf "$scratch"/packages/KXTCP64-*-sdk.zip)
 
 before=$(find "$folder" | sort)
 cd "$scratch/reports"
 status=0
-"$source_root/cmake/toolchains/run_with_wine" "$WINEPREFIX" "$folder/KXTCP64/bin/kx.exe" selftest "$@" </dev/null ||
+"$source_root/cmake/toolchains/run_with_wine" "$WINEPREFIX" "$folder"/KXTCP64-*/bin/kx.exe selftest "$@" </dev/null ||
   status=$?
 
 # What it may leave behind is its report.
