@@ -29,7 +29,12 @@ class PlayVerb : public ::testing::Test {
                               isInTerminal_,
                               interruption_,
                               [&] { return input_; },
-                              [&]() -> Library& { return library_; },
+                              [&]() -> Library& {
+                                if (isLibraryMissing_) {
+                                  throw Problem{kExitWrongUse, "there is no library"};
+                                }
+                                return library_;
+                              },
                               [&](const std::string& path) { return folder_ + path; },
                               [&](const std::string& path) { return path == existing_; },
                               [&](const std::string& path) { removed_.push_back(path); },
@@ -64,6 +69,7 @@ class PlayVerb : public ::testing::Test {
   std::vector<std::string> removed_;
   std::string folder_ = "C:\\";
   bool isInTerminal_ = false;
+  bool isLibraryMissing_ = false;
   std::ostringstream out_;
   std::ostringstream err_;
 };
@@ -207,6 +213,13 @@ TEST_F(PlayVerbWithReport, APlaceThatCannotBeWrittenIsToldBeforeAnythingIsStarte
   EXPECT_EQ(problem(),
             "The report cannot be written: " + path() + ". Is its folder there, and may you write to it?");
   EXPECT_TRUE(library_.calls().empty());
+}
+
+TEST_F(PlayVerbWithReport, WithoutAPageNoFileStaysBehind) {
+  isLibraryMissing_ = true;
+
+  EXPECT_EQ(problem(), "there is no library");
+  EXPECT_THAT(removed_, ::testing::ElementsAre(path(), "own.log"));
 }
 
 TEST_F(PlayVerbWithReport, CtrlCLeavesAReportOfWhatWasPlayed) {

@@ -160,6 +160,20 @@ TEST_F(KxPlayAttached, AReportTakesTheUsersLogAndLeavesIt) {
   EXPECT_THAT(fileBytes(log), HasSubstr("kx_Init start"));
 }
 
+TEST_F(KxPlayAttached, ARedactedReportHoldsNoValuesThoughTheLogDoes) {
+  const TempFolder folder;
+  const std::string log = folder.path("user.log");
+  const EnvironmentVariable on("KORVEX_LOG", "on");
+  const EnvironmentVariable path("KORVEX_LOGPATH", log);
+  const std::string report = folder.path("report.html");
+
+  play({"--macro", "extract $(password)", "--var", "password=hunter2", "--report", report, "--redact"});
+
+  EXPECT_THAT(fileBytes(log), HasSubstr("hunter2"));
+  EXPECT_EQ(fileBytes(report).find("hunter2"), std::string::npos);
+  EXPECT_EQ(kindsOfLog(reportData(report, "runs")[0]["log"]), "start request request ");
+}
+
 TEST_F(KxPlayAttached, ABrowserThatIsGoneIsNoConnection) {
   browser_.process().kill();
 
