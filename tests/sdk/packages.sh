@@ -137,6 +137,7 @@ grep -q "$installed/lib/KXTCP64.lib" "$scratch/port/build.ninja"
 echo "== the wheel"
 wheel=$packages/kxtcp64-$version-py3-none-win_amd64.whl
 compare wheel.txt "$wheel"
+grep -qx "py -m pip install $(basename "$wheel")" "$prefix/share/doc/kxtcp64/python.md"
 site=$scratch/site
 # A wheel for Windows is not for this system's Python, which pip can be told.
 if python3 -m pip --version >/dev/null 2>&1; then
@@ -162,6 +163,10 @@ runpy.run_path(sys.argv[0], run_name="__main__")
 PYTHON
 )
 [[ $example == 'Hello Oslo' ]]
+
+# bindings/node/tests/run.sh uses the npm package.
+npm_package=$packages/kxtcp64-$version.tgz
+if [[ -e $npm_package ]]; then compare npm.txt "$npm_package"; fi
 
 echo "== a signature"
 openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj '/CN=A test of KXTCP64' -addext extendedKeyUsage=codeSigning \

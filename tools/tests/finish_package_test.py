@@ -10,6 +10,7 @@ sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "packaging"))
 
 import check_files  # noqa: E402
 import finish_package  # noqa: E402
+import list_packages  # noqa: E402
 
 MAP = """Archive member included to satisfy reference by file (symbol)
 
@@ -71,6 +72,14 @@ class FinishPackage(unittest.TestCase):
         finish_package.add_pages_to_bill(bill, [("MIT", ["theme", "2.0"])])
         self.assertEqual(bill["packages"][-1]["name"], "theme")
         self.assertEqual(bill["relationships"][-1]["relatedSpdxElement"], bill["packages"][-1]["SPDXID"])
+
+    def test_lists_the_packages_with_the_library_in_them(self):
+        bill = finish_package.bill_of_materials("1.2.3", "g++ 12", {"KXTCP64.dll": ("ab" * 32, [PART])}, "2026-01-01T00:00:00Z")
+        full = list_packages.with_packages(bill, {"x.whl": "cd" * 32})
+        self.assertEqual(full["files"][-1]["checksums"][0]["checksumValue"], "cd" * 32)
+        self.assertIn({"spdxElementId": "SPDXRef-File-x.whl", "relationshipType": "CONTAINS",
+                       "relatedSpdxElement": "SPDXRef-File-KXTCP64.dll"}, full["relationships"])
+        self.assertEqual(len(bill["files"]), 1)
 
 
 class CheckFiles(unittest.TestCase):

@@ -15,26 +15,7 @@ koffi=$source_root/examples/other-languages/node_modules
 
 echo "== the tarball has these files and no others"
 tarball=$("$package/pack.sh" "$tree" "$scratch/packed")
-tar -tzf "$tarball" | sort | diff - <(sort <<'FILES'
-package/KXTCP64.dll
-package/LICENSE
-package/NOTICES.md
-package/README.md
-package/example.mjs
-package/gcc-mingw-w64-base.txt
-package/index.d.ts
-package/index.js
-package/interface.json
-package/lib/browser.js
-package/lib/command_line.js
-package/lib/errors.js
-package/lib/interface.js
-package/lib/library.js
-package/lib/options.js
-package/mingw-w64-common.txt
-package/package.json
-FILES
-)
+"$source_root/packaging/check_files.py" "$source_root/packaging/files/npm.txt" "$tarball"
 
 echo "== it can be installed into an empty folder"
 # koffi comes from what is installed already, therefore this needs no network. --force: the package is for Windows.
