@@ -1,5 +1,5 @@
 // What one attempt left, as a record: names are those of `kx play --json`.
-import { rowOf } from './catalogue.js';
+import { rowOf, rowOfId } from './catalogue.js';
 
 /** A failure that the cluster itself has seen, beside those of the catalogue. */
 export const OWN_FAILURES = Object.freeze({
@@ -86,21 +86,26 @@ export function outcomeOf({ left, error, attempt, worker, context, profile, star
 
 // A failure goes to the engine as an error. The engine keeps the stacks of all attempts, under the job's lock: the record
 // stands there, behind what a person wants to read.
-const MARK = '\n#record ';
+export const RECORD_MARK = '\n#record ';
 
 export class AttemptFailed extends Error {
   constructor(record, isFinal) {
     super(`${record.text} (${record.failure})`);
     // The engine gives up at once on an error of this name.
     this.name = isFinal ? 'UnrecoverableError' : 'AttemptFailed';
-    const reason = OWN_FAILURES[record.failure];
-    this.stack = `attempt ${record.attempt}, worker ${record.worker}: ${this.message}` +
-      `${reason ? `\n${reason.cause}` : ''}${MARK}${JSON.stringify(record)}`;
+    const reason = OWN_FAILURES[record.failure] ?? rowOfId(record.failure);
+    const lines = [
+      `attempt ${record.attempt}, worker ${record.worker}${record.seconds === null ? '' : `, ${record.seconds} s`}`,
+      `What: ${record.call ? `${record.call}() gave ${record.result}, error number ${record.number}: ` : ''}${record.text}`,
+      ...(reason ? [`Why: ${reason.cause}`, `What to do: ${reason.remedy}`] : []),
+      ...(record.screenshot ? [`Picture: ${record.screenshot}`] : []),
+    ];
+    this.stack = `${lines.join('\n')}${RECORD_MARK}${JSON.stringify(record)}`;
   }
 }
 
 /** The record in a stack that the engine has kept, or null. */
 export function recordIn(stack) {
-  const at = stack.lastIndexOf(MARK);
-  return at < 0 ? null : JSON.parse(stack.slice(at + MARK.length));
+  const at = stack.lastIndexOf(RECORD_MARK);
+  return at < 0 ? null : JSON.parse(stack.slice(at + RECORD_MARK.length));
 }

@@ -8,7 +8,7 @@ import { BullMQAdapter } from '@bull-board/api/bullMQAdapter';
 import { ExpressAdapter } from '@bull-board/express';
 import express from 'express';
 
-import { recordIn } from './outcome.js';
+import { RECORD_MARK, recordIn } from './outcome.js';
 
 // Digests have one length, and take the same time whatever the text is.
 const isSame = (a, b) => timingSafeEqual(createHash('sha256').update(a).digest(), createHash('sha256').update(b).digest());
@@ -23,27 +23,55 @@ function loginOf(name, password) {
   };
 }
 
-// Values of variables may be anybody's names and numbers: they are shown when that is asked for.
-function jobForThePage(data, showsValues) {
-  if (showsValues || !data?.variables) return data;
-  return { ...data, variables: Object.fromEntries(Object.keys(data.variables).map((name) => [name, '(hidden)'])) };
+// Values of variables, and what pages showed, may be anybody's names and numbers: they are shown when that is asked for.
+const HIDDEN = '(hidden)';
+
+function dataForThePage(data) {
+  return data?.variables ? { ...data, variables: Object.fromEntries(Object.keys(data.variables).map((name) => [name, HIDDEN])) } : data;
+}
+
+function recordForThePage(record) {
+  if (!record?.outcome) return record;
+  return { ...record, extracts: record.extracts && record.extracts.map(() => HIDDEN), profiler: record.profiler && HIDDEN };
 }
 
 // The record is for programs; a person reads what stands in front of it.
-const stackForThePage = (text) => (typeof text === 'string' && recordIn(text) ? text.slice(0, text.lastIndexOf('\n#record ')) : text);
+const stackForThePage = (stack) => (recordIn(stack) ? stack.slice(0, stack.lastIndexOf(RECORD_MARK)) : stack);
+
+class Adapter extends BullMQAdapter {
+  #shorten(job) {
+    if (job) job.stacktrace = job.stacktrace?.map(stackForThePage);
+    return job;
+  }
+
+  async getJob(...args) {
+    return this.#shorten(await super.getJob(...args));
+  }
+
+  async getJobs(...args) {
+    return (await super.getJobs(...args)).map((job) => this.#shorten(job));
+  }
+}
+
+// Nothing comes from another server, and no other page can hold this one in a frame.
+const POLICY = "default-src 'self'; script-src 'self' 'unsafe-inline'; style-src 'self' 'unsafe-inline'; img-src 'self' data:; " +
+  "font-src 'self' data:; frame-ancestors 'none'";
 
 /** A server that is not listening yet. */
 export function pageServer(groups, { login, password, certificate, key, actions = false, showsValues = false }) {
   const adapter = new ExpressAdapter();
   adapter.setBasePath('/');
   const queues = groups.map((group) => {
-    const queue = new BullMQAdapter(group.queue, {
+    const queue = new Adapter(group.queue, {
       readOnlyMode: !actions,
       allowRetries: actions,
-      description: 'Macros of a group, and what became of them',
+      description: 'macros, and what became of them',
     });
     queue.setFormatter('name', (job) => `row ${job.data?.row} of ${job.data?.batch}: ${job.name}`);
-    queue.setFormatter('data', (data) => jobForThePage(data, showsValues));
+    if (!showsValues) {
+      queue.setFormatter('data', dataForThePage);
+      queue.setFormatter('returnValue', recordForThePage);
+    }
     return queue;
   });
   createBullBoard({
@@ -55,7 +83,7 @@ export function pageServer(groups, { login, password, certificate, key, actions 
   app.disable('x-powered-by');
   app.use(loginOf(login, password));
   app.use((request, response, next) => {
-    response.set('X-Frame-Options', 'DENY');
+    response.set({ 'Content-Security-Policy': POLICY, 'Referrer-Policy': 'no-referrer', 'X-Content-Type-Options': 'nosniff' });
     next();
   });
   app.use('/', adapter.getRouter());

@@ -6,7 +6,7 @@ import path from 'node:path';
 import { after, before, describe, test } from 'node:test';
 
 import { RedisServer } from './support/redis.mjs';
-import { kxCluster, kxClusters, scratch } from './support/programs.mjs';
+import { kxCluster, kxClusters, scratch, startKxCluster, until } from './support/programs.mjs';
 
 const folder = path.join(scratch, 'command-line');
 const at = (name) => path.join(folder, name);
@@ -108,6 +108,31 @@ describe('the command line', { concurrency: 4 }, () => {
       assert.match(refused.err, /TLS failed .* --ca FILE names the certificate/);
     } finally {
       await tls.kill();
+    }
+  });
+
+  test('the page is behind a log-in, and shows jobs without the values of their variables', async () => {
+    const where = ['--redis', redis.where, '--group', 'page'];
+    await kxCluster([...submit('--csv', at('rows.csv')), '--group', 'page', '--batch', 'b']);
+    const page = startKxCluster(['page', ...where, '--port', '0'], { env: { KX_CLUSTER_LOGIN: 'right' } });
+    try {
+      const address = await until('it listens', () => /^http:\/\/127\.0\.0\.1:\d+\//.exec(page.out())?.[0]);
+      const get = (path, login) => fetch(address + path, { headers: login ? { Authorization: `Basic ${btoa(login)}` } : {} });
+      for (const login of [undefined, 'kx:wrong', 'ada:right', ':']) {
+        for (const path of ['', 'api/queues']) assert.equal((await get(path, login)).status, 401, `${login} ${path}`);
+      }
+      const front = await get('', 'kx:right');
+      assert.equal(front.status, 200);
+      assert.match(front.headers.get('content-security-policy'), /default-src 'self'.*frame-ancestors 'none'/);
+      const { queues: [queue] } = await (await get('api/queues?activeQueue=page&status=waiting', 'kx:right')).json();
+      assert.equal(queue.jobs.length, 2);
+      assert.deepEqual(queue.jobs.map(({ data }) => data.variables), [{ n: '(hidden)' }, { n: '(hidden)' }]);
+      // The page shows, and changes nothing.
+      const refused = await fetch(`${address}api/queues/page/${queue.jobs[0].id}/clean`, { method: 'PUT', headers: { Authorization: `Basic ${btoa('kx:right')}` } });
+      assert.equal(refused.status, 405);
+    } finally {
+      page.kill('SIGTERM');
+      assert.equal((await page.ended).code, 0);
     }
   });
 

@@ -25,8 +25,10 @@ export function start(args, { env = {}, input = 'ignore', node = [process.execPa
   return child;
 }
 
+export const startKxCluster = (args, options) => start([program, ...args], options);
+
 /** Runs kx-cluster to its end. */
-export const kxCluster = (args, options) => start([program, ...args], options).ended;
+export const kxCluster = (args, options) => startKxCluster(args, options).ended;
 
 /** Runs several command lines of kx-cluster, one after the other, in one process. */
 export async function kxClusters(lines) {
