@@ -13,17 +13,20 @@ from pathlib import Path
 
 from finish_package import DOCUMENTS, identifier, sha256
 
+WITHOUT_THE_DLL = ("kx-cluster-",)
+
 
 def with_packages(bill, checksums):
-    """The bill with the finished packages, each of which holds the DLL. checksums: name of a package -> its checksum."""
+    """The bill with the finished packages. checksums: name of a package -> its checksum."""
     bill = json.loads(json.dumps(bill))
     library = identifier("File-KXTCP64.dll")
     for name, checksum in checksums.items():
         bill["files"].append({"SPDXID": identifier(f"File-{name}"), "fileName": f"./{name}", "fileTypes": ["ARCHIVE"],
                               "checksums": [{"algorithm": "SHA256", "checksumValue": checksum}],
                               "licenseConcluded": "NOASSERTION", "copyrightText": "NOASSERTION"})
-        bill["relationships"].append({"spdxElementId": identifier(f"File-{name}"), "relationshipType": "CONTAINS",
-                                      "relatedSpdxElement": library})
+        if not name.startswith(WITHOUT_THE_DLL):
+            bill["relationships"].append({"spdxElementId": identifier(f"File-{name}"), "relationshipType": "CONTAINS",
+                                          "relatedSpdxElement": library})
         bill["relationships"].append({"spdxElementId": "SPDXRef-DOCUMENT", "relationshipType": "DESCRIBES",
                                       "relatedSpdxElement": identifier(f"File-{name}")})
     return bill

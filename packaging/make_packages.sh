@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Makes the packages of a build tree, and lists them: the zip, the wheel for Python, the npm package where npm is there.
+# Makes the packages of a build tree, and lists them: the zip, the wheel for Python, the npm packages where npm is there.
 #
 #     packaging/make_packages.sh BUILD-TREE TARGET-FOLDER [--pages FOLDER] [--sign CERTIFICATE]
 #
@@ -39,9 +39,10 @@ find "$prefix" -exec touch --no-dereference --date="@$(git -C "$here" log -1 --f
 "$here/make_wheel.py" "$prefix" "$version" "$target"
 if command -v npm >/dev/null; then
   "$here/../bindings/node/pack.sh" "$tree" "$target.npm" "$prefix" | tail -n 1
+  "$here/../cluster/pack.sh" "$target.npm" | tail -n 1
   mv "$target.npm"/*.tgz "$target"
 else
-  echo "no npm package: npm is missing, see ./dev setup --browsers"
+  echo "no npm packages: npm is missing, see ./dev setup --browsers"
 fi
 "$here/list_packages.py" "$target" "$prefix"
 rm -rf "$target.list" "$target.npm" "$target.unpacked"
