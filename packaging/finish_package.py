@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Adds to an installed package what the zip has more: START_HERE.txt, the pages, the bill of materials, the NuGet layout, the
+"""Adds to an installed package what the zip has more: START_HERE.txt, the pages, the bill of materials, the
 vcpkg port, the checksums. Then compares its files with the list packaging/files/zip.txt.
 
     packaging/finish_package.py BUILD-TREE PREFIX [--pages FOLDER]
@@ -160,24 +160,6 @@ def parts_of(tree, name):
     return sorted(parts)
 
 
-def write_nuget_layout(prefix, version, description):
-    folder = prefix / "nuget"
-    copies = {
-        "bin/KXTCP64.dll": "runtimes/win-x64/native/KXTCP64.dll",
-        "include/kxtcp64/kxtcp64.h": "build/native/include/kxtcp64/kxtcp64.h",
-        "lib/kxtcp64.def": "build/native/KXTCP64.def",
-        DOCUMENTS / "LICENSE": "LICENSE",
-        DOCUMENTS / "NOTICES.md": "NOTICES.md",
-    }
-    for source, target in copies.items():
-        (folder / target).parent.mkdir(parents=True, exist_ok=True)
-        shutil.copyfile(prefix / source, folder / target)
-    shutil.copyfile(HERE / "kxtcp64.targets", folder / "build/native/KXTCP64.targets")
-    text = (HERE / "kxtcp64.nuspec.in").read_text(encoding="utf-8")
-    text = text.replace("@VERSION@", version).replace("@DESCRIPTION@", description)
-    (folder / "KXTCP64.nuspec").write_text(text, encoding="utf-8")
-
-
 def write_first_files(prefix, version):
     """What a Windows user reads and types first; with Windows' line ends."""
     for name in ("START_HERE.txt", "try_it.cmd"):
@@ -252,7 +234,6 @@ def main():
     (prefix / DOCUMENTS / "sbom.spdx.json").write_text(json.dumps(bill, indent=2) + "\n", encoding="utf-8")
     write_first_files(prefix, version)
     description = cache_value(tree, "CMAKE_PROJECT_DESCRIPTION")
-    write_nuget_layout(prefix, version, description)
     write_vcpkg_port(prefix, version, description)
     count = write_checksums(prefix)
     wanted = check_files.wanted_lines((HERE / "files/zip.txt").read_text(encoding="utf-8"), version)

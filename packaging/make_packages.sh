@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Makes the packages of a build tree, and lists them: the zip, the wheel for Python, the npm packages where npm is there.
+# Makes the packages of a build tree, and lists them: the zip, the wheel for Python, the npm packages where npm is there, the NuGet
+# package where there is a .NET SDK.
 #
-#     packaging/make_packages.sh BUILD-TREE TARGET-FOLDER [--pages FOLDER] [--sign CERTIFICATE]
+#     packaging/make_packages.sh BUILD-TREE TARGET-FOLDER [--pages FOLDER] [--sign CERTIFICATE] [--without-nuget]
 #
 # TARGET-FOLDER then holds the packages, SHA256SUMS and the bill of materials, and nothing else. FOLDER has the pages, see
 # docs/pages/build.py. CERTIFICATE signs the DLL and the programs before they are packed, see sign.sh.
@@ -15,10 +16,16 @@ target=$(realpath -m "$2")
 shift 2
 pages=()
 certificate=
+nuget=yes
 while (($# > 0)); do
   case $1 in
     --pages) pages=(--pages "$(readlink -f "$2")") ;;
     --sign) certificate=$(readlink -f "$2") ;;
+    --without-nuget)
+      nuget=
+      shift
+      continue
+      ;;
     *) exit 2 ;;
   esac
   shift 2
@@ -43,6 +50,11 @@ if command -v npm >/dev/null; then
   mv "$target.npm"/*.tgz "$target"
 else
   echo "no npm packages: npm is missing, see ./dev setup --browsers"
+fi
+if [[ -n $nuget ]] && command -v dotnet >/dev/null; then
+  "$here/../bindings/csharp/pack.sh" "$prefix" "$version" "$target"
+elif [[ -n $nuget ]]; then
+  echo "no NuGet package: dotnet, the .NET SDK, is missing; Debian has no package of it"
 fi
 "$here/list_packages.py" "$target" "$prefix"
 rm -rf "$target.list" "$target.npm" "$target.unpacked"

@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
-# Uses the packages from the finished files, each in an empty place: the zip, the wheel for Python, the port for vcpkg. A host
+# Uses the packages from the finished files, each in an empty place: zip, wheel, NuGet package, port for vcpkg. A host
 # is built for Microsoft's linker, and what is signed is looked at.
 #
 #     tests/sdk/packages.sh BUILD-TREE SCRATCH-FOLDER [PACKAGES]
 #
-# PACKAGES is the folder in which packaging/make_packages.sh has left them; without it they are made here, the pages left out.
+# PACKAGES is the folder in which packaging/make_packages.sh has left them; without it they are made here, the pages
+# and the NuGet package left out.
 set -Eeuo pipefail
 
 trap 'echo "packages: failed in line $LINENO: $BASH_COMMAND" >&2' ERR
@@ -15,7 +16,7 @@ rm -rf "$prefix"
 packages=${3:+$(readlink -f "$3")}
 if [[ -z $packages ]]; then
   packages=$scratch/packages
-  "$source_root/packaging/make_packages.sh" "$tree" "$packages" >"$scratch/packages.log" 2>&1 || {
+  "$source_root/packaging/make_packages.sh" "$tree" "$packages" --without-nuget >"$scratch/packages.log" 2>&1 || {
     tail -n 20 "$scratch/packages.log" >&2
     exit 1
   }
@@ -167,6 +168,14 @@ PYTHON
 # bindings/node/tests/run.sh uses the npm package.
 npm_package=$packages/kxtcp64-$version.tgz
 if [[ -e $npm_package ]]; then compare npm.txt "$npm_package"; fi
+echo "== the NuGet package"
+if [[ -z ${3:-} ]]; then
+  echo "packages: left to ./dev sdk"
+elif command -v dotnet >/dev/null; then
+  "$source_root/bindings/csharp/tests/package.sh" "$tree" "$scratch/nuget" "$packages/KXTCP64.$version.nupkg"
+else
+  echo "packages: there is no .NET SDK here: no NuGet package is made"
+fi
 
 echo "== a signature"
 openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj '/CN=A test of KXTCP64' -addext extendedKeyUsage=codeSigning \
