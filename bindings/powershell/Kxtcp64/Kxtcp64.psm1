@@ -1,4 +1,5 @@
-# The functions of the module. Each calls the wrapper for .NET, Kxtcp64.Net.dll, which lies beside this file with KXTCP64.dll.
+# The functions of the module; the manifest says which of them users see. Each calls the wrapper for .NET, Kxtcp64.Net.dll,
+# which lies beside this file with KXTCP64.dll.
 Set-StrictMode -Version 3.0
 
 # The time-out that the wrapper takes; 0 seconds are no limit.
@@ -254,6 +255,3 @@ function Get-KxRunnerArgument {
   $startPage = if ($given.ContainsKey('Page')) { $Page } else { [NullString]::Value }
   Invoke-Wrapper $PSCmdlet $null -Terminating { [Kxtcp64.Browser]::RunnerArguments((New-StartOption $given), $startPage) }
 }
-
-Export-ModuleMember -Function Start-KxBrowser, Stop-KxBrowser, Invoke-KxMacro, Get-KxLastPlay, Set-KxVariable, Show-KxMessage,
-  Save-KxScreenshot, Get-KxRunnerArgument
