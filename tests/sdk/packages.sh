@@ -168,6 +168,7 @@ PYTHON
 # bindings/node/tests/run.sh uses the npm package.
 npm_package=$packages/kxtcp64-$version.tgz
 if [[ -e $npm_package ]]; then compare npm.txt "$npm_package"; fi
+
 echo "== the NuGet package"
 if [[ -z ${3:-} ]]; then
   echo "packages: left to ./dev sdk"
