@@ -39,10 +39,8 @@ cmake --install "$tree" --prefix "$prefix" >/dev/null
 if [[ -n $certificate ]]; then "$here/sign.sh" "$certificate" "$prefix"/bin/*.dll "$prefix"/bin/*.exe; fi
 "$here/finish_package.py" "$tree" "$prefix" "${pages[@]}"
 
-# The same files give the same zip: their times are that of the last change, and their order is that of their names.
-find "$prefix" -exec touch --no-dereference --date="@$(git -C "$here" log -1 --format=%ct 2>/dev/null || echo 315532800)" {} +
-(cd "$target.unpacked" && find "KXTCP64-$version" -type f | LC_ALL=C sort >"$target.list" &&
-  cmake -E tar cf "$target/KXTCP64-$version-sdk.zip" --format=zip --files-from="$target.list")
+# The time of the files is that of the last change.
+"$here/zip_file.py" "$prefix" "$target/KXTCP64-$version-sdk.zip" "$(git -C "$here" log -1 --format=%ct 2>/dev/null || echo 0)"
 "$here/make_wheel.py" "$prefix" "$version" "$target"
 if command -v npm >/dev/null; then
   "$here/../bindings/node/pack.sh" "$tree" "$target.npm" "$prefix" | tail -n 1
@@ -57,4 +55,4 @@ elif [[ -n $nuget ]]; then
   echo "no NuGet package: dotnet, the .NET SDK, is missing; Debian has no package of it"
 fi
 "$here/list_packages.py" "$target" "$prefix"
-rm -rf "$target.list" "$target.npm" "$target.unpacked"
+rm -rf "$target.npm" "$target.unpacked"

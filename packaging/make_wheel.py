@@ -9,8 +9,9 @@ PREFIX is an installed package, as cmake --install or ./dev sdk leaves it. The s
 import base64
 import hashlib
 import sys
-import zipfile
 from pathlib import Path
+
+from zip_file import write_zip
 
 DOCUMENTS = Path("share/doc/kxtcp64")
 TAG = "py3-none-win_amd64"
@@ -61,12 +62,7 @@ def contents(prefix, version):
 def write_wheel(prefix, version, target):
     path = target / f"kxtcp64-{version}-{TAG}.whl"
     target.mkdir(parents=True, exist_ok=True)
-    with zipfile.ZipFile(path, "w", zipfile.ZIP_DEFLATED) as wheel:
-        for name, data in contents(prefix, version).items():
-            entry = zipfile.ZipInfo(name, date_time=(1980, 1, 1, 0, 0, 0))
-            entry.compress_type = zipfile.ZIP_DEFLATED
-            entry.external_attr = 0o644 << 16
-            wheel.writestr(entry, data)
+    write_zip(path, contents(prefix, version), 0)
     return path
 
 

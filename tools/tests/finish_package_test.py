@@ -11,6 +11,7 @@ sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "packaging"))
 import check_files  # noqa: E402
 import finish_package  # noqa: E402
 import list_packages  # noqa: E402
+import zip_file  # noqa: E402
 
 MAP = """Archive member included to satisfy reference by file (symbol)
 
@@ -80,6 +81,16 @@ class FinishPackage(unittest.TestCase):
         self.assertIn({"spdxElementId": "SPDXRef-File-x.whl", "relationshipType": "CONTAINS",
                        "relatedSpdxElement": "SPDXRef-File-KXTCP64.dll"}, full["relationships"])
         self.assertEqual(len(bill["files"]), 1)
+
+
+class ZipFile(unittest.TestCase):
+    def test_gives_the_same_bytes_for_the_same_files(self):
+        with tempfile.TemporaryDirectory() as folder:
+            packed = [Path(folder) / "a.zip", Path(folder) / "b.zip"]
+            for path in packed:
+                zip_file.write_zip(path, {"x/a.txt": b"a", "x/b.txt": b"b"}, 0)
+            self.assertEqual(packed[0].read_bytes(), packed[1].read_bytes())
+            self.assertEqual(check_files.files_of(packed[0]), {"x/a.txt", "x/b.txt"})
 
 
 class CheckFiles(unittest.TestCase):
