@@ -6,7 +6,7 @@
 # WHAT  page        docs/other-languages.md shows these very files, and the one in Python can be compiled
 #       javascript  what the page shows is what happens, with Node for Windows under Wine; setup.sh of peers/browsers has
 #                   fetched that and the host's packages
-#       csharp      the project builds; it needs the .NET SDK
+#       csharp      the host, as a program for Windows that brings .NET along, prints what the page says; it needs the .NET SDK
 set -Eeuo pipefail
 
 trap 'echo "other languages: failed in line $LINENO: $BASH_COMMAND" >&2' ERR
@@ -32,8 +32,14 @@ case $3 in
     transcript <(sed -n '/^### JavaScript$/,/^### /p' "$page")
     ;;
   csharp)
-    DOTNET_CLI_TELEMETRY_OPTOUT=1 dotnet build --nologo -warnaserror "$hosts" -o "$scratch/out"
+    DOTNET_CLI_TELEMETRY_OPTOUT=1 dotnet publish --nologo -warnaserror --runtime win-x64 --self-contained \
+      -p:InvariantGlobalization=true -p:DebugType=none "$hosts" -o "$scratch/out"
     cmp "$prefix/bin/KXTCP64.dll" "$scratch/out/KXTCP64.dll"
+    # Wine loads the files of .NET only where mscoree is not switched off.
+    export WINEDLLOVERRIDES='mshtml=;winemenubuilder.exe=d'
+    host() { (run "$scratch/out/host.exe" "$(windows_path "$prefix/bin/kxsim.exe")" "$1" 2>&1 || echo "ended with $?") | unix_lines; }
+    [[ $(host 'extract Hello $(city)') == 'the first extract: Hello Tromsø' ]]
+    [[ $(host 'fail -50 There is no such button') == $'kx_Play failed: result -1, error -50: There is no such button\nended with 1' ]]
     ;;
   *) exit 2 ;;
 esac
