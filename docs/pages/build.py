@@ -316,10 +316,12 @@ def build(target):
     pages.put("reference/functions", header_functions(read(HEADER)), ".rst")
     pages.put("reference/interface", interface_page(interface))
     pages.index()
-    for name, place in (("conf.py", "conf.py"), ("pages.css", "_static/pages.css"), ("pages.js", "_static/scripts/furo.js")):
+    for name, place in (("conf.py", "conf.py"), ("pages.css", "_static/pages.css"), ("pages.js", "_static/pages.js")):
         (pages.source / place).parent.mkdir(parents=True, exist_ok=True)
         shutil.copyfile(HERE / name, pages.source / place)
 
+    # The theme's script, in whose place pages.js is.
+    pages.put("_static/scripts/furo", "// See pages.js.\n", ".js")
     environment = {**os.environ, "KX_VERSION": version, "KX_DOXYGEN_XML": str(doxygen(target)), "SOURCE_DATE_EPOCH": "0"}
     run("sphinx-build", "sphinx-build", "-b", "html", "-W", "--keep-going", "-q", "-d", str(target / "doctrees"),
         str(pages.source), str(target / "html"), env=environment)

@@ -28,6 +28,7 @@ html_show_copyright = False
 html_last_updated_fmt = None
 html_static_path = ["_static"]
 html_css_files = ["pages.css"]
+html_js_files = ["pages.js"]
 html_theme_options = {"navigation_with_keys": True}
 # Programs of all kinds stand in fences without a language.
 highlight_language = "none"

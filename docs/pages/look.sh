@@ -28,6 +28,12 @@ for page in index first-steps/python errors reference/functions troubleshooting;
 done
 for picture in light dark narrow; do [[ -s $pictures/errors-$picture.png ]]; done
 
+# The pages' script has run: the button for light and dark is there.
+if browse index.html --dump-dom | grep -q '<html[^>]*no-js'; then
+  echo "look: the pages' script does not run" >&2
+  exit 1
+fi
+
 # searches WORDS PAGE: the search finds the page.
 searches() {
   browse "search.html?q=$1" --dump-dom | grep -q "<li[^>]*><a href=\"$2" || {

@@ -1,5 +1,5 @@
-// Light, dark, or as the system is: one button goes through the three, and the choice is kept. It takes the place of the
-// theme's own script, which Debian 12 packs as a module that no page can load.
+// Light, dark, or as the system is: one button goes through the three, and the choice is kept. The theme's own script is a
+// module, as Debian packs it, and browsers load no module from a disk.
 (() => {
   const themes = ['auto', 'light', 'dark'];
   const next = () => {
