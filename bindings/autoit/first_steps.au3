@@ -5,7 +5,10 @@
 #include "KXTCP64.au3"
 
 Local $hBrowser = _Kx_Start("fx", "work", $CmdLine[1])
-If @error Then Exit ConsoleWriteError(_Kx_ErrorText() & @CRLF)
+If @error Then
+    ConsoleWriteError(_Kx_ErrorText() & @CRLF)
+    Exit 1
+EndIf
 _Kx_SetVariable($hBrowser, "city", "Oslo")
 Local $aExtracts = _Kx_Play($hBrowser, $CmdLine[2])
 If @error Then ConsoleWriteError(_Kx_ErrorText() & @CRLF)

@@ -91,6 +91,22 @@ class Derived(unittest.TestCase):
     def test_the_definition_file_names_the_exports_in_order(self):
         self.assertEqual(interface.definition_file(DESCRIPTION), "LIBRARY A\nEXPORTS\n    kx_Copy\n    kx_End\n")
 
+    def test_the_declarations_of_a_language_have_its_types_in_the_order_of_the_arguments(self):
+        for make, lines in (
+                (interface.csharp_declarations, ["  internal static extern void kx_End();",
+                                                 "  internal static extern int kx_Copy(int context, [In, Out] byte[]? text, int size);"]),
+                (interface.csharp_constants, ["  public const int KX_OK = 0;", "  public const int KX_TOO_SMALL = -2;"]),
+                (interface.pascal_declarations, [
+                    "  KX_TOO_SMALL = -2;", "procedure kx_End; cdecl; external KxLibrary;",
+                    "function kx_Copy(AContext: Integer; AText: PAnsiChar; ASize: Integer): Integer; cdecl; external KxLibrary;"]),
+                (interface.autoit_declarations, [
+                    "Global Const $KX_TOO_SMALL = -2", "Func __Dll_kx_Copy($context, $text, $size)",
+                    '    Local $aCall = DllCall($__hKxLibrary, "none:cdecl", "kx_End")',
+                    '    Local $aCall = DllCall($__hKxLibrary, "int:cdecl", "kx_Copy", "int", $context, "ptr", $text, "int", $size)'])):
+            made = make(DESCRIPTION).splitlines()
+            for line in lines:
+                self.assertIn(line, made)
+
     def test_a_block_is_replaced_between_its_marks(self):
         text = "a\n# made from bindings/interface.json\nold\n# end of what is made\nz\n"
         self.assertEqual(interface.with_block(text, "new\n"), text.replace("old", "new"))

@@ -17,9 +17,11 @@ export WINEDLLOVERRIDES='mshtml=;winemenubuilder.exe=d'
 run() { "$wrapper/../../cmake/toolchains/run_with_wine" "$tree/wineprefix" "$@" </dev/null; }
 windows_path() { tr / '\\' <<<"Z:$1"; }
 
-# publish PROJECT FOLDER. Without debug information: under Wine 8 a test that fails would hang while .NET looks for its lines.
+# publish PROJECT FOLDER [OPTION...]: without debug information, for under Wine 8 a test that fails would hang while .NET
+# looks for its lines.
 publish() {
-  dotnet publish --verbosity quiet --artifacts-path "$scratch/artifacts" -p:DebugType=none --output "$2" "$wrapper/$1" >"$scratch/publish.log" 2>&1 || {
+  dotnet publish --verbosity quiet --artifacts-path "$scratch/artifacts" -p:DebugType=none --output "$2" "$1" "${@:3}" \
+    >"$scratch/publish.log" 2>&1 || {
     grep -E 'error|warning' "$scratch/publish.log" | sort -u >&2
     exit 1
   }
@@ -33,7 +35,7 @@ sed -n '/^```powershell$/,/^```$/{/^```/!p}' "$wrapper/../powershell/README.md" 
 sed -n '/^```autoit$/,/^```$/{/^```/!p}' "$wrapper/../autoit/README.md" | diff "$wrapper/../autoit/first_steps.au3" -
 
 echo "== the tests"
-publish tests "$scratch/tests"
+publish "$wrapper/tests" "$scratch/tests"
 cp "$tree/bin/KXTCP64.dll" "$scratch/tests"
 KX_SIMULATOR=$(windows_path "$tree/bin/kxsim.exe") KX_MODULE=$(windows_path "$wrapper/../powershell/Kxtcp64") \
   run "$scratch/tests/wrapper_tests.exe" >"$scratch/tests.log" 2>&1 || {

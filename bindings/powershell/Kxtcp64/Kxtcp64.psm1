@@ -28,7 +28,7 @@ function Invoke-Wrapper([System.Management.Automation.PSCmdlet] $Caller, [object
   if ($Terminating) { $Caller.ThrowTerminatingError($record) } else { $Caller.WriteError($record) }
 }
 
-function New-StartOption([hashtable] $Given) {
+function New-StartOption([System.Collections.IDictionary] $Given) {
   $options = [Kxtcp64.StartOptions]::new()
   if ($Given.ContainsKey('Profile')) { $options.Profile = $Given.Profile }
   if ($Given.ContainsKey('Chrome') -or $Given.ContainsKey('UserDataDir')) {
