@@ -231,11 +231,9 @@ std::vector<CheckResult> runChecks(const std::vector<Check>& checks, const Check
 }
 
 std::vector<Check> chosenChecks(const std::vector<Check>& checks, const std::vector<std::string>& names) {
+  std::vector<std::string> known(checks.size());
+  std::transform(checks.begin(), checks.end(), known.begin(), [](const Check& check) { return check.name; });
   for (const std::string& name : names) {
-    std::vector<std::string> known;
-    for (const Check& check : checks) {
-      known.push_back(check.name);
-    }
     if (std::find(known.begin(), known.end(), name) == known.end()) {
       const auto near = nearest(name, known);
       throw Problem{kExitWrongUse, "There is no check " + onOneLine(name) + "." +

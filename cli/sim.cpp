@@ -135,10 +135,8 @@ std::vector<Misbehaviour> chosenOf(const std::vector<Misbehaviour>& all,
     const auto found =
         std::find_if(all.begin(), all.end(), [&](const Misbehaviour& one) { return one.name == name; });
     if (found == all.end()) {
-      std::vector<std::string> known;
-      for (const Misbehaviour& one : all) {
-        known.push_back(one.name);
-      }
+      std::vector<std::string> known(all.size());
+      std::transform(all.begin(), all.end(), known.begin(), [](const Misbehaviour& one) { return one.name; });
       const auto near = nearest(name, known);
       throw Problem{kExitWrongUse, "There is no misbehaviour " + onOneLine(name) + "." +
                                        (near ? " Did you mean " + *near + "?" : "") +

@@ -177,6 +177,8 @@ TEST(CommandLines, HelpHasTheOptionsAndExamplesOfItsVerb) {
 TEST(CommandLines, CompletionKnowsVerbsAndTheirOptions) {
   EXPECT_THAT(powerShellCompletion(), HasSubstr("'play' = @("));
   EXPECT_THAT(powerShellCompletion(), HasSubstr("'--parallel'"));
+  EXPECT_THAT(powerShellCompletion(), HasSubstr("'sim' = @('--list', '--print-script'"));
+  EXPECT_THAT(powerShellCompletion(), HasSubstr("'selftest' = @('--only', '--list', '--report', '--json'"));
 }
 
 TEST(LibraryOptions, AreWhatTheLibraryUnderstands) {

@@ -185,6 +185,15 @@ TEST_F(KxSelfTest, WithoutTheLibraryOrTheSimulatorItSaysSo) {
   EXPECT_TRUE(std::filesystem::is_empty(wide(temp_.path("temp"))));
 }
 
+TEST_F(KxSelfTest, WithoutATemporaryFolderItSaysSo) {
+  const EnvironmentVariable temp("TEMP", "C:\\no\\such\\folder");
+
+  const KxOutcome outcome = kx(words({}));
+
+  EXPECT_EQ(outcome.exitCode, 4U);
+  EXPECT_THAT(outcome.err, HasSubstr("No folder can be made in TEMP, C:\\no\\such\\folder, error 3."));
+}
+
 TEST_F(KxSelfTest, CtrlCEndsItAndLeavesNothingBehind) {
   const EnvironmentVariable temp("TEMP", temp_.path("temp"));
   KxProgram program(words({}), "", path("kx.exe"));

@@ -4,7 +4,7 @@
 namespace kx::cli {
 namespace {
 
-constexpr std::size_t kMegabytes16 = 16U * 1024 * 1024;
+constexpr std::size_t kMegabytes16 = std::size_t{16} * 1024 * 1024;
 
 std::string requestText(const std::string& type, const std::string& arguments) {
   return "{\n \"type\" : \"" + type + "\",\n \"args\" : " + arguments + "\n}";

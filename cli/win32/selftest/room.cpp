@@ -108,6 +108,9 @@ Room::Room() : userName_(environment("USERNAME")) {
   folder_ = parent + "\\kx-selftest-" + std::to_string(::GetCurrentProcessId()) + "-" +
             std::to_string(::GetTickCount64());
   temp_ = path("temp");
+  if (parent.empty()) {
+    throw Problem{kExitProblem, "TEMP is not set: there is no place for what the self-test writes."};
+  }
   if (::CreateDirectoryW(utf16FromUtf8(folder_).c_str(), nullptr) == FALSE) {
     throw Problem{kExitProblem, "No folder can be made in TEMP, " + parent + ", error " +
                                     std::to_string(::GetLastError()) + "."};

@@ -133,7 +133,7 @@ void fewRights(Scene& scene, CheckNotes& notes) {
 }
 
 void largeRequest(Scene& scene, CheckNotes& notes) {
-  constexpr std::size_t kMegabytes16 = 16U * 1024 * 1024;
+  constexpr std::size_t kMegabytes16 = std::size_t{16} * 1024 * 1024;
   Browser browser(scene.room, notes, "fx");
   browser.serve();
   const Context context(scene.library);
