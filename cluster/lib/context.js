@@ -30,7 +30,9 @@ export class Context {
         if (!(await this.#hasProfile()) || !(await this.#hasBrowser())) continue;
         this.state = 'waiting';
         const held = await this.engine.next();
-        if (held) await this.#perform(held);
+        if (held && this.lease.isHeld) await this.#perform(held);
+        // It was cut off for so long that another worker has the profile.
+        else if (held) await held.giveBack();
       }
     } finally {
       this.state = 'ending';

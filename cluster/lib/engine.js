@@ -91,6 +91,11 @@ class HeldJob {
     return this.#report(() => this.job.moveToCompleted(record, this.#token, false));
   }
 
+  /** Another worker takes it; this was no attempt. */
+  giveBack() {
+    return this.#report(() => this.job.moveToDelayed(Date.now(), this.#token));
+  }
+
   /** The engine decides whether there is another try. */
   fail(error) {
     return this.#report(() => this.job.moveToFailed(error, this.#token, false));

@@ -2,7 +2,6 @@
 // On one machine a name that the operating system takes back with its process decides; between machines, for folders that
 // they share, a lease in Redis does, which whoever is cut off or has died loses when it runs out.
 import { randomUUID } from 'node:crypto';
-import net from 'node:net';
 import os from 'node:os';
 
 import { digest } from './keys.js';
@@ -19,26 +18,18 @@ export function profileIdentity({ browser = 'fx', profile, userDataDir }) {
   return `${place}${browser}\n${profile ?? ''}\n${folder}`;
 }
 
-// The name of a pipe or, on Linux, of a socket without a file.
-const nameOf = (identity) => {
-  const name = `kx-cluster-profile-${digest(identity, 32)}`;
-  return process.platform === 'win32' ? `\\\\.\\pipe\\${name}` : `\0${name}`;
-};
-
-function takeName(identity) {
-  return new Promise((resolve, reject) => {
-    const server = net.createServer((socket) => socket.destroy());
-    server.once('error', (error) => (['EADDRINUSE', 'EACCES'].includes(error.code) ? resolve(null) : reject(error)));
-    server.listen(nameOf(identity), () => {
-      server.unref();
-      resolve(server);
-    });
-  });
+// On Windows a mutex: it is the process's that has it, and nobody's when that has ended. Elsewhere there is no library, and only
+// simulated browsers.
+async function takeName(identity) {
+  if (process.platform !== 'win32') return { close() {} };
+  const { takeMutex } = await import('./mutex.js');
+  return takeMutex(`Global\\kx-cluster-profile-${digest(identity, 32)}`);
 }
 
 export class ProfileLease {
-  #server = null;
+  #name = null;
   #timer = null;
+  #isRenewing = false;
   #value;
 
   constructor(redis, key, identity, { worker, milliseconds }) {
@@ -52,11 +43,11 @@ export class ProfileLease {
 
   /** True when this worker has it now; otherwise it is somebody else's. */
   async take() {
-    this.#server ??= await takeName(this.identity);
-    if (this.#server === null) return false;
+    this.#name ??= await takeName(this.identity);
+    if (this.#name === null) return false;
     await this.#renew();
     if (this.isHeld && this.#timer === null) {
-      this.#timer = setInterval(() => this.#renew().catch(() => {}), this.milliseconds / 3);
+      this.#timer = setInterval(() => this.#renewOnce(), this.milliseconds / 3);
       this.#timer.unref();
     }
     return this.isHeld;
@@ -72,12 +63,20 @@ export class ProfileLease {
     this.isHeld = (await this.redis.eval(RENEW, 1, this.key, this.#value, this.milliseconds)) === 1;
   }
 
+  // Without Redis one waits, and comes before whatever is asked of Redis later.
+  async #renewOnce() {
+    if (this.#isRenewing) return;
+    this.#isRenewing = true;
+    await this.#renew().catch(() => {});
+    this.#isRenewing = false;
+  }
+
   async release() {
     clearInterval(this.#timer);
     this.#timer = null;
     this.isHeld = false;
-    this.#server?.close();
-    this.#server = null;
+    this.#name?.close();
+    this.#name = null;
     await this.redis.eval(RELEASE, 1, this.key, this.#value);
   }
 }

@@ -156,6 +156,22 @@ describe('guarantees', { concurrency: true }, () => {
     assert.deepEqual([...new Set(journal().slice(1).map((line) => line.split(' ')[1]))], ['second']);
   });
 
+  test('a worker that comes back finds its profile another worker\'s, and plays nothing in it', async (t) => {
+    const { cluster, worker, row, journal, outcomes } = await world(t);
+    const relay = await Relay.start(redis.port);
+    t.after(() => relay.end());
+    const first = worker('first', { port: relay.port, profile: `${path.basename(scratch)}-back` });
+    await until('it waits for jobs', async () => (await cluster.workers())[0]?.contexts?.[0].state === 'waiting');
+    relay.hold();
+    worker('second', { profile: `${path.basename(scratch)}-back` });
+    await until('the second one has the profile', async () => (await cluster.workers()).some(({ name, contexts }) => name === 'second' && contexts?.[0].state === 'waiting'));
+    relay.release();
+    await until('the first one knows', () => /the profile is used by second; waiting for it/.test(first.err()));
+    await cluster.submit(Array.from({ length: 20 }, (_, n) => row(n)), { macro: 'nothing' });
+    await outcomes('ok');
+    assert.deepEqual([...new Set(journal().map((line) => line.split(' ')[1]))], ['second']);
+  });
+
   test('a second submit of a row makes no second job, and says so', async (t) => {
     const { cluster, row } = await world(t);
     const rows = [row(1), row(2), row(1)];

@@ -64,7 +64,7 @@ describe('workers on Windows', { concurrency: true }, () => {
     }
   });
 
-  test('a job that is not done at its deadline loses its browser', { skip }, async (t) => {
+  test('a job that is not done at its deadline loses its browser, and nobody else gets its profile', { skip }, async (t) => {
     const folder = path.join(scratch, 'deadline');
     const redis = await RedisServer.start(path.join(folder, 'redis'));
     const cluster = await Cluster.connect({ port: redis.port });
@@ -82,6 +82,10 @@ describe('workers on Windows', { concurrency: true }, () => {
     for await (const { run, failure, text } of cluster.results()) {
       if (run === 2) assert.deepEqual([failure.id, text], ['job-deadline', 'not done after 1.5 s, its deadline']);
     }
+    // Another Redis, here another prefix, knows nothing of the first worker; Windows does.
+    const twin = windowsWorker('twin', { redis: redis.where, profile: `${path.basename(scratch)}-late-{n}`, options: ['--prefix', 'other'] });
+    t.after(() => twin.kill('SIGKILL'));
+    await until('it waits', () => /the profile is used by another program; waiting for it/.test(twin.err()));
     // The third row had a browser of its own.
     assert.equal(worker.log().split('\n').filter((line) => line.startsWith('start ')).length, 2);
   });
