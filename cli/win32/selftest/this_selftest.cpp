@@ -80,7 +80,7 @@ int selfTest(const SelfTestArguments& arguments, const Surroundings& around) {
     throw Problem{kExitProblem, simulatorPath() + " is not there. It belongs beside kx.exe."};
   }
   auto everything = std::make_unique<Everything>();
-  everything->scene.reset(new Scene{everything->room, library, everything->machine});
+  everything->scene = std::make_unique<Scene>(Scene{everything->room, library, everything->machine});
   Scene& scene = *everything->scene;
 
   SelfTestGround ground;
@@ -103,7 +103,7 @@ int selfTest(const SelfTestArguments& arguments, const Surroundings& around) {
   if (hasGivenUp) {
     // The check that is stuck still uses all of it.
     everything->room.remove();
-    everything.release();
+    static_cast<void>(everything.release());
   }
   return code;
 }
