@@ -4,6 +4,7 @@ import fs from 'node:fs';
 import path from 'node:path';
 import { test } from 'node:test';
 
+import { BrowserKeeper } from '../node_modules/kx-cluster/lib/browser_keeper.js';
 import { rowOf } from '../node_modules/kx-cluster/lib/catalogue.js';
 import { problemOfServer, warningsOfServer } from '../node_modules/kx-cluster/lib/connection.js';
 import { csvLine, readCsv } from '../node_modules/kx-cluster/lib/csv.js';
@@ -132,4 +133,31 @@ test('a profile is one for all that could meet on it', () => {
   assert.notEqual(profileIdentity({ profile: 'a' }), profileIdentity({ profile: 'b' }));
   // A folder of the network is one folder on every machine.
   assert.equal(profileIdentity({ browser: 'cr', userDataDir: '\\\\box\\p' }), 'cr\n\n\\\\box\\p');
+});
+
+test('a browser is kept, and started afresh after so many jobs, when it is too large, and after a lost connection', async () => {
+  const error = (number, text) => Object.assign(new Error(text), { call: 'kx_Play', result: -1, number, text });
+  const kept = (limits) => {
+    let starts = 0;
+    let fails = null;
+    const browser = { processId: 7, exit: async () => {}, screenshot: async () => {}, play: async () => { if (fails) throw fails; } };
+    const keeper = new BrowserKeeper(async () => (starts += 1) && browser, {}, limits);
+    return async (failure = null) => {
+      fails = failure;
+      await keeper.ready();
+      await keeper.play('', { variables: {}, timeout: 1000, deadline: 1000 }).catch(() => {});
+      await keeper.tidy();
+      return starts;
+    };
+  };
+  const startsOf = async (play, ...failures) => {
+    const starts = [];
+    for (const failure of failures) starts.push(await play(failure));
+    return starts;
+  };
+  assert.deepEqual(await startsOf(kept(), null, null, error(-50, 'There is no such button'), null), [1, 1, 1, 1]);
+  assert.deepEqual(await startsOf(kept({ jobs: 2 }), null, null, null, null, null), [1, 1, 2, 2, 3]);
+  assert.deepEqual(await startsOf(kept(), error(-3, 'Error while receiving response'), null), [1, 2]);
+  const sizes = [10, 99, 101, 10];
+  assert.deepEqual(await startsOf(kept({ megabytes: 100, sizeOf: (id) => (id === 7 ? sizes.shift() : 0) }), null, null, null, null), [1, 1, 1, 2]);
 });

@@ -8,7 +8,7 @@ import { describe, test } from 'node:test';
 import { Cluster } from 'kx-cluster';
 
 import { RedisServer } from './support/redis.mjs';
-import { kxCluster, scratch, until } from './support/programs.mjs';
+import { app, kxCluster, scratch, start, until } from './support/programs.mjs';
 import { windowsNode, windowsPath, windowsWorker } from './support/windows.mjs';
 
 const ROWS = 10;
@@ -88,5 +88,15 @@ describe('workers on Windows', { concurrency: true }, () => {
     await until('it waits', () => /the profile is used by another program; waiting for it/.test(twin.err()));
     // The third row had a browser of its own.
     assert.equal(worker.log().split('\n').filter((line) => line.startsWith('start ')).length, 2);
+  });
+
+  test('the memory of a process is known, and that of one that has ended is 0', { skip }, async () => {
+    const file = path.join(app, 'memory.mjs');
+    fs.writeFileSync(file, "import { megabytesOf } from './node_modules/kx-cluster/lib/memory.js';\n" +
+      'process.stdout.write(`${megabytesOf(process.pid)} ${megabytesOf(0x7ffffff0)}`);\n');
+    const { out, err } = await start([windowsPath(file)], { node: windowsNode, env: { NODE_SKIP_PLATFORM_CHECK: '1' } }).ended;
+    const [own, none] = out.split(' ').map(Number);
+    assert.ok(own > 10 && own < 10_000, `${out} ${err}`);
+    assert.equal(none, 0);
   });
 });
