@@ -44,7 +44,7 @@ if [[ -n $certificate ]]; then "$here/sign.sh" "$certificate" "$prefix"/bin/*.dl
 "$here/make_wheel.py" "$prefix" "$version" "$target"
 if command -v npm >/dev/null; then
   "$here/../bindings/node/pack.sh" "$tree" "$target.npm" "$prefix" | tail -n 1
-  "$here/../cluster/pack.sh" "$target.npm" | tail -n 1
+  "$here/../cluster/pack.sh" "$tree" "$target.npm" | tail -n 1
   mv "$target.npm"/*.tgz "$target"
 else
   echo "no npm packages: npm is missing, see ./dev setup --browsers"

@@ -133,7 +133,8 @@ function addPictures() {
 }
 
 function addWhere() {
-  section('where', 'What was run where', facts([
+  // Another program that writes this page says it in its own words.
+  section('where', 'What was run where', facts(about.facts ?? [
     ['Command line', element('code', {}, about.command)],
     ['In the folder', about.folder],
     ['kx', about.versions.kx],

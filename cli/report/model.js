@@ -102,6 +102,8 @@ export function failureGroups(runs) {
 
 // "kx_Play() gave -1, error number -50: There is no such button, in order.txt"
 export function failureText(run) {
+  // No call tells of it: nobody was left who could have made one.
+  if (run.call === null) return run.text;
   if (run.call === '') {
     return run.outcome === 'not played'
       ? 'No context was left that could play it: a start that failed tells why.'

@@ -225,6 +225,15 @@ describe('guarantees', { concurrency: true }, () => {
     const csv = (await kxCluster(['results', '--csv', ...where])).out.split('\n');
     assert.match(csv[0], /^run,outcome,number,text,seconds,attempts,worker,started,ended,cause,key,screenshot,file,n,journal,extract 1$/);
     assert.match(csv[1], /^1,macro failed,-50,There is no such button,/);
+    const page = path.join(folder, 'report.html');
+    assert.equal((await kxCluster(['results', '--report', page, '--shared', folder, ...where])).code, 1);
+    const data = (id) => JSON.parse(new RegExp(`id="data-${id}">(.*?)</script>`, 's').exec(fs.readFileSync(page, 'utf8'))[1]);
+    assert.deepEqual(data('runs').map((run) => [run.run, run.outcome, run.failure.id, run.extracts]),
+        [[1, 'macro failed', 'macro-failed', ['1']], [2, 'macro failed', 'macro-failed', ['2']]]);
+    assert.match(fs.readFileSync(page, 'utf8'), new RegExp(`data-picture="1">${btoa('picture')}</script>`));
+    assert.match((await kxCluster(['results', '--report', page, ...where])).err, /is there already\. --overwrite replaces it\./);
+    assert.equal((await kxCluster(['results', '--report', page, '--overwrite', '--redact', ...where])).code, 1);
+    assert.deepEqual(data('runs')[0].extracts, ['(left out)']);
     assert.match((await kxCluster(['results', '--retry-failed', ...where])).out, /^batch b: 2 failed rows will be tried again\n$/);
     await until('they are', () => journal().length === 4);
     assert.equal((await outcomes('macro failed')).at(-1).attempts, 2);

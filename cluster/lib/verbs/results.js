@@ -1,4 +1,5 @@
 import { once } from 'node:events';
+import { readFileSync } from 'node:fs';
 import { setTimeout as sleep } from 'node:timers/promises';
 
 import { Exit, Mistake } from '../mistake.js';
@@ -11,11 +12,13 @@ export const help = `kx-cluster results [OPTION...]: tells what became of the ro
   --batch NAME     the batch; the newest one without it
   --csv            all rows as CSV, with the columns of \`kx play --csv\` and more
   --json           all rows as JSON Lines, with the members of \`kx play --json\` and more
+  --report FILE    the page of \`kx play --report\`, with all rows that have ended; --redact leaves values, extracts and pictures out
+  --overwrite      replaces a report that is there already
   --failed         only the rows that failed
   --wait           waits until no row is at work any more
   --retry-failed   gives the failed rows another try
   --late           the reports that came when another worker had the job already, as JSON Lines
-  --shared FOLDER  where large results are, as this machine sees the folder; without it they are left out
+  --shared FOLDER  where large results and pictures are, as this machine sees the folder; without it they are left out
   -q, --quiet      no progress
 
 Without --csv and --json: the sum, and the causes of failures with what to do.
@@ -24,6 +27,9 @@ export const options = {
   batch: { type: 'string' },
   csv: { type: 'boolean' },
   json: { type: 'boolean' },
+  report: { type: 'string' },
+  redact: { type: 'boolean' },
+  overwrite: { type: 'boolean' },
   failed: { type: 'boolean' },
   wait: { type: 'boolean' },
   'retry-failed': { type: 'boolean' },
@@ -34,7 +40,7 @@ export const options = {
 
 export function prepare(values, positionals) {
   if (positionals.length > 0) throw new Mistake(`"${positionals[0]}": results takes options only. --help tells them.`);
-  const ways = ['csv', 'json', 'retry-failed', 'late'].filter((name) => values[name]);
+  const ways = ['csv', 'json', 'report', 'retry-failed', 'late'].filter((name) => values[name]);
   if (ways.length > 1) throw new Mistake(`--${ways[0]} and --${ways[1]}: one of them at a time.`);
   return values;
 }
@@ -76,6 +82,11 @@ export async function run(group, values) {
   if (values.wait) await untilDone(group, batch, values.quiet);
   const asked = { shared: values.shared, onlyFailed: values.failed };
   const tally = new Tally();
+  if (values.report !== undefined) {
+    const { writeReport } = await import('../report.js');
+    const version = JSON.parse(readFileSync(new URL('../../package.json', import.meta.url), 'utf8')).version;
+    await writeReport(group, batch, values.report, { ...asked, overwrite: values.overwrite, isRedacted: values.redact, version });
+  }
   if (values.csv) {
     // Twice: the header tells of all rows.
     for await (const result of resultsOf(group, batch, asked)) tally.add(result);

@@ -15,7 +15,7 @@ make_app() {
     if [[ $package == kxtcp64 ]]; then
       tarball=$("$root/bindings/node/pack.sh" "$tree" "$scratch/packed" | tail -n 1)
     else
-      tarball=$("$root/cluster/pack.sh" "$scratch/packed" | tail -n 1)
+      tarball=$("$root/cluster/pack.sh" "$tree" "$scratch/packed" | tail -n 1)
     fi
     mkdir "$app/node_modules/$package"
     tar -xzf "$tarball" --strip-components=1 -C "$app/node_modules/$package"
