@@ -200,6 +200,28 @@ def add_pages_to_bill(bill, parts):
         bill["relationships"].append({"spdxElementId": main, "relationshipType": "CONTAINS", "relatedSpdxElement": entry["SPDXID"]})
 
 
+LINK = re.compile(r"(?<!!)\[([^\]]*)\]\((?![a-z]+:|#)([^)#\s]+)(#[^)\s]*)?\)")
+
+
+def mend_links(prefix):
+    """Pages lie elsewhere than in the sources. A link to another page leads to its place here, one to anything else that is not
+    here becomes its words."""
+    for page in prefix.rglob("*.md"):
+        def mended(match, folder=page.parent):
+            words, path, anchor = match.groups()
+            if (folder / path).exists():
+                return match.group(0)
+            name = path.replace("../", "")
+            for place in (DOCUMENTS / name, DOCUMENTS / "docs" / name):
+                if (prefix / place).exists():
+                    return f"[{words}]({os.path.relpath(prefix / place, folder)}{anchor or ''})"
+            return words
+
+        text = page.read_text(encoding="utf-8")
+        if LINK.sub(mended, text) != text:
+            page.write_text(LINK.sub(mended, text), encoding="utf-8")
+
+
 def write_checksums(prefix):
     target = prefix / "SHA256SUMS"
     files = sorted(path for path in prefix.rglob("*") if path.is_file() and path != target)
@@ -232,6 +254,7 @@ def main():
     if arguments.pages is not None:
         add_pages_to_bill(bill, write_pages(prefix, arguments.pages))
     (prefix / DOCUMENTS / "sbom.spdx.json").write_text(json.dumps(bill, indent=2) + "\n", encoding="utf-8")
+    mend_links(prefix)
     write_first_files(prefix, version)
     description = cache_value(tree, "CMAKE_PROJECT_DESCRIPTION")
     write_vcpkg_port(prefix, version, description)

@@ -54,6 +54,7 @@ compare zip.txt "$prefix" "${without[@]}"
 (cd "$prefix" && sha256sum --quiet -c SHA256SUMS)
 if [[ -z ${without:-} ]]; then
   "$source_root/docs/pages/check_links.py" "$prefix/share/doc/kxtcp64/html"
+  [[ -e $prefix/share/doc/kxtcp64/html/index.html ]]
   # Otherwise run.sh does it.
   transcript "$prefix/START_HERE.txt"
 fi

@@ -92,8 +92,8 @@ pages=$(grep -o 'docs/[a-z-]*\.md' "$prefix/include/kxtcp64/kxtcp64.h" | sort -u
 for page in $pages; do
   [[ -e $documents/$page ]]
 done
-find "$documents" -name '*.md' | while read -r page; do
-  { grep -oE '\]\([^):#]+' "$page" || true; } | cut -c 3- | while read -r link; do
+find "$prefix" -name '*.md' | while read -r page; do
+  { grep -oE '\]\([^):#]+[):#]' "$page" || true; } | sed -n '/:$/!s/^..\(.*\).$/\1/p' | while read -r link; do
     [[ -e $(dirname "$page")/$link ]] || {
       echo "$page links to $link, which is not in the package" >&2
       exit 1

@@ -59,6 +59,16 @@ class FinishPackage(unittest.TestCase):
         with self.assertRaises(SystemExit):
             finish_package.licence_of("unheard-of")
 
+    def test_leads_links_to_where_the_pages_are(self):
+        with tempfile.TemporaryDirectory() as folder:
+            page = Path(folder) / "share/doc/kxtcp64/simulator.md"
+            (page.parent / "docs").mkdir(parents=True)
+            (page.parent / "docs/kx.md").write_bytes(b"")
+            page.write_text("[kx](../../docs/kx.md#play) [gone](../tests/a.md) [far](https://a.b/c.md) [here](docs/kx.md) [up](#x)")
+            finish_package.mend_links(Path(folder))
+            self.assertEqual(page.read_text(),
+                             "[kx](docs/kx.md#play) gone [far](https://a.b/c.md) [here](docs/kx.md) [up](#x)")
+
     def test_lists_every_file_but_the_list(self):
         with tempfile.TemporaryDirectory() as folder:
             prefix = Path(folder)
