@@ -161,6 +161,16 @@ TEST_F(KxSelfTest, ALibraryThatCannotBeginIsFound) {
                           "the check goes on to its end", "kx_Init()"));
 }
 
+TEST_F(KxSelfTest, ABrowserThatTheLibraryLeavesRunningIsFoundAndEnded) {
+  spoil("no kx_Exit");
+
+  EXPECT_EQ(run({"launch-chrome"}).exitCode, 1U);
+
+  EXPECT_THAT(lines("failed"), ElementsAre("the browser's end, by itself", "processes left running"));
+  EXPECT_THAT(fileBytes(report()), HasSubstr("came: 1 of launch-chrome\n"));
+  EXPECT_TRUE(std::filesystem::is_empty(wide(temp_.path("temp"))));
+}
+
 TEST_F(KxSelfTest, AProgramThatIsNoSimulatorIsFound) {
   put("kxsim.exe", "kx.exe");
 

@@ -1,5 +1,6 @@
 // KXTCP64.dll as it should not be: each function calls that of the real library, which lies beside it as
 // real.dll, and those that the environment variable KX_SPOIL names, with commas between them, do it wrong.
+// "no kx_Exit" is one that does nothing.
 #include "kxtcp64.h"
 
 #include <windows.h>
@@ -98,6 +99,9 @@ int kx_GetBrowserProcessId(int context) {
   return real().kx_GetBrowserProcessId(context) + (isSpoiled("kx_GetBrowserProcessId") ? 4 : 0);
 }
 int kx_Exit(int context, int timeout) {
+  if (isSpoiled("no kx_Exit")) {
+    return KX_OK;
+  }
   return failed("kx_Exit", real().kx_Exit(context, timeout));
 }
 int kxr_GetCommandLine(const char* browser, const char* options, char* buffer, int size,

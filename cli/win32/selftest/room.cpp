@@ -19,6 +19,8 @@ namespace kx::cli {
 namespace {
 
 constexpr UINT kEndedByCheck = 98;
+// A browser that was told to end is given so long; an exit has waited for it already.
+constexpr DWORD kEndMilliseconds = 5000;
 // Of one file, in the report.
 constexpr std::size_t kMostEvidence = 1024;
 
@@ -187,7 +189,7 @@ std::string HeldProcess::end() const {
   if (!process_) {
     return "not known: it has ended already";
   }
-  if (::WaitForSingleObject(process_.get(), kPatienceMilliseconds) != WAIT_OBJECT_0) {
+  if (::WaitForSingleObject(process_.get(), kEndMilliseconds) != WAIT_OBJECT_0) {
     return "still running";
   }
   DWORD code = 0;
