@@ -9,7 +9,7 @@ import { Cluster } from 'kx-cluster';
 
 import { RedisServer } from './support/redis.mjs';
 import { Relay } from './support/relay.mjs';
-import { kxCluster, scratch, start, until } from './support/programs.mjs';
+import { kxCluster, kxClusters, scratch, start, until } from './support/programs.mjs';
 
 const LEASE = 2000;
 let redis;
@@ -218,23 +218,26 @@ describe('guarantees', { concurrency: true }, () => {
     assert.deepEqual([result.run, result.number, result.text, result.extracts, result.failure.id],
         [1, -50, 'There is no such button', ['1'], 'macro-failed']);
     assert.equal(fs.readFileSync(path.join(folder, result.screenshot), 'utf8'), 'picture');
-    const where = ['--redis', redis.where, '--group', group];
-    const sum = await kxCluster(['results', ...where]);
+    const page = path.join(folder, 'report.html');
+    const redacted = path.join(folder, 'redacted.html');
+    const results = (...more) => ({ args: ['results', '--redis', redis.where, '--group', group, ...more] });
+    const [sum, csv, report, refused, left, retry] = await kxClusters([
+      results(), results('--csv'), results('--report', page, '--shared', folder), results('--report', page),
+      results('--report', redacted, '--redact'), results('--retry-failed'),
+    ]);
     assert.equal(sum.code, 1);
     assert.match(sum.out, /^batch b: 0 of 2 rows ok, 2 macro failed\n2 x macro-failed: .*\n {4}What to do: .*\n {4}2 x "-50 There is no such button"\n$/);
-    const csv = (await kxCluster(['results', '--csv', ...where])).out.split('\n');
-    assert.match(csv[0], /^run,outcome,number,text,seconds,attempts,worker,started,ended,cause,key,screenshot,file,n,journal,extract 1$/);
-    assert.match(csv[1], /^1,macro failed,-50,There is no such button,/);
-    const page = path.join(folder, 'report.html');
-    assert.equal((await kxCluster(['results', '--report', page, '--shared', folder, ...where])).code, 1);
-    const data = (id) => JSON.parse(new RegExp(`id="data-${id}">(.*?)</script>`, 's').exec(fs.readFileSync(page, 'utf8'))[1]);
-    assert.deepEqual(data('runs').map((run) => [run.run, run.outcome, run.failure.id, run.extracts]),
+    assert.match(csv.out, /^run,outcome,number,text,seconds,attempts,worker,started,ended,cause,key,screenshot,file,n,journal,extract 1\r\n1,macro failed,-50,There is no such button,/);
+    assert.equal(report.code, 1);
+    const data = (file, id) => JSON.parse(new RegExp(`id="data-${id}">(.*?)</script>`, 's').exec(fs.readFileSync(file, 'utf8'))[1]);
+    assert.deepEqual(data(page, 'runs').map((run) => [run.run, run.outcome, run.failure.id, run.extracts]),
         [[1, 'macro failed', 'macro-failed', ['1']], [2, 'macro failed', 'macro-failed', ['2']]]);
     assert.match(fs.readFileSync(page, 'utf8'), new RegExp(`data-picture="1">${btoa('picture')}</script>`));
-    assert.match((await kxCluster(['results', '--report', page, ...where])).err, /is there already\. --overwrite replaces it\./);
-    assert.equal((await kxCluster(['results', '--report', page, '--overwrite', '--redact', ...where])).code, 1);
-    assert.deepEqual(data('runs')[0].extracts, ['(left out)']);
-    assert.match((await kxCluster(['results', '--retry-failed', ...where])).out, /^batch b: 2 failed rows will be tried again\n$/);
+    assert.deepEqual([refused.code, refused.err], [2, `kx-cluster: The report ${page} is there already. --overwrite replaces it.\n`]);
+    assert.equal(left.code, 1);
+    assert.deepEqual(data(redacted, 'runs')[0].extracts, ['(left out)']);
+    assert.doesNotMatch(fs.readFileSync(redacted, 'utf8'), /data-picture="1"/);
+    assert.equal(retry.out, 'batch b: 2 failed rows will be tried again\n');
     await until('they are', () => journal().length === 4);
     assert.equal((await outcomes('macro failed')).at(-1).attempts, 2);
   });
