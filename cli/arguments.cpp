@@ -234,9 +234,9 @@ std::vector<std::string> verbNames(const CLI::App& app) {
 
 std::string unknownWord(const std::string& kind, const std::string& word,
                         const std::vector<std::string>& known, const std::string& whereToLook) {
-  const auto near = nearest(word.substr(0, word.find('=')), known);
-  return "There is no " + kind + " " + onOneLine(word) + "." + (near ? " Did you mean " + *near + "?" : "") +
-         " `" + whereToLook + "` lists them.";
+  const auto meant = nearest(word.substr(0, word.find('=')), known);
+  return "There is no " + kind + " " + onOneLine(word) + "." +
+         (meant ? " Did you mean " + *meant + "?" : "") + " `" + whereToLook + "` lists them.";
 }
 
 std::string problemOfPlay(const PlayArguments& play) {

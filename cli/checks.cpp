@@ -235,9 +235,9 @@ std::vector<Check> chosenChecks(const std::vector<Check>& checks, const std::vec
   std::transform(checks.begin(), checks.end(), known.begin(), [](const Check& check) { return check.name; });
   for (const std::string& name : names) {
     if (std::find(known.begin(), known.end(), name) == known.end()) {
-      const auto near = nearest(name, known);
+      const auto meant = nearest(name, known);
       throw Problem{kExitWrongUse, "There is no check " + onOneLine(name) + "." +
-                                       (near ? " Did you mean " + *near + "?" : "") +
+                                       (meant ? " Did you mean " + *meant + "?" : "") +
                                        " `kx selftest --list` lists them."};
     }
   }

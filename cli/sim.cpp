@@ -137,9 +137,9 @@ std::vector<Misbehaviour> chosenOf(const std::vector<Misbehaviour>& all,
     if (found == all.end()) {
       std::vector<std::string> known(all.size());
       std::transform(all.begin(), all.end(), known.begin(), [](const Misbehaviour& one) { return one.name; });
-      const auto near = nearest(name, known);
+      const auto meant = nearest(name, known);
       throw Problem{kExitWrongUse, "There is no misbehaviour " + onOneLine(name) + "." +
-                                       (near ? " Did you mean " + *near + "?" : "") +
+                                       (meant ? " Did you mean " + *meant + "?" : "") +
                                        " `kx sim --list` lists them."};
     }
     chosen.push_back(*found);
