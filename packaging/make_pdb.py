@@ -94,6 +94,13 @@ def readable(names):
     return result.stdout.split("\n")[:len(names)]
 
 
+def whole_path(name, folder, compiled_in):
+    """A file from the project's folder, which the compiler calls ".", or from the root. Paths that begin with ".." are those from
+    the folder in which was compiled."""
+    path = name if name.startswith(("/", "./", "../")) or not folder else f"{folder}/{name}"
+    return tidy_path(f"{compiled_in}/{path}" if path.startswith("../") else path)
+
+
 def tables_of_lines(path):
     """For each source file that was compiled: its name, and runs of (address, file, line), each ended by an address."""
     shown = subprocess.run(["llvm-dwarfdump", "--debug-line", path], capture_output=True, text=True, check=True).stdout
@@ -101,8 +108,7 @@ def tables_of_lines(path):
         folders = dict(re.findall(r'include_directories\[ *(\d+)\] = "(.*)"', table))
         files = {}
         for number, name, folder in re.findall(r'file_names\[ *(\d+)\]:\n +name: "(.*)"\n +dir_index: (\d+)', table):
-            where = folders.get(folder, "")
-            files[number] = name if not where or name.startswith(("/", ".")) else f"{where}/{name}"
+            files[number] = whole_path(name, folders.get(folder, ""), folders.get("0", ""))
         runs, run = [], []
         for address, line, file, flags in re.findall(r"^0x([0-9a-f]{16}) +(\d+) +\d+ +(\d+) +\d+ +\d+ *(.*)$", table, re.MULTILINE):
             if "end_sequence" in flags:
@@ -158,10 +164,10 @@ def modules_of(library, functions, tables):
                 # What the linker has left out has an address before the library.
                 if place < 0 or not functions[place][0] <= at < functions[place][1]:
                     continue
-                owner.setdefault(place, tidy_path(source))
+                owner.setdefault(place, source)
                 following = run[number + 1][0] if number + 1 < len(run) else behind
                 if following > address and line > 0:
-                    lines.setdefault(place, []).append((at - functions[place][0], tidy_path(file), line))
+                    lines.setdefault(place, []).append((at - functions[place][0], file, line))
     modules = {RUN_TIME: Module(RUN_TIME)}
     for place, (address, end, name, section, is_global) in enumerate(functions):
         if end > address:

@@ -53,8 +53,10 @@ class WritePdb(unittest.TestCase):
 
 class MakePdb(unittest.TestCase):
     def test_names_sources_from_the_projects_folder(self):
-        for path, tidy in (("./src/a.cpp", "src/a.cpp"), ("./build/x/../../src/a.h", "src/a.h"), ("/usr/include/a.h", "/usr/include/a.h")):
-            self.assertEqual(make_pdb.tidy_path(path), tidy)
+        for name, folder, path in (("./src/a.cpp", "./build/x", "src/a.cpp"), ("../../src/a.cpp", "./build/x", "src/a.cpp"),
+                                   ("a.h", "../../src", "src/a.h"), ("a.h", "./src/b", "src/b/a.h"),
+                                   ("a.h", "/usr/include", "/usr/include/a.h"), ("/usr/a.h", "./src", "/usr/a.h")):
+            self.assertEqual(make_pdb.whole_path(name, folder, "./build/x"), path, name)
 
 
 class LinkWithPdb(unittest.TestCase):
