@@ -148,7 +148,7 @@ class Reporter {
     }
   }
 
-  void ended(RunResult result) {
+  void ended(RunResult&& result) {
     if (arguments_.form == OutputForm::AsJson) {
       live_.clear();
       around_.out << jsonText(resultJson(result), runs_ == 1 ? kReadable : kOneLine) << std::endl;
