@@ -11,7 +11,14 @@ using Xunit.Sdk;
 [assembly: CollectionBehavior(DisableTestParallelization = true)]
 
 static class Program {
-  static int Main() {
+  static Kxtcp64.Browser left;
+
+  // With a profile: attaches to the browser of that, and ends without a word to it. A test starts this.
+  static int Main(string[] arguments) {
+    if (arguments.Length == 1) {
+      left = Kxtcp64.Browser.Start(new Kxtcp64.StartOptions { Profile = arguments[0], AttachOnly = true });
+      return 0;
+    }
     var framework = new XunitTestFramework(new Results());
     using (var results = new Results())
     using (ITestFrameworkExecutor executor = framework.GetExecutor(Assembly.GetExecutingAssembly().GetName())) {

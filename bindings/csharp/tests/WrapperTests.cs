@@ -202,6 +202,19 @@ public sealed class WrapperTests : IDisposable {
   void AttachAndForget() => Assert.Null(Browser.Start(new StartOptions { Profile = profile, AttachOnly = true }).ProcessId);
 
   [Fact]
+  public void TheEndOfAProcessClosesItsBrowsers() {
+    Browser browser = Start();
+    using (Process other = Process.Start(Environment.ProcessPath, $"\"{profile}\"")) {
+      other.WaitForExit();
+      Assert.Equal(0, other.ExitCode);
+    }
+
+    Fails("kx_Play", -1, -1, ".", () => browser.Play(""));
+    processes.Single().WaitForExit();
+    Assert.Equal(0, processes.Single().ExitCode); // it was asked to exit
+  }
+
+  [Fact]
   public void CallsOfSeveralThreadsWaitForOneAnother() {
     Browser browser = Start("on play between 1", "on play chunk 20");
 
