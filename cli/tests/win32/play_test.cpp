@@ -192,8 +192,9 @@ TEST_F(KxPlayAttached, ProgressIsPlainLinesWhenNobodyWatches) {
 TEST(KxPlayLaunched, SeveralContextsHaveBrowsersOfTheirOwnWhichAreClosed) {
   SimulatedBrowser browser;
 
-  const KxOutcome outcome = kx({"play", "--program", browser.program(), "--profile", "p {n}", "--parallel",
-                                "2", "--repeat", "6", "--json", "--timeout", "20", "--macro", "extract x"});
+  const KxOutcome outcome =
+      kx({"play", "--program", browser.program(), "--profile", uniqueName("p") + " {n}", "--parallel", "2",
+          "--repeat", "6", "--json", "--timeout", "20", "--macro", "extract x"});
 
   EXPECT_EQ(outcome.exitCode, 0U) << outcome.err;
   EXPECT_THAT(outcome.err, HasSubstr("6 of 6 runs ok"));
@@ -204,8 +205,8 @@ TEST(KxPlayLaunched, WithStayTheBrowserOutlivesTheProgram) {
   SimulatedBrowser browser;
   browser.mayStay();
 
-  const KxOutcome outcome = kx({"play", "--program", browser.program(), "--profile", "stay", "--stay",
-                                "--timeout", "20", "--macro", "stop"});
+  const KxOutcome outcome = kx({"play", "--program", browser.program(), "--profile", uniqueName("stay"),
+                                "--stay", "--timeout", "20", "--macro", "stop"});
 
   EXPECT_EQ(outcome.exitCode, 0U) << outcome.out;
   EXPECT_TRUE(browser.isRunning());
@@ -213,12 +214,13 @@ TEST(KxPlayLaunched, WithStayTheBrowserOutlivesTheProgram) {
 
 TEST(KxPlayLaunched, ARunnersBrowserIsStartedByTheProgramItself) {
   SimulatedBrowser browser;
+  const std::string profile = uniqueName("runner");
 
-  const KxOutcome outcome = kx({"play", "--runner", "--program", browser.program(), "--profile", "runner",
+  const KxOutcome outcome = kx({"play", "--runner", "--program", browser.program(), "--profile", profile,
                                 "--timeout", "20", "--macro", "extract x"});
 
   EXPECT_EQ(outcome.exitCode, 0U) << outcome.out;
-  EXPECT_THAT(browser.commandLine(), HasSubstr("-kx-pipe \"\\\\.\\pipe\\runner.runner\""));
+  EXPECT_THAT(browser.commandLine(), HasSubstr("-kx-pipe \"\\\\.\\pipe\\" + profile + ".runner\""));
 }
 
 TEST(KxPlayLaunched, AProgramThatIsNotThereIsNamed) {
@@ -236,10 +238,11 @@ class KxPlayInterrupted : public ::testing::Test {
     browser_.script("on play wait-event " + go_.name());
   }
   std::vector<std::string> words() const {
-    return {"play",      "--program", browser_.program(), "--profile", "interrupted", "--repeat", "3",
+    return {"play",      "--program", browser_.program(), "--profile", profile_, "--repeat", "3",
             "--timeout", "50",        "--macro",          "extract x"};
   }
 
+  const std::string profile_ = uniqueName("interrupted");
   NamedEvent begun_;
   NamedEvent go_;
   SimulatedBrowser browser_;
