@@ -68,7 +68,7 @@ bool isAboutWindows(Verdict verdict) {
   return verdict == Verdict::AsExpected || verdict == Verdict::AsOnWine || verdict == Verdict::Otherwise;
 }
 
-std::string secondsText(double seconds) {
+std::string roundedSeconds(double seconds) {
   std::array<char, 32> text{};
   std::snprintf(text.data(), text.size(), "%.1f s", seconds);
   return text.data();
@@ -211,7 +211,7 @@ std::string summaryOf(const SelfTestResult& result) {
   });
   return counted(lines, "line") + (parts.empty() ? "" : ": ") + parts +
          (notRun > 0 ? "; " + counted(static_cast<std::size_t>(notRun), "check") + " not run" : "") + ". " +
-         secondsText(result.seconds) + ".";
+         roundedSeconds(result.seconds) + ".";
 }
 
 std::string selfTestReport(const SelfTestResult& result) {
@@ -221,7 +221,7 @@ std::string selfTestReport(const SelfTestResult& result) {
   }
   for (const CheckResult& check : result.checks) {
     text += "\n" + check.name + ": " + check.title + ", " +
-            (check.end == CheckResult::End::Ran ? secondsText(check.seconds) : idOf(check.end)) + "\n";
+            (check.end == CheckResult::End::Ran ? roundedSeconds(check.seconds) : idOf(check.end)) + "\n";
     for (const CheckLine& line : check.lines) {
       text += reportLine(line);
     }

@@ -5,8 +5,6 @@
 namespace kxsim {
 namespace {
 
-constexpr std::string_view kHexDigits = "0123456789abcdef";
-
 std::optional<unsigned> hexValue(char c) {
   const char lower = c >= 'A' && c <= 'F' ? static_cast<char>(c - 'A' + 'a') : c;
   const std::size_t at = kHexDigits.find(lower);

@@ -9,6 +9,9 @@
 
 namespace kxsim {
 
+// As escapes are written.
+inline constexpr std::string_view kHexDigits = "0123456789abcdef";
+
 // Turns \n, \r, \t, \\ and \xHH into the bytes they stand for. Any other backslash stays as it is, so that
 // JSON escapes such as \" need no doubling.
 std::string unescapeBytes(std::string_view text);

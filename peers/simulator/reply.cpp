@@ -1,13 +1,13 @@
 #include "reply.h"
 
+#include "escapes.h"
+
 #include <algorithm>
 
 namespace kxsim {
 namespace {
 
 using Members = std::vector<std::pair<std::string, std::string>>;
-
-constexpr std::string_view kHexDigits = "0123456789abcdef";
 
 void putMember(Members& members, const std::string& name, const std::string& json) {
   const auto found =

@@ -157,7 +157,7 @@ void largeRequest(Scene& scene, CheckNotes& notes) {
 }
 
 // The system cancels what a thread that ends was writing; the browser has read nothing of it yet.
-void endedThread(Scene& scene, CheckNotes& notes) {
+void endedThreadWhileSending(Scene& scene, CheckNotes& notes) {
   constexpr std::size_t kMegabyte = 1000000;
   Browser browser(scene.room, notes, "fx", {"on before-request 2 {go}"});
   browser.serve();
@@ -251,7 +251,8 @@ std::vector<Check> windowsChecks(Scene& scene) {
       {"windows-long-path", "Windows and Wine: long paths", in(longPath)},
       {"windows-few-rights", "Windows and Wine: processes with few rights", in(fewRights)},
       {"windows-large-request", "Windows and Wine: very large requests", in(largeRequest)},
-      {"windows-ended-thread", "Windows and Wine: a thread that ends while it sends", in(endedThread)},
+      {"windows-ended-thread", "Windows and Wine: a thread that ends while it sends",
+       in(endedThreadWhileSending)},
       {"windows-empty-drive", "Windows and Wine: a drive without a disk", in(emptyDrive)},
       {"windows-handles", "Windows and Wine: handles", in(handles)},
   };
