@@ -89,8 +89,11 @@ class Run:
         with open(log, "ab") as output:
             output.write(f"$ {shlex.join(command)}\n".encode())
             output.flush()
-            return subprocess.run(command, stdin=subprocess.DEVNULL, stderr=output, env=self.environment(), check=False,
-                                  timeout=TIME_LIMIT, **{"stdout": output, **named}).returncode
+            try:
+                return subprocess.run(command, stdin=subprocess.DEVNULL, stderr=output, env=self.environment(), check=False,
+                                      timeout=TIME_LIMIT, **{"stdout": output, **named}).returncode
+            except subprocess.TimeoutExpired:
+                raise Failure(f"has not ended after {TIME_LIMIT} s: {last_lines(log)}") from None
 
     def make_bridge(self):
         if self.call([str(ROOT / "bindings/bridge/make_bridge.py"), str(self.folder)], self.folder / "bridge.log") != 0:
@@ -108,11 +111,8 @@ class Run:
     def start(self, command, log):
         """How the host has ended, and the bytes that it has printed. Node under Wine prints to files only."""
         printed = self.folder / "printed.txt"
-        try:
-            with open(printed, "wb") as output:
-                status = self.call(command if self.host.bridge else [*self.wine, *command], log, stdout=output, cwd=self.out)
-        except subprocess.TimeoutExpired:
-            raise Failure(f"has not ended after {TIME_LIMIT} s: {last_lines(log)}") from None
+        with open(printed, "wb") as output:
+            status = self.call(command if self.host.bridge else [*self.wine, *command], log, stdout=output, cwd=self.out)
         return status, printed.read_bytes()
 
     def first_steps(self, macro):

@@ -261,6 +261,14 @@ class Runner(unittest.TestCase):
                 self.assertIs(found, right)
                 self.assertRegex(line, words)
 
+    def test_what_does_not_end_is_a_failure(self):
+        hanging = ["sh", "-c", "echo it hangs; exec sleep 600"]
+        with unittest.mock.patch("conversation.compare", lambda *_: []), unittest.mock.patch("run.TIME_LIMIT", 0.5):
+            for entry in ({"build": [hanging]}, {"run": ["true"], "bridge": True, "tests": hanging}):
+                line, right = self.converse(**entry)
+                self.assertIs(right, False)
+                self.assertRegex(line, "^has not ended after .*it hangs$")
+
     def test_what_counts_as_a_failure(self):
         native, over_bridge, never = hosts.Host("a"), hosts.Host("b", bridge=True), hosts.Host("c", never="why")
         for results, usual, complete in (
