@@ -113,7 +113,7 @@ describe('guarantees', { concurrency: true }, () => {
     await until('all are done', async () => (await cluster.counts()).completed === 200);
     const numbers = new Set(fs.readFileSync(journal, 'utf8').split('\n').filter(Boolean).map((line) => line.split(' ')[0]));
     assert.equal(numbers.size, 200);
-    assert.match(child.err(), /no connection to Redis/);
+    await until('it has said so', () => /no connection to Redis/.test(child.err()));
   });
 
   test('a worker that is cut off goes on, and is not believed over the one that took over', async (t) => {
@@ -138,7 +138,7 @@ describe('guarantees', { concurrency: true }, () => {
     });
     assert.deepEqual([late.worker, late.attempt, late.outcome, late.key], ['cut-off', 1, 'ok', result.key]);
     assert.deepEqual((await outcomes('ok')).map(({ worker: name }) => name), ['other']);
-    assert.match(cutOff.err(), /too late, another worker has it/);
+    await until('it says so', () => /too late, another worker has it/.test(cutOff.err()));
   });
 
   test('two workers never have one profile: the second one waits, and has it when the first one is dead', async (t) => {
