@@ -116,11 +116,11 @@ class Run:
         return status, printed.read_bytes()
 
     def first_steps(self, macro):
-        """The same for a program of bindings/first_steps/, with what it prints as an error."""
+        """The same for a program of bindings/first_steps/, with what it prints, as an error too."""
         shutil.copy(self.tree / "bin" / "kxsim.exe", self.browser)
         log = self.folder / "host.log"
         status, printed = self.start(self.command(self.host.run, macro=macro), log)
-        return status, (printed.decode("utf-8") if status == 0 else last_lines(log))
+        return status, printed.decode("utf-8") + ("" if status == 0 else last_lines(log))
 
     def converse(self, golden):
         """What differed, as lines, and what was compared."""
@@ -139,7 +139,6 @@ class Run:
             problems.append(f"has ended with {status}: {last_lines(log)}")
         requests = sum("sends" in step for step in steps)
         return problems, f"{requests} requests, {len(steps)} results"
-
 
     def test(self):
         """What the wrapper's own tests come to, as words behind those of the conversation."""

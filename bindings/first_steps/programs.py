@@ -1,5 +1,6 @@
 """One program in each language, with and without the wrapper: it starts a browser, sets a variable, plays a macro, prints the
-extracts, tells an error, and closes the browser. An entry is a host as in bindings/conversation/hosts.py, with more fields:
+extracts (without the wrapper only the first one), tells an error, and closes the browser. An entry is a host as in
+bindings/conversation/hosts.py, with more fields:
 
     {program}   the browser's program      {macro}   the macro
 """
@@ -15,6 +16,9 @@ KNOWN = {host.name: host for host in HOSTS}
 GIVEN = ["{wprogram}", "{macro}"]
 C = "x86_64-w64-mingw32-gcc-posix"
 COPY_DLL = ["cp", "{tree}/bin/KXTCP64.dll", "."]
+# What is absolute on Windows is not where the bridge runs.
+PYTHON_EXAMPLE = ("import os.path, runpy, sys; os.path.abspath = str; sys.argv = sys.argv[1:]; "
+                  "runpy.run_path(sys.argv[0], run_name='__main__')")
 # The wrapper would take the DLL that lies beside it; here it is the bridge to it.
 PYTHON = ("import runpy, sys, kxtcp64; kxtcp64._default_library = kxtcp64.Library(sys.argv[1]); sys.argv = sys.argv[2:]; "
           "runpy.run_path(sys.argv[0], run_name='__main__')")
@@ -47,28 +51,28 @@ NODE = [["{root}/bindings/node/conversation/install.sh", "."]]
 # Language: the file without a wrapper and its program, the file with it and its program.
 PROGRAMS = {
     "C": (
-        "bindings/first_steps/raw.c",
-        like("C", [[C, "-std=c99", *WARNINGS, "-I{root}/src/api", "{root}/bindings/first_steps/raw.c",
+        "examples/first_host.c",
+        like("C", [[C, "-std=c99", *WARNINGS, "-I{root}/src/api", "{root}/examples/first_host.c",
                     "{tree}/src/libKXTCP64.dll.a", "-o", "raw.exe"], COPY_DLL], ["{out}/raw.exe", *GIVEN]),
         None, None,
     ),
     "C++": (
-        "bindings/first_steps/raw.c", None,  # the same as in C
+        "examples/first_host.c", None,  # the same as in C
         "bindings/cpp/first_steps.cpp",
         like("C++", [["x86_64-w64-mingw32-g++-posix", "-std=c++17", "-static", *WARNINGS, "-I{root}/src/api",
                       "-I{root}/bindings/cpp", "{root}/bindings/cpp/first_steps.cpp", "{tree}/src/libKXTCP64.dll.a",
                       "-o", "steps.exe"], COPY_DLL], ["{out}/steps.exe", *GIVEN]),
     ),
     "Python": (
-        "bindings/first_steps/raw.py",
-        like("Python", [], ["python3", "{root}/bindings/first_steps/raw.py", "{dll}", *GIVEN]),
+        "examples/other-languages/host.py",
+        like("Python", [], ["python3", "-c", PYTHON_EXAMPLE, "{root}/examples/other-languages/host.py", "{dll}", *GIVEN]),
         "bindings/python/first_steps.py",
         like("Python", [], ["python3", "-c", PYTHON, "{dll}", "{root}/bindings/python/first_steps.py", *GIVEN]),
     ),
     "Node": (
-        "bindings/first_steps/raw.mjs",
-        like("Node", [*NODE, ["cp", "{root}/bindings/first_steps/raw.mjs", "."]],
-             ["{node}/node.exe", "{wout}/raw.mjs", "{wdll}", *GIVEN]),
+        "examples/other-languages/host.mjs",
+        like("Node", [*NODE, ["cp", "{root}/examples/other-languages/host.mjs", "."]],
+             ["{node}/node.exe", "{wout}/host.mjs", "{wdll}", *GIVEN]),
         "bindings/node/example.mjs",
         like("Node", [*NODE, ["cp", "{root}/bindings/node/example.mjs", "."], ["cp", "{tree}/bin/KXTCP64.dll", "node_modules/kxtcp64"]],
              ["{node}/node.exe", "{wout}/example.mjs", *GIVEN]),
@@ -90,7 +94,7 @@ PROGRAMS = {
              ["{out}/steps.exe", *GIVEN]),
     ),
     "C#": (
-        "bindings/first_steps/raw.cs", csharp("-p:Raw=true"),
+        "examples/other-languages/host.cs", csharp("-p:Raw=true"),
         "bindings/csharp/first_steps.cs", csharp("-p:Raw=false"),
     ),
     "Pascal": (

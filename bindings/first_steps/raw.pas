@@ -1,4 +1,4 @@
-{ Starts Firefox with the profile "work", plays a macro, prints its extracts, and closes Firefox: without a wrapper.
+{ Starts Firefox with the profile "work", plays a macro, prints its first extract, and closes Firefox: without a wrapper.
 
       raw BROWSER MACRO-TEXT }
 program raw;
@@ -45,29 +45,16 @@ begin
       [Call, CallResult, kx_GetLastErrorNumber(Context), UTF8ToString(ErrorText)]);
 end;
 
-// An empty extract has the size that one beyond the last has; the size of all, joined, tells the end.
-procedure PrintExtracts;
+function FirstExtract: UTF8String;
 var
-  Whole, Length, Index, Size: Integer;
-  Extract: UTF8String;
+  Size: Integer;
 begin
-  Whole := kx_GetLastExtract(Context, nil, 0, 0);
-  Length := 0;
-  Index := 1;
-  while (Whole > 0) and ((Index = 1) or (Length + 1 < Whole)) do
+  Result := '';
+  Size := kx_GetLastExtract(Context, nil, 0, 1);
+  if Size > 1 then
   begin
-    Extract := '';
-    Size := kx_GetLastExtract(Context, nil, 0, Index);
-    if Size > 1 then
-    begin
-      SetLength(Extract, Size - 1);
-      kx_GetLastExtract(Context, PAnsiChar(Extract), Size, Index);
-    end;
-    WriteLn(UTF8ToString(Extract));
-    Length := Length + System.Length(Extract);
-    if Index > 1 then
-      Length := Length + System.Length('[EXTRACT]');
-    Index := Index + 1;
+    SetLength(Result, Size - 1);
+    kx_GetLastExtract(Context, PAnsiChar(Result), Size, 1);
   end;
 end;
 
@@ -80,7 +67,7 @@ begin
       Check('kx_Init', Started, kx_GetLastErrorNumber(Context));
       Check('kx_SetVar', kx_SetVar(Context, 'city', 'Oslo'), 1);
       Check('kx_Play', kx_Play(Context, PAnsiChar(UTF8Encode(ParamStr(2))), 60), 1);
-      PrintExtracts;
+      WriteLn('the first extract: ', UTF8ToString(FirstExtract));
     finally
       if Started = 0 then
         kx_Exit(Context, 10);

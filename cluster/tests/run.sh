@@ -3,18 +3,9 @@
 # Windows under Wine. setup.sh of peers/browsers has fetched what this needs.
 #
 #     cluster/tests/run.sh BUILD-TREE SCRATCH-FOLDER [TEST-FILE...]
-set -Eeuo pipefail
-
-trap 'echo "cluster: failed in line $LINENO: $BASH_COMMAND" >&2' ERR
-
-root=$(readlink -f "$(dirname "${BASH_SOURCE[0]}")/../..")
-tree=$(readlink -f "$1")
-scratch=$(realpath -m "$2")
+. "$(dirname "${BASH_SOURCE[0]}")/support/app.sh"
 shift 2
-rm -rf "$scratch"
-mkdir -p "$scratch/packed"
-. "$root/cluster/tests/support/app.sh"
-make_app "$root" "$tree" "$scratch"
+make_app
 
 echo "== the types"
 (cd "$app" && node "$root/bindings/node/tests/node_modules/typescript/bin/tsc" --noEmit --strict --module nodenext --target es2022 \

