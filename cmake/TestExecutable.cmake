@@ -18,13 +18,12 @@ target_compile_options(kx_test_headers PRIVATE ${kx_test_options})
 target_precompile_headers(kx_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h> <filesystem> <functional> <optional>
                           <string> <thread> <vector>)
 
-# lld links a test program in a fraction of the time. GCC looks for a linker of another system under a longer name, unless it is
-# shown a folder. What ships is linked by the compiler's own linker.
-find_program(KXTCP64_LLD ld.lld)
-if(KXTCP64_LLD)
-  file(MAKE_DIRECTORY "${PROJECT_BINARY_DIR}/lld")
-  file(CREATE_LINK "${KXTCP64_LLD}" "${PROJECT_BINARY_DIR}/lld/ld.lld" SYMBOLIC)
-  set(kx_test_link_options -fuse-ld=lld "-B${PROJECT_BINARY_DIR}/lld")
+# lld links a test program in a hundredth of the time. What ships is linked by the compiler's own linker.
+include(CheckLinkerFlag)
+set(kx_test_link_options "$<IF:$<CXX_COMPILER_ID:GNU>,-B${CMAKE_CURRENT_LIST_DIR}/lld,-fuse-ld=lld>")
+check_linker_flag(CXX "${kx_test_link_options}" KXTCP64_LLD_LINKS_TESTS)
+if(NOT KXTCP64_LLD_LINKS_TESTS)
+  set(kx_test_link_options)
 endif()
 
 # How the sources of a test program are compiled, whoever runs it.
