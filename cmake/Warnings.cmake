@@ -22,7 +22,9 @@ set(kx_cxx_warnings
     -Wunused
     -Wold-style-cast
     -Wnon-virtual-dtor
-    -Woverloaded-virtual)
+    -Woverloaded-virtual
+    -Wsuggest-override
+    -Wzero-as-null-pointer-constant)
 set(kx_c_warnings
     -Wall
     -Wextra

@@ -108,7 +108,7 @@ void writeEntry(const EntryKind& kind, const char* format, std::va_list argument
 
 }  // namespace
 
-// NOLINTBEGIN(bugprone-reserved-identifier, readability-identifier-naming, cert-dcl50-cpp): explained in the header.
+// NOLINTBEGIN(clang-diagnostic-reserved-identifier, readability-identifier-naming, cert-dcl50-cpp): explained in the header.
 
 void __loginf(const char* format, ...) noexcept {
   const LastErrorGuard guard;
@@ -129,7 +129,7 @@ void __logerr(const char* format, ...) noexcept {
   va_end(arguments);
 }
 
-// NOLINTEND(bugprone-reserved-identifier, readability-identifier-naming, cert-dcl50-cpp)
+// NOLINTEND(clang-diagnostic-reserved-identifier, readability-identifier-naming, cert-dcl50-cpp)
 
 std::string logFilePath() {
   std::string path = platform::environmentVariable(kPathVariable).value_or("");

@@ -19,8 +19,8 @@ namespace kx {
 #define KX_PRINTF_FORMAT
 #endif
 
-// NOLINTBEGIN(bugprone-reserved-identifier, readability-identifier-naming, cert-dcl50-cpp): the debugger line carries these
-// names, and people who read logs search the source for them.
+// NOLINTBEGIN(clang-diagnostic-reserved-identifier, readability-identifier-naming, cert-dcl50-cpp): the debugger line
+// carries these names, and people who read logs search the source for them.
 
 // Information: written only when logging is switched on.
 KX_PRINTF_FORMAT void __loginf(const char* format, ...) noexcept;
@@ -28,7 +28,7 @@ KX_PRINTF_FORMAT void __loginf(const char* format, ...) noexcept;
 // An error: always goes to the debugger, and to the file whenever one is named, even when logging is off.
 KX_PRINTF_FORMAT void __logerr(const char* format, ...) noexcept;
 
-// NOLINTEND(bugprone-reserved-identifier, readability-identifier-naming, cert-dcl50-cpp)
+// NOLINTEND(clang-diagnostic-reserved-identifier, readability-identifier-naming, cert-dcl50-cpp)
 
 // The path of the log file at this moment, possibly empty.
 std::string logFilePath();

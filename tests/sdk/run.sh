@@ -111,7 +111,7 @@ add_executable(host "$source_root/examples/play_macro.c")
 target_link_libraries(host PRIVATE KXTCP64)
 EOF
 cmake -G Ninja -S "$scratch/parent" -B "$scratch/parent/build" -DCMAKE_TOOLCHAIN_FILE="$toolchain" \
-  -DCMAKE_BUILD_TYPE=Release >"$scratch/parent.log"
+  -DCMAKE_BUILD_TYPE=Debug >"$scratch/parent.log"
 cmake --build "$scratch/parent/build" --target host >>"$scratch/parent.log"
 if ninja -C "$scratch/parent/build" -t targets all | grep -E 'kxsim|gtest|_tests'; then
   echo "a consumer is made to build more than the library" >&2

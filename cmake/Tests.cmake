@@ -92,3 +92,33 @@ function(kx_add_test_executable name)
                           ENVIRONMENT "GTEST_TOTAL_SHARDS=${arg_SHARDS};GTEST_SHARD_INDEX=${index};${arg_ENVIRONMENT}")
   endforeach()
 endfunction()
+
+# kx_add_command_test(NAME
+#   COMMAND word...
+#   [NEEDS need...]             programs, and files of the source folder (with a slash) that `./dev setup --browsers` fetches;
+#                               without one of them the test is left out, and that is told
+#   [WORKING_DIRECTORY folder]
+#   [PROPERTIES name value...]  as of set_tests_properties)
+function(kx_add_command_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "WORKING_DIRECTORY" "COMMAND;NEEDS;PROPERTIES")
+  if(arg_UNPARSED_ARGUMENTS)
+    message(FATAL_ERROR "kx_add_command_test(${name}): what is ${arg_UNPARSED_ARGUMENTS}?")
+  endif()
+  if(NOT arg_WORKING_DIRECTORY)
+    set(arg_WORKING_DIRECTORY "${CMAKE_CURRENT_BINARY_DIR}")
+  endif()
+  add_test(NAME ${name} COMMAND ${arg_COMMAND} WORKING_DIRECTORY "${arg_WORKING_DIRECTORY}")
+  set_tests_properties(${name} PROPERTIES TIMEOUT ${kx_test_timeout} ${arg_PROPERTIES})
+  foreach(need IN LISTS arg_NEEDS)
+    if(need MATCHES "/")
+      set(found "${PROJECT_SOURCE_DIR}/${need}")
+    else()
+      find_program(KXTCP64_TOOL_${need} ${need})
+      mark_as_advanced(KXTCP64_TOOL_${need})
+      set(found "${KXTCP64_TOOL_${need}}")
+    endif()
+    if(NOT EXISTS "${found}")
+      set_tests_properties(${name} PROPERTIES DISABLED TRUE)
+    endif()
+  endforeach()
+endfunction()
