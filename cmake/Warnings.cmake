@@ -23,8 +23,7 @@ set(kx_cxx_warnings
     -Wold-style-cast
     -Wnon-virtual-dtor
     -Woverloaded-virtual
-    -Wsuggest-override
-    -Wzero-as-null-pointer-constant)
+    -Wsuggest-override)
 set(kx_c_warnings
     -Wall
     -Wextra
@@ -42,6 +41,9 @@ set(kx_c_warnings
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   list(APPEND kx_cxx_warnings -Wduplicated-cond -Wduplicated-branches -Wlogical-op -Wredundant-decls)
   list(APPEND kx_c_warnings -Wduplicated-cond -Wlogical-op -Wredundant-decls)
+else()
+  # GCC warns of zeros in macros of Windows' own headers, too.
+  list(APPEND kx_cxx_warnings -Wzero-as-null-pointer-constant)
 endif()
 
 if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
