@@ -37,7 +37,7 @@ case $3 in
     cmp "$prefix/bin/KXTCP64.dll" "$scratch/out/KXTCP64.dll"
     # Wine loads the files of .NET only where mscoree is not switched off.
     export WINEDLLOVERRIDES='mshtml=;winemenubuilder.exe=d'
-    host() { (run "$scratch/out/host.exe" "$(windows_path "$prefix/bin/kxsim.exe")" "$1" 2>&1 || echo "ended with $?") | unix_lines; }
+    host() { (alone run "$scratch/out/host.exe" "$(windows_path "$prefix/bin/kxsim.exe")" "$1" 2>&1 || echo "ended with $?") | unix_lines; }
     [[ $(host 'extract Hello $(city)') == 'the first extract: Hello Tromsø' ]]
     [[ $(host 'fail -50 There is no such button') == $'kx_Play failed: result -1, error -50: There is no such button\nended with 1' ]]
     ;;

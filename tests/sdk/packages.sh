@@ -71,8 +71,8 @@ echo "== the examples of the zip, by their CMakeLists.txt"
 cmake -G Ninja -S "$prefix/share/kxtcp64/examples" -B "$scratch/examples" -DCMAKE_BUILD_TYPE=Release \
   -DCMAKE_TOOLCHAIN_FILE="$source_root/cmake/toolchains/mingw-w64-x86_64.cmake" >"$scratch/examples.log"
 cmake --build "$scratch/examples" >>"$scratch/examples.log"
-run "$scratch/examples/first_host.exe" "$KX_BROWSER" 'extract Hello $(city)' | unix_lines | grep -qx 'the first extract: Hello Oslo'
-run "$scratch/examples/first_steps.exe" "$KX_BROWSER" 'extract Hello $(city)' | unix_lines | grep -qx 'Hello Oslo'
+alone run "$scratch/examples/first_host.exe" "$KX_BROWSER" 'extract Hello $(city)' | unix_lines | grep -qx 'the first extract: Hello Oslo'
+alone run "$scratch/examples/first_steps.exe" "$KX_BROWSER" 'extract Hello $(city)' | unix_lines | grep -qx 'Hello Oslo'
 
 # microsoft_host PREFIX NAME: a host for Microsoft's linker, with the package that is found there.
 microsoft_host() {
@@ -80,7 +80,7 @@ microsoft_host() {
     -DCMAKE_C_COMPILER=clang -DCMAKE_C_COMPILER_TARGET=x86_64-pc-windows-msvc -DCMAKE_C_STANDARD_LIBRARIES= \
     -DCMAKE_PREFIX_PATH="$1" >"$scratch/$2.log"
   cmake --build "$scratch/$2" >>"$scratch/$2.log"
-  [[ $(run "$scratch/$2/host.exe") == Hello ]]
+  [[ $(alone run "$scratch/$2/host.exe") == Hello ]]
 }
 
 echo "== Microsoft's import library: a host by clang and lld-link"
@@ -154,7 +154,7 @@ mkdir "$scratch/bridge"
 KX_BRIDGE="exec $(printf '%q ' "$source_root/cmake/toolchains/run_with_wine" "$tree/wineprefix" "$scratch/bridge/bridge.exe" \
   "$(windows_path "$site/kxtcp64/KXTCP64.dll")")"
 export KX_BRIDGE
-example=$(cd "$scratch" && PYTHONPATH=$site PYTHONDONTWRITEBYTECODE=1 python3 - "$scratch/bridge/libkxbridge.so" \
+example=$(cd "$scratch" && PYTHONPATH=$site PYTHONDONTWRITEBYTECODE=1 alone python3 - "$scratch/bridge/libkxbridge.so" \
   "$prefix/share/kxtcp64/python/first_steps.py" "$KX_BROWSER" 'extract Hello $(city)' <<'PYTHON'
 import pathlib, runpy, sys, kxtcp64
 # On Windows the package finds the DLL beside itself.
@@ -216,6 +216,6 @@ if KX_SIGN_PASSWORD=wrong "$source_root/packaging/sign.sh" "$scratch/certificate
   exit 1
 fi
 cmp "$tree/bin/KXTCP64.dll" "$scratch/unsigned.dll"
-run "$scratch/signed/first_host.exe" "$KX_BROWSER" 'extract Hello $(city)' | unix_lines | grep -qx 'the first extract: Hello Oslo'
+alone run "$scratch/signed/first_host.exe" "$KX_BROWSER" 'extract Hello $(city)' | unix_lines | grep -qx 'the first extract: Hello Oslo'
 
 echo "packages: all is right"

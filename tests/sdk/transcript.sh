@@ -9,6 +9,8 @@ rm -rf "$scratch"
 mkdir -p "$scratch"
 cmake --install "$tree" --prefix "$prefix" >"$scratch/install.log"
 
+# shellcheck source=tests/sdk/alone.sh
+. "$source_root/tests/sdk/alone.sh"
 run() { "$source_root/cmake/toolchains/run_with_wine" "$tree/wineprefix" "$@" </dev/null; }
 
 # Files that a Windows user reads may have Windows' line ends.
@@ -34,7 +36,7 @@ transcript() {
   done < <(sed -n 's/^> //p' <<<"$shown")
   printf 'exit /b 0\r\n' >>"$scratch/transcript.cmd"
   # Into a file: that is where every program's output arrives under Wine.
-  (cd "$prefix" && run cmd /c "$(windows_path "$scratch/transcript.cmd")") >"$scratch/printed.crlf" 2>&1
+  (cd "$prefix" && alone run cmd /c "$(windows_path "$scratch/transcript.cmd")") >"$scratch/printed.crlf" 2>&1
   unix_lines <"$scratch/printed.crlf" >"$scratch/printed.txt"
   sed '/^> /d' <<<"$shown" | diff - "$scratch/printed.txt"
   [[ -s $scratch/printed.txt ]]

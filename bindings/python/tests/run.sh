@@ -12,6 +12,8 @@ rm -rf "$scratch"
 mkdir -p "$scratch"
 
 "$source_root/bindings/bridge/make_bridge.py" "$scratch"
+# shellcheck source=tests/sdk/alone.sh
+. "$source_root/tests/sdk/alone.sh"
 windows_path() { tr / '\\' <<<"Z:$1"; }
 export KX_BRIDGE_LIBRARY=$scratch/libkxbridge.so KX_SIMULATOR=$tree/bin/kxsim.exe
 KX_RUN=$(printf '%q ' "$source_root/cmake/toolchains/run_with_wine" "$tree/wineprefix")
@@ -23,7 +25,7 @@ sed -n '/^```python$/,/^```$/{/^```/!p}' "$here/../README.md" | diff "$here/../f
 
 echo "== the example"
 example() {
-  python3 -c 'import os, runpy, sys, kxtcp64
+  alone python3 -c 'import os, runpy, sys, kxtcp64
 kxtcp64._default_library = kxtcp64.Library(os.environ["KX_BRIDGE_LIBRARY"])
 sys.argv = sys.argv[1:]
 runpy.run_path(sys.argv[0], run_name="__main__")' "$here/../first_steps.py" "$(windows_path "$KX_SIMULATOR")" "$1"

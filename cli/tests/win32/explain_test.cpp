@@ -2,6 +2,7 @@
 #include "cli/tests/win32/kx_program.h"
 #include "support/environment.h"
 #include "support/win32/helper_process.h"
+#include "support/win32/pipe_name.h"
 #include "support/win32/simulator.h"
 #include "support/win32/temp_folder.h"
 
@@ -32,7 +33,7 @@ TEST(KxExplain, NothingIsLaunchedWrittenOrLogged) {
   const EnvironmentVariable on("KORVEX_LOG", "on");
   const EnvironmentVariable path("KORVEX_LOGPATH", folder.path("k.log"));
 
-  const KxOutcome outcome = kx({"explain", "--program", browser.program(), "--profile", "work"});
+  const KxOutcome outcome = kx({"explain", "--program", browser.program(), "--profile", uniqueName("profile")});
 
   EXPECT_THAT(outcome.out, HasSubstr("A start would launch the browser"));
   EXPECT_THAT(outcome.out, HasSubstr(folder.path("k.log")));
@@ -76,7 +77,7 @@ TEST(KxExplain, AProfileThatAFirefoxHoldsIsSeen) {
 TEST(KxExplain, AStartPageThatCannotBeWrittenIsSeen) {
   const EnvironmentVariable temp("TEMP", "C:\\no\\such\\folder");
 
-  EXPECT_THAT(kx({"explain", "--profile", "work", "--program", KxProgram::ownCopy()}).out,
+  EXPECT_THAT(kx({"explain", "--profile", uniqueName("profile"), "--program", KxProgram::ownCopy()}).out,
               HasSubstr("A start would fail: the start page cannot be written, error 3."));
 }
 
