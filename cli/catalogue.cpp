@@ -4,6 +4,8 @@
 #include "cli/json.h"
 #include "cli/text.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <map>
 #include <stdexcept>

@@ -4,6 +4,8 @@
 #include "cli/start_facts.h"
 #include "cli/text.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 
 namespace kx::cli {

@@ -1,8 +1,8 @@
 // JSON as this program writes it: members in the order in which they were put in, and always valid UTF-8,
-// whatever bytes a browser has sent.
+// whatever bytes a browser has sent. Who makes or reads values includes <nlohmann/json.hpp> as well.
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <string>
 
@@ -13,8 +13,6 @@ using Json = nlohmann::ordered_json;
 inline constexpr int kReadable = 2;
 inline constexpr int kOneLine = -1;
 
-inline std::string jsonText(const Json& value, int indentation) {
-  return value.dump(indentation, ' ', false, Json::error_handler_t::replace);
-}
+std::string jsonText(const Json& value, int indentation);
 
 }  // namespace kx::cli

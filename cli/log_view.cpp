@@ -4,6 +4,8 @@
 #include "cli/runs.h"
 #include "cli/text.h"
 
+#include <nlohmann/json.hpp>
+
 #include <array>
 #include <chrono>
 #include <cstdio>

@@ -7,6 +7,8 @@
 #include "cli/runs.h"
 #include "cli/text.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>

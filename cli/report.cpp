@@ -7,6 +7,8 @@
 #include "cli/text.h"
 #include "common/platform.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <array>
 #include <cmath>

@@ -3,6 +3,8 @@
 #include "cli/csv.h"
 #include "cli/text.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <array>
 #include <cstdio>

@@ -4,6 +4,8 @@
 #include "cli/text.h"
 #include "common/platform.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <array>
 #include <cstdio>

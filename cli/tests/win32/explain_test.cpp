@@ -33,7 +33,8 @@ TEST(KxExplain, NothingIsLaunchedWrittenOrLogged) {
   const EnvironmentVariable on("KORVEX_LOG", "on");
   const EnvironmentVariable path("KORVEX_LOGPATH", folder.path("k.log"));
 
-  const KxOutcome outcome = kx({"explain", "--program", browser.program(), "--profile", uniqueName("profile")});
+  const KxOutcome outcome =
+      kx({"explain", "--program", browser.program(), "--profile", uniqueName("profile")});
 
   EXPECT_THAT(outcome.out, HasSubstr("A start would launch the browser"));
   EXPECT_THAT(outcome.out, HasSubstr(folder.path("k.log")));
