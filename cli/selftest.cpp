@@ -152,9 +152,9 @@ struct Closer {
 };
 
 // Opened before anything is tried, so that the work is not in vain. A file that is there is kept.
-class ReportFile {
+class SelfTestFile {
  public:
-  ReportFile(const std::string& path, const Surroundings& around) : path_(around.wholePath(path)) {
+  SelfTestFile(const std::string& path, const Surroundings& around) : path_(around.wholePath(path)) {
     if (around.fileExists(path_)) {
       throw Problem{kExitWrongUse,
                     "The report's file is there already: " + path_ + ". Choose another name for --report."};
@@ -267,8 +267,8 @@ int runSelfTest(const SelfTestArguments& arguments, const SelfTestGround& ground
     }
     return kExitSuccess;
   }
-  ReportFile report(arguments.reportFile.empty() ? usualReportName(ground.date) : arguments.reportFile,
-                    around);
+  SelfTestFile report(arguments.reportFile.empty() ? usualReportName(ground.date) : arguments.reportFile,
+                      around);
   checks.insert(checks.end(), ground.lastChecks.begin(), ground.lastChecks.end());
 
   // With --json the screen's lines go where progress goes.

@@ -18,7 +18,7 @@ target_compile_options(kx_test_headers PRIVATE ${kx_test_options})
 target_precompile_headers(kx_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h> <filesystem> <functional> <optional>
                           <string> <thread> <vector>)
 
-# lld links a test program in a hundredth of the time. What ships is linked by the compiler's own linker.
+# lld links a test program in a thirtieth of the time. What ships is linked by the compiler's own linker.
 include(CheckLinkerFlag)
 set(kx_test_link_options "$<IF:$<CXX_COMPILER_ID:GNU>,-B${CMAKE_CURRENT_LIST_DIR}/lld,-fuse-ld=lld>")
 check_linker_flag(CXX "${kx_test_link_options}" KXTCP64_LLD_LINKS_TESTS)
