@@ -50,7 +50,7 @@ void expectError(const kx::KxError& error, const std::string& call, int result, 
 
 class CppWrapper : public ::testing::Test {
  protected:
-  static kx::Library library() {
+  static const kx::Library& library() {
     static const kx::Library library =
         kx::Library::load(wide(EnvironmentVariable::valueOf("KX_DLL").value_or("KXTCP64.dll")));
     return library;
