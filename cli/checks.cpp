@@ -155,7 +155,7 @@ std::string hexDump(std::string_view bytes, std::size_t from, std::size_t count)
   std::string text;
   const std::size_t end = std::min(bytes.size(), from + count);
   for (std::size_t line = from; line < end; line += kBytesPerLine) {
-    std::array<char, 16> number{};
+    std::array<char, 24> number{};
     std::snprintf(number.data(), number.size(), "%8zu ", line);
     std::string characters;
     text += number.data();
