@@ -119,8 +119,11 @@ class Run:
         """The same for a program of bindings/first_steps/, with what it prints, as an error too."""
         shutil.copy(self.tree / "bin" / "kxsim.exe", self.browser)
         log = self.folder / "host.log"
+        log.unlink(missing_ok=True)
         status, printed = self.start(self.command(self.host.run, macro=macro), log)
-        return status, printed.decode("utf-8") + ("" if status == 0 else last_lines(log))
+        # The log's first line is the command, which holds the macro.
+        told = log.read_text(encoding="utf-8", errors="replace").split("\n", 1)[1]
+        return status, printed.decode("utf-8") + ("" if status == 0 else told)
 
     def converse(self, golden):
         """What differed, as lines, and what was compared."""

@@ -58,7 +58,7 @@ def measured(program, tree, scratch):
     if status != 0 or not PRINTED.fullmatch(printed.strip()):
         raise run.Failure(f"{program.name}: has ended with {status} and printed {printed!r}")
     status, printed = host.first_steps("fail -50 There is no such button")
-    if status != 1 or "There is no such button" not in printed:
+    if status != 1 or "error -50: There is no such button" not in printed:
         raise run.Failure(f"{program.name}: a macro that fails: has ended with {status} and printed {printed!r}")
     return f"{built - began:.1f} s", f"{ended - built:.1f} s"
 
