@@ -1,5 +1,5 @@
-# What hangs is ended after this many seconds. On a quick machine that does nothing else no entry takes a tenth of it.
-set(kx_test_timeout 1800)
+# What hangs is ended after this many seconds. On a quick machine that does nothing else no entry takes a sixth of it.
+set(kx_test_timeout 900)
 
 # The headers that nearly every test includes are compiled once. A test includes what it uses all the same.
 # The approved texts are named from the build tree's root, where every test runs: a compiler cache then serves all

@@ -16,8 +16,12 @@ from pathlib import Path
 # kx_add_test_executable numbers its shares; no other entry ends in a number.
 GOOGLETEST_ENTRY = re.compile(r"\.\d+$")
 TEST_BEGINS = re.compile(r"^\[ RUN      \] (\S+)", re.MULTILINE)
-# Lines of an entry's output that are shown when it ended early.
+# Lines of an entry's output that are shown when nothing else says why it failed.
 LINES_SHOWN = 20
+
+
+def last_lines(text):
+    return "".join(f"\n    | {line.rstrip()}" for line in text.splitlines()[-LINES_SHOWN:])
 
 
 def account_of_early_end(case):
@@ -30,7 +34,7 @@ def account_of_early_end(case):
     account += f" ({how or case.get('status')} after {float(case.get('time') or 0):.0f} s"
     account += f", in {begun[-1].group(1)})" if begun else ", before any test)"
     shown = output[begun[-1].start() :] if begun else output
-    return account + "".join(f"\n    | {line.rstrip()}" for line in shown.splitlines()[-LINES_SHOWN:])
+    return account + last_lines(shown)
 
 
 def reason_not_run(case):
@@ -97,7 +101,7 @@ class Sum:
                 if succeeded:
                     self.passed += 1
                 else:
-                    self.failed.append(entry)
+                    self.failed.append(entry + last_lines(case.findtext("system-out") or ""))
                 continue
             results = tree / "test-results" / f"{case.get('name')}.xml"
             explained = False

@@ -9,11 +9,15 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent.parent
 PASSED = '<testcase name="header" status="run"></testcase>'
+# Wine's server is ready when its socket is there.
+SERVER = """rm -f socket; echo $$ >server.pid
+exec python3 -c "import signal, socket; socket.socket(socket.AF_UNIX).bind('socket'); signal.pause()"
+"""
 # Programs of the machine that ./dev starts. ctest leaves the report that a test wants, and notes its environment.
 PROGRAMS = {
     "dpkg-query": "echo '=installed '",
     "cmake": 'mkdir -p build/native build/windows-release build/native-sanitize; touch "build/$2/build.ninja" || :',
-    "wineserver": ":",
+    "wineserver": f'case $1 in -f) {SERVER};; -k) kill "$(cat server.pid)";; esac',
     "ctest": 'env >environment; cp ctest-report.xml "build/$2/ctest.xml"; exit "$(cat ctest-status)"',
 }
 
@@ -80,6 +84,12 @@ class DevTests(unittest.TestCase):
     def test_a_run_that_failed_without_a_failed_test_fails(self):
         self.assertEqual(self.run_dev({}, "test-native"), (0, "1 passed, 0 failed, 0 skipped"))
         self.assertEqual(self.run_dev({"ctest-status": "8"}, "test-native"), (1, "1 passed, 1 failed, 0 skipped"))
+
+    def test_a_crash_of_the_server_of_wine_is_told(self):
+        for crash, told in [("", False), ('kill -KILL "$(cat server.pid)"\n', True)]:
+            with Checkout({}) as checkout:
+                checkout.script("programs/ctest", crash + PROGRAMS["ctest"])
+                self.assertIs("Wine's server has crashed" in checkout.run("./dev", "test")[2], told)
 
     def test_a_browser_that_is_not_there_is_skipped_unless_everything_has_to_run(self):
         report = '<testsuite><testcase name="e2e_firefox" status="disabled"><system-out>why</system-out></testcase></testsuite>'

@@ -63,6 +63,16 @@ class SumTests(unittest.TestCase):
     def test_counts_a_failed_entry_that_is_no_googletest_program(self):
         self.assertEqual(total([entry("header", failed=True)], {}), (0, 1, 0))
 
+    def test_shows_the_end_of_what_a_failed_entry_has_printed(self):
+        printed = "".join(f"line {n}\n" for n in range(100))
+        case = f'<testcase name="header" status="fail"><failure/><system-out>{printed}</system-out></testcase>'
+        with Tree({"tree/ctest.xml": f"<testsuite>{case}</testsuite>"}) as root:
+            result = sum_tests.Sum()
+            result.add_tree(Path(root) / "tree")
+        (failed,) = result.failed
+        lines = failed.splitlines()
+        self.assertEqual((lines[0], lines[1], lines[-1]), ("tree/header", "    | line 80", "    | line 99"))
+
     def test_counts_a_missing_program(self):
         missing = '<testcase name="{}" status="notrun"><skipped message="Unable to find executable"/></testcase>'
         self.assertEqual(total([missing.format("kx_a.0"), missing.format("header")], {}), (0, 2, 0))

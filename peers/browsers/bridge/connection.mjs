@@ -24,7 +24,9 @@ export class Connection {
   // `name`: the host's own pipe.
   begin(name) {
     this.#log(`connecting back to ${name}`);
-    this.#pipe = net.connect(name);
+    // Nothing is flushed for a host that has hung up: the server of Wine 8 crashes when a pipe is closed meanwhile.
+    this.#pipe = net.connect({ path: name, allowHalfOpen: true });
+    this.#pipe.on('end', () => this.#pipe.destroy());
     this.#pipe.on('error', (error) => this.#log(`pipe of the host: ${error.message}`));
     this.#pipe.on('data', (chunk) => this.#receive(chunk));
     this.#pipe.on('close', () => {

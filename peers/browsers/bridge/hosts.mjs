@@ -25,7 +25,7 @@ export class Hosts {
 
   // Hosts can come as soon as the launcher has found this pipe.
   async serve() {
-    const server = net.createServer((socket) => this.#listenTo(socket, server));
+    const server = net.createServer({ allowHalfOpen: true }, (socket) => this.#listenTo(socket, server));
     await new Promise((resolve, reject) => {
       server.once('error', reject);
       server.listen(this.#settings.pipe, resolve);
@@ -37,6 +37,7 @@ export class Hosts {
     this.#log('the launcher serves hosts');
     server.close();
     launcher.on('error', () => {});
+    launcher.on('end', () => launcher.destroy());
     readline.createInterface({ input: launcher, crlfDelay: Infinity }).on('line', (name) => this.#connectTo(name));
   }
 
