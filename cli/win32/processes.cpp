@@ -8,6 +8,7 @@
 
 #include <windows.h>
 #include <atomic>
+#include <cstddef>
 #include <vector>
 
 namespace kx::cli {
@@ -26,13 +27,16 @@ void setLimit(HANDLE job, DWORD flags) {
 
 std::vector<DWORD> processesOf(HANDLE job) {
   constexpr std::size_t kMost = 4096;
-  std::vector<ULONG_PTR> memory(kMost + 1);
+  // Two counts, and then the identifiers, more than the one that the type of the list names.
+  constexpr std::size_t kCounts =
+      offsetof(JOBOBJECT_BASIC_PROCESS_ID_LIST, ProcessIdList) / sizeof(ULONG_PTR);
+  std::vector<ULONG_PTR> memory(kCounts + kMost);
   auto* const list = reinterpret_cast<JOBOBJECT_BASIC_PROCESS_ID_LIST*>(memory.data());
   std::vector<DWORD> ids;
   if (::QueryInformationJobObject(job, JobObjectBasicProcessIdList, list,
                                   static_cast<DWORD>(memory.size() * sizeof(ULONG_PTR)), nullptr) != FALSE) {
     for (DWORD i = 0; i < list->NumberOfProcessIdsInList; ++i) {
-      ids.push_back(static_cast<DWORD>(list->ProcessIdList[i]));
+      ids.push_back(static_cast<DWORD>(memory[kCounts + i]));
     }
   }
   return ids;
