@@ -122,7 +122,8 @@ class Timeout {
   Timeout() noexcept = default;
   static int wholeSeconds(double seconds) {
     const double whole = std::ceil(seconds);
-    if (!(whole >= 1.0) || whole > std::numeric_limits<int>::max()) {
+    // In parentheses max is no macro of <windows.h>.
+    if (!(whole >= 1.0) || whole > (std::numeric_limits<int>::max)()) {
       throw KxError("kx::Timeout", KX_FAILED, KX_ERROR_NONE,
                     "a time-out is above zero, and below 68 years; for no limit there is Timeout::none()");
     }
@@ -149,7 +150,7 @@ struct StartOptions {
   bool openNewBrowser = false;
   // Only a browser that is running already; none is launched.
   bool attachOnly = false;
-  // Also sets the number of attempts, see kx_Init().
+  // Also sets the number of attempts, see kx_Init(). A runner's start refuses Timeout::none().
   Timeout timeout = std::chrono::seconds(60);
   // The time-out of the exit when a Browser goes that was not closed.
   Timeout exitTimeout = std::chrono::seconds(10);
@@ -522,6 +523,9 @@ class Browser {
   static Browser startRunner(const Library& library, const StartOptions& options) {
     constexpr char call[] = "kxr_Init";
     const std::string text = detail::optionsText(call, options, true);
+    if (options.timeout.seconds() == 0) {  // the library would make one attempt, which may fail at once
+      detail::refuse(call, "a runner's timeout has an end, for it sets the number of attempts");
+    }
     Browser browser(library, true, options.exitTimeout);
     browser.session_->checkStart(
         call,
@@ -556,7 +560,8 @@ class Browser {
     return session.readBack();
   }
 
-  // The same once more; after a play that has failed, what it had left by then.
+  // The same once more; after a play that has failed, what it had left by then. The profiler data are those
+  // of the last answer, which may be another one than the play's.
   PlayResult lastPlay() const {
     constexpr char call[] = "kx_GetLastExtract";
     detail::Session& session = open(call);

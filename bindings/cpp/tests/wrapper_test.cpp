@@ -262,6 +262,15 @@ TEST_F(CppWrapper, ARunnersBrowserIsStartedByItsHost) {
   EXPECT_THAT(browser.play("extract here").extracts, ElementsAre("here"));
 }
 
+TEST_F(CppWrapper, ARunnersStartNeedsATimeOutWithAnEnd) {
+  kx::StartOptions options;
+  options.profile = "work";
+  options.timeout = kx::Timeout::none();
+
+  expectError(errorOf([&] { kx::Browser::startRunner(library(), options); }), "kxr_Init", KX_FAILED,
+              KX_ERROR_NONE, "a runner's timeout has an end, for it sets the number of attempts");
+}
+
 TEST_F(CppWrapper, OptionsReachTheBrowserAsTheyAre) {
   kx::StartOptions firefox = launchOptions();
   firefox.profile = "-my a=b -runner";

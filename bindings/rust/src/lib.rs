@@ -84,7 +84,7 @@ pub struct StartOptions {
     /// Only a browser that is running already; none is launched.
     pub attach_only: bool,
     /// Of the start, and the number of attempts, see `kx_Init()`. Above zero, rounded up to whole seconds; `None` waits without
-    /// a limit.
+    /// a limit, which a runner's start refuses.
     pub timeout: Option<Duration>,
     /// Of the exit when a [`Browser`] is dropped.
     pub exit_timeout: Option<Duration>,
@@ -184,6 +184,10 @@ impl Browser {
         const CALL: &str = "kxr_Init";
         let text = options_text(CALL, options, true)?;
         let timeout = seconds(CALL, options.timeout)?;
+        if timeout == 0 {
+            // The library would make one attempt, which may fail at once.
+            return Err(Error::refused(CALL, "a runner's timeout has an end, for it sets the number of attempts"));
+        }
         let session = Session::new(CALL, options, true)?;
         let result = unsafe {
             (session.functions().kxr_Init)(
@@ -236,7 +240,8 @@ impl Browser {
         self.session.read_back()
     }
 
-    /// The same once more; after a play that has failed, what it had left by then.
+    /// The same once more; after a play that has failed, what it had left by then. The profiler data are those of the last
+    /// answer, which may be another one than the play's.
     pub fn last_play(&self) -> Result<PlayResult> {
         self.session.open("kx_GetLastExtract")?;
         self.session.read_back()

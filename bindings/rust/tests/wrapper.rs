@@ -155,6 +155,14 @@ fn the_arguments_of_a_runner_s_browser() {
 }
 
 #[test]
+fn a_runner_s_start_needs_a_time_out_with_an_end() {
+    let options =
+        StartOptions { profile: Some("work".into()), timeout: None, library: Some(library()), ..Default::default() };
+    let error = Browser::start_runner(&options);
+    assert_error(error, ("kxr_Init", KX_FAILED, KX_ERROR_NONE, "a runner's timeout has an end"));
+}
+
+#[test]
 fn options_that_cannot_be_meant_are_refused() {
     let start = || StartOptions { library: Some(library()), ..Default::default() };
     let profile = |name: &str| StartOptions { profile: Some(name.into()), ..start() };
