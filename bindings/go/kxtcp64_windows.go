@@ -303,10 +303,16 @@ func (e *Error) Error() string {
 
 // Is tells that a call which has timed out has passed its context's deadline.
 func (e *Error) Is(target error) bool {
-	return target == context.DeadlineExceeded && e.hasTimedOut()
+	return target == context.DeadlineExceeded && (e.startHasTimedOut() || e.requestHasTimedOut())
 }
 
-func (e *Error) hasTimedOut() bool {
+// startHasTimedOut knows such a start by its result: a launch that failed has Windows' error number, of which 3 gives the
+// number of a time-out, too, and an answer has ResultOK.
+func (e *Error) startHasTimedOut() bool {
+	return (e.Call == "kx_Init" || e.Call == "kxr_Init") && e.Result < 0 && e.Number == NumberTimeout
+}
+
+func (e *Error) requestHasTimedOut() bool {
 	return e.Number == NumberTimeout && (e.Text == "Error while sending request" || e.Text == "Error while receiving response")
 }
 
@@ -402,7 +408,7 @@ func (s *session) failure(call string, result int32) error {
 	}
 	failure := &Error{call, int(result), number, s.errorText()}
 	const remedy = "; close this browser and start another"
-	if failure.hasTimedOut() {
+	if failure.requestHasTimedOut() {
 		s.outOfStep = &Error{Number: number,
 			Text: "an earlier request has timed out, and its late answer would count as the next one's" + remedy}
 	} else if number == NumberGeneral && failure.Text == "Error in response processing" {

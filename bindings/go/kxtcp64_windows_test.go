@@ -221,6 +221,37 @@ func TestAnAttachLaunchesNothing(t *testing.T) {
 	_, err := Start(within(t, time.Second), Options{Profile: "go nobody", AttachOnly: true, Library: library})
 
 	assertError(t, err, "kx_Init", 3, -3, "no running browser serves")
+	if errors.Is(err, context.DeadlineExceeded) {
+		t.Error("the number is that of Windows' error 3")
+	}
+}
+
+func TestAStartThatTimesOutHasPassedItsDeadline(t *testing.T) {
+	at := newWorld(t, "on handshake hold")
+	at.run(fmt.Sprintf(`--pipe=\\.\pipe\kx-fx-%x.runner`, md5.Sum([]byte(at.profile))))
+	_, notConnected := Start(within(t, time.Second), Options{Profile: at.profile, AttachOnly: true, Library: library})
+	assertError(t, notConnected, "kx_Init", ResultTimeout, NumberTimeout, "Failed to establish connection")
+
+	_, nobody := StartRunner(within(t, time.Second), Options{Profile: "go nobody", Library: library})
+	assertError(t, nobody, "kxr_Init", ResultFailed, NumberTimeout, "Connection timed out")
+
+	for _, err := range []error{notConnected, nobody} {
+		if !errors.Is(err, context.DeadlineExceeded) {
+			t.Error("the deadline has passed: ", err)
+		}
+	}
+}
+
+func TestAnAnswerToAStartWithTheNumberOfATimeOutIsNoDeadline(t *testing.T) {
+	at := newWorld(t, "on init result -3 Too slow")
+	at.run(fmt.Sprintf(`--pipe=\\.\pipe\kx-fx-%x.runner`, md5.Sum([]byte(at.profile))))
+
+	_, err := Start(background, Options{Profile: at.profile, AttachOnly: true, Library: library})
+
+	assertError(t, err, "kx_Init", ResultOK, NumberTimeout, "Too slow")
+	if errors.Is(err, context.DeadlineExceeded) {
+		t.Error("this was no deadline")
+	}
 }
 
 func TestAfterATimeOutRequestsAreRefusedWithTheRemedy(t *testing.T) {
