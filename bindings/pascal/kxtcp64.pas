@@ -120,7 +120,6 @@ type
     FExitSeconds: Integer;
     FOutOfStep: string; // why requests and answers no longer go together
     FOutOfStepNumber: Integer;
-    procedure Prepare;
     procedure CreateContext;
     procedure CheckOpen(const ACall: string);
     procedure CheckInStep(const ACall: string);
@@ -138,6 +137,7 @@ type
     { Attaches to a browser that the host has started with RunnerArguments. Closing asks that browser to exit, and does not
       wait for its process. }
     constructor StartRunner(const AOptions: TKxStartOptions);
+    class function NewInstance: TObject; override;
     { Closes the browser within ExitTimeout; a failure of that is in the library's log. }
     destructor Destroy; override;
     { The arguments, without the program, with which a host starts the browser's program itself. APage is Chrome's start
@@ -147,7 +147,8 @@ type
     procedure SetVariable(const AName, AValue: string);
     { Plays a macro, and gives all that it left. }
     function Play(const AMacro: string; ATimeout: Cardinal = 60000): TKxPlayResult;
-    { The same once more; after a play that has failed, what it had left by then. }
+    { The same once more; after a play that has failed, what it had left by then. ProfilerData is that of the last answer,
+      which may be another one than the play's. }
     function LastPlay: TKxPlayResult;
     { Shows a message to the user, in the browser. }
     procedure Show(const AMessage: string; ATimeout: Cardinal = 60000);
@@ -303,11 +304,13 @@ end;
 
 { TKxBrowser }
 
-{ Before anything that can fail: a constructor that raises goes through Destroy. }
-procedure TKxBrowser.Prepare;
+{ Here, because every constructor comes after it: also TObject's, and one that raises and so goes through Destroy. Context 0
+  would be another browser's. }
+class function TKxBrowser.NewInstance: TObject;
 begin
-  FContext := KX_NO_CONTEXT;
-  InitializeCriticalSection(FLock);
+  Result := inherited NewInstance;
+  TKxBrowser(Result).FContext := KX_NO_CONTEXT;
+  InitializeCriticalSection(TKxBrowser(Result).FLock);
 end;
 
 procedure TKxBrowser.CreateContext;
@@ -329,7 +332,6 @@ var
   Wait, Status: Integer;
   Reason: string;
 begin
-  Prepare;
   Options := OptionsText(Call, AOptions, False);
   if AOptions.AttachOnly and (AOptions.ProgramFile <> '') then
     Refuse(Call, 'AttachOnly launches no program, so ProgramFile means nothing with it');
@@ -358,7 +360,6 @@ var
   Options: UTF8String;
   Wait: Integer;
 begin
-  Prepare;
   FRunner := True;
   Options := OptionsText(Call, AOptions, True);
   Wait := Seconds(Call, AOptions.Timeout);
@@ -405,8 +406,11 @@ end;
 
 procedure TKxBrowser.CheckOpen(const ACall: string);
 begin
-  if FContext < 0 then
+  if FContext >= 0 then
+    System.Exit;
+  if FStarted then
     raise EKxError.Create(ACall, KX_NO_CONTEXT, KX_ERROR_NONE, 'the browser was closed');
+  raise EKxError.Create(ACall, KX_NO_CONTEXT, KX_ERROR_NONE, 'there is no browser: Start and StartRunner make one, Create does not');
 end;
 
 procedure TKxBrowser.CheckInStep(const ACall: string);

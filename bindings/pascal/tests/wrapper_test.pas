@@ -356,6 +356,24 @@ begin
   CheckNumber(1, Requests, 'the start alone');
 end;
 
+procedure WhatCreateMakesOwnsNothing;
+var
+  First: TKxBrowser;
+begin
+  StartIt([]);
+  First := Browser;
+  Browser := TKxBrowser.Create;
+  try
+    Fails('kx_Play', -5, 0, 'there is no browser', PlayNothing);
+    Fails('kx_GetBrowserProcessId', -5, 0, 'there is no browser', AskProcess);
+    Browser.Exit;
+  finally
+    Browser.Free;
+    Browser := First;
+  end;
+  CheckNumber(1, Length(Browser.Play('extract here').Extracts), 'the first browser plays');
+end;
+
 procedure AChromeOfARunnerHasItsPage;
 begin
   Options := KxDefaultOptions;
@@ -413,6 +431,7 @@ begin
   Run('StartsThatFail', StartsThatFail);
   Run('CallsOfSeveralThreadsWaitForOneAnother', CallsOfSeveralThreadsWaitForOneAnother);
   Run('WhatCannotBeMeantIsRefused', WhatCannotBeMeantIsRefused);
+  Run('WhatCreateMakesOwnsNothing', WhatCreateMakesOwnsNothing);
   Run('AChromeOfARunnerHasItsPage', AChromeOfARunnerHasItsPage);
   WriteLn(Count, ' tests, ', Failures, ' failures');
   Halt(Ord(Failures > 0));
