@@ -16,6 +16,13 @@ std::int64_t attemptsOf(bool isRunner, int timeout) {
   return timeout == 0 ? 1 : std::int64_t{timeout} + 2;
 }
 
+// Of `count` waits and one more: their milliseconds need not fit the type, so whole seconds are counted
+// apart.
+std::int64_t secondsOf(std::int64_t count, std::int64_t millisecondsEach, std::int64_t millisecondsMore) {
+  return count * (millisecondsEach / kThousand) +
+         (count * (millisecondsEach % kThousand) + millisecondsMore) / kThousand;
+}
+
 }  // namespace
 
 StartBounds startBounds(bool isRunner, int timeoutSeconds) {
@@ -28,13 +35,10 @@ StartBounds startBounds(bool isRunner, int timeoutSeconds) {
     return bounds;
   }
   const std::int64_t wait = transportWaitMilliseconds(timeout);
-  bounds.noConnectionBack = (isRunner ? bounds.attempts * wait + pauses : wait) / kThousand;
+  bounds.noConnectionBack = isRunner ? secondsOf(bounds.attempts, wait, pauses) : wait / kThousand;
   // Each attempt: the lock, the name line, the connection. Then the request and its answer.
-  std::int64_t slowest = bounds.attempts * (kStartLockWaitMilliseconds + 2 * wait) + pauses + 2 * wait;
-  if (!isRunner) {
-    slowest += shutdownWaitMilliseconds(0);
-  }
-  bounds.slowest = slowest / kThousand;
+  bounds.slowest = secondsOf(bounds.attempts, kStartLockWaitMilliseconds + 2 * wait,
+                             pauses + 2 * wait + (isRunner ? 0 : shutdownWaitMilliseconds(0)));
   return bounds;
 }
 

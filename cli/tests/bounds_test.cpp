@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <limits>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -37,6 +38,23 @@ TEST(StartBounds, CountTheAttemptsThatAStartMakes) {
     EXPECT_EQ(startBounds(false, timeout).attempts, launched.attempts) << timeout;
     EXPECT_EQ(startBounds(true, timeout).attempts, runner.attempts) << timeout;
   }
+}
+
+// The attempts of the longest time-out, each with waits just below "for ever", need more milliseconds than
+// fit.
+TEST(StartBounds, OfTheLongestTimeOutAreCountedToo) {
+  constexpr int kLongest = std::numeric_limits<int>::max();
+
+  const StartBounds launched = startBounds(false, kLongest);
+  const StartBounds runner = startBounds(true, kLongest);
+
+  EXPECT_EQ(launched.nobodyServes, 2147483646);
+  EXPECT_EQ(launched.noConnectionBack, 4294967);
+  EXPECT_EQ(launched.slowest, 9224018433727799);
+  EXPECT_EQ(runner.attempts, 2147483649);
+  EXPECT_EQ(runner.nobodyServes, 4294967296);
+  EXPECT_EQ(runner.noConnectionBack, 9223376331822071);
+  EXPECT_EQ(runner.slowest, 18448036867456182);
 }
 
 std::vector<std::string> cellsOf(const std::string& line) {
