@@ -5,9 +5,11 @@
 namespace kx::cli {
 namespace {
 
-std::vector<Variable> merged(const std::vector<Variable>& first, const std::vector<Variable>& row) {
-  std::vector<Variable> variables = first;
-  for (const Variable& variable : row) {
+// Each name once, with its last value; a row's value counts before all others.
+std::vector<Variable> merged(std::vector<Variable> all, const std::vector<Variable>& row) {
+  all.insert(all.end(), row.begin(), row.end());
+  std::vector<Variable> variables;
+  for (const Variable& variable : all) {
     const auto same = std::find_if(variables.begin(), variables.end(),
                                    [&](const Variable& one) { return one.first == variable.first; });
     if (same != variables.end()) {

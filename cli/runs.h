@@ -76,8 +76,8 @@ class RunQueue {
   std::size_t taken_ = 0;
 };
 
-// One run for each row, and all of that as often as is asked for. Variables of the command line come first; a
-// row's of the same name count instead.
+// One run for each row, and all of that as often as is asked for. Variables of the command line come first;
+// of several with one name the last counts, and a row's counts before all.
 std::vector<Run> runsOf(const PlayArguments& arguments, const std::vector<std::vector<Variable>>& rows);
 
 // What the process ends with.

@@ -108,6 +108,21 @@ TEST_F(PlayVerb, EachRowOfTheTableIsARun) {
   EXPECT_THAT(err_.str(), HasSubstr("2 of 2 runs ok\n"));
 }
 
+TEST_F(PlayVerb, OfAVariableThatIsGivenTwiceTheLastValueCountsAndTheRowsBeforeAll) {
+  arguments_.macros = {"buy"};
+  arguments_.variables = {{"city", "Rome"}, {"sum", "1"}, {"city", "Paris"}, {"sum", "2"}};
+  arguments_.form = OutputForm::AsCsv;
+
+  EXPECT_EQ(run(), kExitSuccess);
+  EXPECT_THAT(out_.str(), HasSubstr("seconds,city,sum,extract 1\r\n"));
+  EXPECT_THAT(out_.str(), HasSubstr(",Paris,2,buy city=Paris sum=2\r\n"));
+
+  arguments_.rowsFile = file("kx_play_row.csv", "city\nOslo\n");
+
+  EXPECT_EQ(run(), kExitSuccess);
+  EXPECT_THAT(out_.str(), HasSubstr(",Oslo,2,buy city=Oslo sum=2\r\n"));
+}
+
 TEST_F(PlayVerb, ContextsShareTheRuns) {
   arguments_.macros = {"buy"};
   arguments_.repeat = 20;
