@@ -91,9 +91,12 @@ void addPlay(CLI::App& app, PlayArguments& play) {
   addBrowserOptions(*verb, play.browser);
   verb->add_option("FILE", play.files, "files with macros, played one after the other; - is standard input")
       ->type_name("");
+  // Without extra arguments CLI11 leaves "[a,b]" as it is; with them it would be a list of two. The next word
+  // is none of the option's either.
   verb->add_option("-m,--macro", play.macros, "the text of a macro; \\n in it is a line end")
       ->type_name("TEXT")
       ->expected(1)
+      ->allow_extra_args(false)
       ->take_all()
       ->group("What is played");
   verb->add_option_function<std::vector<std::string>>(
@@ -108,6 +111,7 @@ void addPlay(CLI::App& app, PlayArguments& play) {
       ->check(CLI::Validator(checkVariable, ""))
       ->type_name("NAME=VALUE")
       ->expected(1)
+      ->allow_extra_args(false)
       ->take_all()
       ->group("What is played");
   verb->add_option("--rows", play.rowsFile, "a CSV file: the header names variables, each row is one run")
@@ -197,6 +201,7 @@ void addSelfTest(CLI::App& app, SelfTestArguments& selfTest) {
   verb->add_option("--only", selfTest.only, "run this check; may be given several times")
       ->type_name("NAME")
       ->expected(1)
+      ->allow_extra_args(false)
       ->take_all();
   verb->add_flag("--list", selfTest.list, "list the checks and end");
   verb->add_option("--report", selfTest.reportFile,
@@ -260,6 +265,12 @@ std::string problemOfPlay(const PlayArguments& play) {
   return {};
 }
 
+std::string problemOfLog(const LogArguments& log) {
+  return log.follow && log.file == "-" ? "--follow reads what is added to a file, and standard input is "
+                                         "none. Name the file, or leave --follow out."
+                                       : std::string();
+}
+
 std::string problemOfBrowser(const BrowserChoice& browser) {
   if (browser.runner && !browser.profile) {
     return browser.type == "fx" ? "--runner needs a profile: give --profile NAME."
@@ -314,6 +325,9 @@ std::string problemOf(const Arguments& arguments) {
   }
   if (arguments.verb == Verb::Sim) {
     return problemOfBrowser(arguments.sim.browser);
+  }
+  if (arguments.verb == Verb::Log) {
+    return problemOfLog(arguments.log);
   }
   return arguments.verb == Verb::Explain ? problemOfBrowser(arguments.explain.browser) : std::string();
 }

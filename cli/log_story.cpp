@@ -1,6 +1,7 @@
 #include "cli/log_story.h"
 
 #include "cli/text.h"
+#include "common/strings.h"
 
 #include <algorithm>
 #include <array>
@@ -86,22 +87,47 @@ LogStep* openRequest(std::vector<LogStep>& steps) {
   return found != steps.rend() && !found->isAnswered ? &*found : nullptr;
 }
 
-// Where a user's name or the bytes of an answer stand, and what ends them.
-struct Private {
-  std::string_view behind;
-  std::string_view end;
-  bool isPipe;
-};
-constexpr std::array kPrivate = {Private{"\\Users\\", "\\/", false}, Private{"\\users\\", "\\/", false},
-                                 Private{"responce chunk '", "'", false}, Private{"kx-fx-", " ]\\,", true},
-                                 Private{"kx-cr-", " ]\\,", true}};
+constexpr std::string_view kChunk = "responce chunk '";
 
-// Names of pipes and locks are PROFILE.USER, but those of runners and of the library's own pipes.
-std::string withoutUser(std::string_view name) {
-  const std::size_t dot = name.find('.');
-  const bool isPublic =
-      name.starts_with("cli-") || name.ends_with(".runner") || dot == std::string_view::npos;
-  return std::string(isPublic ? name : name.substr(0, dot)) + (isPublic ? "" : ".<removed>");
+// "\Users\" or the like: what stands behind it begins with a user's name. 0 when none begins there.
+std::size_t lengthOfUsersFolder(std::string_view text) {
+  constexpr std::string_view kSlashes = "\\/";
+  const std::size_t end = kSlashes.find(text[0]) == std::string_view::npos ? std::string_view::npos
+                                                                           : text.find_first_of(kSlashes, 1);
+  if (end == std::string_view::npos) {
+    return 0;
+  }
+  const std::string_view name = text.substr(1, end - 1);
+  const bool isUsers =
+      equalsIgnoringCase(name, "users") || equalsIgnoringCase(name, "documents and settings");
+  return isUsers ? std::min(text.find_first_not_of(kSlashes, end), text.size()) : 0;
+}
+
+// ", error = 2" and its like at the end of an entry; 0 when there is none.
+std::size_t lengthOfErrorNumber(std::string_view text) {
+  constexpr std::string_view kWords = ", error";
+  const std::size_t begin = text.rfind(kWords);
+  const bool isNumber =
+      begin != std::string_view::npos &&
+      text.find_first_not_of(" =(-0123456789)", begin + kWords.size()) == std::string_view::npos;
+  return isNumber ? text.size() - begin : 0;
+}
+
+// "67e92c8765a9bc7fb2d335c459de9eb5.runner": a digest stands for the profile, and no user is named.
+std::size_t lengthOfRunnersName(std::string_view text) {
+  constexpr std::size_t kDigest = 32;
+  constexpr std::string_view kRunner = ".runner";
+  const bool isRunner =
+      text.find_first_not_of("0123456789abcdef") == kDigest && text.substr(kDigest).starts_with(kRunner);
+  return isRunner ? kDigest + kRunner.size() : 0;
+}
+
+// "cli-PROFILE.THREAD.PROCESS", a pipe that the library itself serves.
+bool isOwnPipe(std::string_view name) {
+  const std::size_t process = name.rfind('.');
+  const std::size_t thread = process == std::string_view::npos ? process : name.rfind('.', process - 1);
+  return name.starts_with("cli-") && thread != std::string_view::npos &&
+         name.find_first_not_of("-.0123456789", thread) == std::string_view::npos;
 }
 
 }  // namespace
@@ -204,21 +230,37 @@ std::string textOf(const LogStep& step) {
 }
 
 std::string redacted(const std::string& text) {
+  std::size_t end = text.size() - lengthOfErrorNumber(text);
+  std::string tail = text.substr(end);
   std::string result;
-  for (std::size_t i = 0; i < text.size();) {
-    const std::string_view rest = std::string_view(text).substr(i);
-    const auto known = std::find_if(kPrivate.begin(), kPrivate.end(),
-                                    [&](const Private& one) { return rest.starts_with(one.behind); });
-    if (known == kPrivate.end()) {
+  for (std::size_t i = 0; i < end;) {
+    const std::string_view rest = std::string_view(text).substr(i, end - i);
+    if (rest.starts_with(kChunk)) {
+      // The bytes may hold apostrophes, and anything else.
+      return result.append(kChunk).append(kRemoved);
+    }
+    if (const std::size_t folder = lengthOfUsersFolder(rest); folder > 0) {
+      result.append(rest.substr(0, folder)).append(kRemoved);
+      i += std::min(rest.find_first_of("\\/", folder), rest.size());
+      continue;
+    }
+    if (!rest.starts_with("kx-fx-") && !rest.starts_with("kx-cr-")) {
       result += text[i++];
       continue;
     }
-    const std::string_view tail = rest.substr(known->behind.size());
-    const std::string_view value = tail.substr(0, tail.find_first_of(known->end));
-    result.append(known->behind).append(known->isPipe ? withoutUser(value) : "<removed>");
-    i += known->behind.size() + value.size();
+    constexpr std::size_t kPrefix = 6;
+    const std::string_view name = rest.substr(kPrefix);
+    const std::size_t runner = lengthOfRunnersName(name);
+    result.append(rest.substr(0, kPrefix + runner));
+    i += kPrefix + runner;
+    // PROFILE.USER: both may hold blanks and commas. Therefore everything behind the first dot goes.
+    const std::size_t dot = runner > 0 || isOwnPipe(name) ? std::string_view::npos : name.find('.');
+    if (dot != std::string_view::npos) {
+      end = i + dot;
+      tail.insert(0, kRemoved).insert(0, ".");
+    }
   }
-  return result;
+  return result + tail;
 }
 
 }  // namespace kx::cli

@@ -60,7 +60,11 @@ const char* nameOf(LogStep::Kind kind);
 // What the step says, its answer included.
 std::string textOf(const LogStep& step);
 
-// The text without user names, and without bytes of requests and answers.
+// What stands for a text that is left out.
+inline constexpr char kRemoved[] = "<removed>";
+
+// The text without user names, and without bytes of requests and answers. Where it cannot be told how far
+// they go, the rest of the text goes, too.
 std::string redacted(const std::string& text);
 
 }  // namespace kx::cli

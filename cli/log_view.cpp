@@ -19,12 +19,17 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kColumns = 110;
 
-// Texts that no step is made of may be pieces of requests.
-std::string shownText(const LogStep& step, bool isRedacted) {
+// Texts that no step is made of, and errors that the library does not have, may be pieces of requests and
+// answers.
+std::string shownText(LogStep step, bool isRedacted) {
   if (!isRedacted) {
     return textOf(step);
   }
-  return step.kind == Kind::Other ? "<" + counted(step.text.size(), "byte") + ">" : redacted(textOf(step));
+  if (step.kind == Kind::Other || (step.kind == Kind::Error && step.row == nullptr)) {
+    return "<" + counted(step.text.size(), "byte") + ">";
+  }
+  step.text = redacted(step.text);
+  return textOf(step);
 }
 
 std::string whoText(const std::optional<LogIds>& ids) {
@@ -173,15 +178,15 @@ void followLog(const MoreOfLog& more, const LogArguments& arguments, const Surro
 
 int runLog(const LogArguments& arguments, const std::string& environmentsLog, const MoreOfLog& more,
            const Surroundings& around) {
-  if (arguments.follow) {
-    followLog(more, arguments, around);
-    return kExitSuccess;
-  }
   const std::string path = arguments.file.empty() ? environmentsLog : arguments.file;
   if (path.empty()) {
     throw Problem{
         kExitWrongUse,
         "There is no log: name the file, or set KORVEX_LOGPATH as it is set for the program that logs."};
+  }
+  if (arguments.follow) {
+    followLog(more, arguments, around);
+    return kExitSuccess;
   }
   around.out << logView(path == "-" ? around.standardInput() : fileBytes(path), arguments, around.outPalette);
   return kExitSuccess;

@@ -21,7 +21,6 @@ namespace kx::cli {
 namespace {
 
 constexpr std::string_view kDataPlace = "<!--DATA-->";
-constexpr char kRemoved[] = "<removed>";
 
 // A page with more would take web browsers too long to open.
 constexpr std::size_t kMostPictureBytes = 64U << 20U;

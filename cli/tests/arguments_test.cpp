@@ -118,6 +118,42 @@ TEST(CommandLines, AMacroOrAnEmptyProfileMayStandOnTheCommandLine) {
   EXPECT_EQ(parsed.arguments.play.browser.profile, "");
 }
 
+// One text for each option that takes any text.
+std::vector<std::string> textsOf(const std::string& text) {
+  const ParsedArguments play =
+      parseArguments({"play", "-m", text, "--var", "x=" + text, "--profile", text, "--program", text,
+                      "--rows", text, "--message", text, "--screenshot", text, "--report", text});
+  const ParsedArguments sim = parseArguments({"sim", "--script", text, "--record", text});
+  const ParsedArguments selfTest = parseArguments({"selftest", "--only", text, "--report", text});
+  const ParsedArguments log = parseArguments({"log", text});
+  const PlayArguments& given = play.arguments.play;
+  std::vector<std::string> texts = given.macros;
+  for (const Variable& variable : given.variables) {
+    texts.push_back(variable.second);
+  }
+  texts.insert(texts.end(), {given.browser.profile.value_or("none"), given.browser.program.value_or("none"),
+                             given.rowsFile, given.message, given.screenshot, given.report,
+                             sim.arguments.sim.scriptFile, sim.arguments.sim.recordFolder,
+                             selfTest.arguments.selfTest.reportFile, log.arguments.log.file});
+  const std::vector<std::string>& only = selfTest.arguments.selfTest.only;
+  texts.insert(texts.end(), only.begin(), only.end());
+  return texts;
+}
+
+TEST(CommandLines, TextsArriveAsTheyAre) {
+  for (const char* const text : {"[a,b]", "[a]", "[]", "[[a],[b]]", "{}", "{a,b}", "(a,b)", "a,b", "%%",
+                                 "'a b'", "`a`", "#a", "a=b", "\\n", " "}) {
+    EXPECT_EQ(textsOf(text), std::vector<std::string>(13, text)) << text;
+  }
+}
+
+TEST(CommandLines, TheWordBehindAnOptionsValueIsNotTheOptions) {
+  const ParsedArguments parsed = parseArguments({"play", "--var", "city=Oslo", "order.txt"});
+
+  ASSERT_EQ(parsed.kind, Kind::Run) << parsed.text;
+  EXPECT_THAT(parsed.arguments.play.files, ElementsAre("order.txt"));
+}
+
 TEST(CommandLines, ThatAreWrongAreRefusedWithASentence) {
   const std::pair<Words, std::string> cases[] = {
       {{"plya"}, "There is no verb plya. Did you mean play? `kx --help` lists them."},
@@ -153,6 +189,9 @@ TEST(CommandLines, ThatAreWrongAreRefusedWithASentence) {
       {{"play", "x", "--runner", "-b", "cr", "-p", ""},
        "--runner needs a user data folder that is not empty."},
       {{"sim", "stays", "--runner"}, "--runner needs a profile: give --profile NAME."},
+      {{"log", "--follow", "-"},
+       "--follow reads what is added to a file, and standard input is none. Name the file, or leave --follow "
+       "out."},
       {{"selftest", "launch"}, "kx selftest does not take \"launch\"."},
       {{"play", "x", "--attach", "--program", "y"},
        "--attach launches no program, so --program means nothing with it. Leave one of the two out."},

@@ -128,16 +128,51 @@ TEST(LogViews, RedactedShowNoTextsAndNoUserNames) {
                      "stray secret\n"
                      "(1, 2): Starting binary C:\\Users\\ada lovelace\\b.exe\n"
                      "(1, 2): Could not open pipe \\\\.\\pipe\\kx-fx-default.ada, error = 2\n"
-                     "(1, 2): Could not open pipe \\\\.\\pipe\\kx-fx-0123.runner, error = 2\n"
-                     "Error: ... at position 3, responce chunk 'secret'\n(1, 2): ");
+                     "(1, 2): Could not open pipe \\\\.\\pipe\\kx-fx-default.ada, error = 2\n"
+                     "Error: ... at position 3, responce chunk 'secret'\n(1, 2): "
+                     "Error: what the library never says, a secret\n(1, 2): ");
 
   const std::string text = view(log, true);
 
   EXPECT_THAT(text,
               AllOf(Not(HasSubstr("secret")), Not(HasSubstr("ada")), HasSubstr("play, 64 bytes"),
-                    HasSubstr("C:\\Users\\<removed>\\b.exe"), HasSubstr("kx-fx-default.<removed>, error = 2"),
-                    HasSubstr("kx-fx-0123.runner, error = 2")));
+                    HasSubstr("C:\\Users\\<removed>\\b.exe"),
+                    HasSubstr("kx-fx-default.<removed>, error = 2 (2 times)"), HasSubstr("<37 bytes>")));
   EXPECT_THAT(view(log), HasSubstr("\"source\" : \"secret\""));
+}
+
+TEST(Redacting, RemovesTooMuchRatherThanTooLittle) {
+  const std::pair<std::string, std::string> cases[] = {
+      // Bytes of an answer.
+      {"char }(125) at position 9, responce chunk '[\"Ada's card is 4111\"]}x'",
+       "char }(125) at position 9, responce chunk '<removed>"},
+      {"responce chunk 'a\nb', error 7", "responce chunk '<removed>"},
+      // Names of pipes and locks.
+      {"\\\\.\\pipe\\kx-fx-default.Ada Lovelace, error = 2",
+       "\\\\.\\pipe\\kx-fx-default.<removed>, error = 2"},
+      {"\\\\.\\pipe\\kx-cr-default.Ada Lovelace", "\\\\.\\pipe\\kx-cr-default.<removed>"},
+      {"kx-fx-Default User.ada, error = (231)", "kx-fx-Default User.<removed>, error = (231)"},
+      {"kx-fx-work, home.ada, error = 2", "kx-fx-work, home.<removed>, error = 2"},
+      {"kx-fx-a]b.ada state, error = 5", "kx-fx-a]b.<removed>, error = 5"},
+      {"start lock kx-fx-default.Ada Lovelace.lock, error 5", "start lock kx-fx-default.<removed>, error 5"},
+      {"kx-fx-default.ada.runner", "kx-fx-default.<removed>"},
+      {"kx-fx-cli-work.ada", "kx-fx-cli-work.<removed>"},
+      {"kx-fx-nobody of C:\\Users\\ada\\b.exe", "kx-fx-nobody of C:\\Users\\<removed>\\b.<removed>"},
+      // Names that hold no user's.
+      {"kx-fx-67e92c8765a9bc7fb2d335c459de9eb5.runner, error = 2",
+       "kx-fx-67e92c8765a9bc7fb2d335c459de9eb5.runner, error = 2"},
+      {"cli=\\\\.\\pipe\\kx-fx-cli-Default User.204.32, error=5",
+       "cli=\\\\.\\pipe\\kx-fx-cli-Default User.204.32, error=5"},
+      // Paths.
+      {"C:\\Users\\Ada Lovelace, Countess", "C:\\Users\\<removed>"},
+      {"c:/users/ada/b.exe", "c:/users/<removed>/b.exe"},
+      {"\"C:\\\\USERS\\\\ADALOV~1\\\\b\"", "\"C:\\\\USERS\\\\<removed>\\\\b\""},
+      {"C:\\Documents and Settings\\ada\\b", "C:\\Documents and Settings\\<removed>\\b"},
+      {"C:\\users.txt and no user", "C:\\users.txt and no user"},
+  };
+  for (const auto& [text, expected] : cases) {
+    EXPECT_EQ(redacted(text), expected) << text;
+  }
 }
 
 TEST(LogViews, AsJsonAreValidAndHaveTheErrorsRow) {
@@ -193,7 +228,7 @@ TEST(LogVerb, FollowsUntilCtrlCAndTellsTheTimeBetweenSteps) {
   LogArguments arguments;
   arguments.follow = true;
 
-  EXPECT_EQ(runLog(arguments, "", more, around), 0);
+  EXPECT_EQ(runLog(arguments, "k.log", more, around), 0);
   EXPECT_THAT(out.str(), AllOf(HasSubstr("Process 1, thread 2"), HasSubstr("launch      b.exe"),
                                HasSubstr("waiting for the extension to connect back")));
 }
@@ -202,11 +237,16 @@ TEST(LogVerb, WithoutAFileAndWithoutAPathItSaysWhatIsMissing) {
   const Interruption interruption = false;
   std::ostringstream out;
   const Surroundings around{out, out, {}, {}, false, 80, false, interruption, {}, {}, {}, {}, {}, {}, {}};
-  try {
-    runLog({}, "", {}, around);
-    FAIL();
-  } catch (const Problem& problem) {
-    EXPECT_THAT(problem.sentence, HasSubstr("There is no log"));
+  for (const bool follow : {false, true}) {
+    LogArguments arguments;
+    arguments.follow = follow;
+    try {
+      runLog(arguments, "", {}, around);
+      FAIL();
+    } catch (const Problem& problem) {
+      EXPECT_EQ(problem.exitCode, kExitWrongUse);
+      EXPECT_THAT(problem.sentence, HasSubstr("There is no log"));
+    }
   }
 }
 
