@@ -273,8 +273,8 @@ KX_API int kx_SetVar(int context, const char* name, const char* value);
  * @return KX_OK when the browser answered with error number 1; KX_FAILED when it answered with another one,
  *         or did not answer: the context's error number and text tell; KX_NO_CONTEXT
  *
- * An answer that cannot be read leaves the error number and text of the answer before it, and the result
- * follows from those.
+ * An answer that cannot be read leaves the error number and text as they were, those of an answer or of a
+ * failure, and the result follows from them.
  *
  * Threads: one at a time per context. Blocks: for the request's writes and the answer's reads, each up to
  * the time-out. An answer that comes in many pieces may therefore take longer.

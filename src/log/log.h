@@ -2,7 +2,7 @@
 // afresh on every call, say whether information is logged and where the file lies: KORVEX_LOG ("on" or
 // "true"), KORVEX_LOGPATH, and HOMEDRIVE and HOMEPATH for the default path. There is no state between calls
 // and no lock; any thread may log. Entries that are written at the same moment may mix, and one of two
-// processes may overwrite the other's. Nothing here throws, and the calling thread's last error survives
+// processes may overwrite the other's. Logging never throws, and the calling thread's last error survives
 // every call.
 #pragma once
 

@@ -16,7 +16,8 @@ using FirefoxProfileList = std::map<std::string, FirefoxSection>;
 
 class FirefoxProfilesParser {
  public:
-  // Takes the next byte of the file. A byte that fits nowhere is dropped and logged.
+  // Takes the next byte of the file. A byte that fits nowhere is dropped, and logged unless a line begins
+  // with it.
   void feed(char byte);
 
   // What has been read. A value without its line end is not stored: its key keeps the key's own text.

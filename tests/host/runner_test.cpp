@@ -147,6 +147,17 @@ TEST_F(Runner, KxrInitIsRefusedWithOneEntryAndLeavesABrowserThatIsThereAlone) {
   EXPECT_EQ(dll.kx_Play(context, "macro", 10), KX_OK);
 }
 
+TEST_F(Runner, ASuccessfulKxrInitKeepsTheErrorOfTheStartThatFailedBefore) {
+  ASSERT_EQ(init(0), KX_FAILED);
+  Extension extension(pipe);
+  ASSERT_EQ(init(), KX_OK);
+  expectError(context, 1, "OK");
+
+  ASSERT_EQ(dll.kxr_Exit(context, 5), KX_OK);
+
+  expectError(context, -1, "Could not open server pipe " + pipe);
+}
+
 class RunnerExit : public Runner {
  protected:
   void SetUp() override {

@@ -8,6 +8,29 @@
 
 namespace {
 
+// What the first cycles make stays for the rest of the process.
+template <typename Cycle>
+void expectFlat(int cycles, Cycle cycle) {
+  for (int i = 0; i < cycles / 10; ++i) {
+    ASSERT_NO_FATAL_FAILURE(cycle());
+  }
+  const ProcessState before = ProcessState::now();
+  for (int i = 0; i < cycles; ++i) {
+    ASSERT_NO_FATAL_FAILURE(cycle()) << "cycle " << i;
+  }
+  EXPECT_EQ(growth(before, ProcessState::now()), "") << "after " << cycles << " cycles";
+}
+
+TEST(ManyLoads, LoadingAndUnloadingTheLibraryLeavesHandlesMemoryAndThreadsAsTheyWere) {
+  const LogFile log;
+  expectFlat(shareOf(2000), [] {
+    const KxLibrary dll;
+    const int context = dll.kx_ContextCreate();
+    ASSERT_EQ(dll.kx_Init(context, "fx", nullptr, "C:\\no\\such\\program.exe", 0, 0, 1), 3);
+    dll.kx_ContextDestroy(dll.kx_ContextCreate());
+  });
+}
+
 class ManyConversations : public Conversation {
  protected:
   ManyConversations() {
@@ -16,19 +39,6 @@ class ManyConversations : public Conversation {
     browser_.script("on show profiler " + std::string(200, 'p'));
     browser_.script("idle-limit 600");
     browser_.start();
-  }
-
-  // What the first cycles make stays for the rest of the process.
-  template <typename Cycle>
-  static void expectFlat(int cycles, Cycle cycle) {
-    for (int i = 0; i < cycles / 10; ++i) {
-      ASSERT_NO_FATAL_FAILURE(cycle());
-    }
-    const ProcessState before = ProcessState::now();
-    for (int i = 0; i < cycles; ++i) {
-      ASSERT_NO_FATAL_FAILURE(cycle()) << "cycle " << i;
-    }
-    EXPECT_EQ(growth(before, ProcessState::now()), "") << "after " << cycles << " cycles";
   }
 
   SimulatedBrowser browser_{uniqueName("browser") + ".exe", "browser", SimulatedBrowser::Recording::Off};

@@ -1,5 +1,7 @@
 #include "api/win32/context_registry.h"
 
+#include <algorithm>
+#include <functional>
 #include <mutex>
 #include <utility>
 
@@ -61,11 +63,15 @@ int ContextRegistry::create() {
   auto record = std::make_unique<ContextRecord>();
   const std::lock_guard guard(lock_);
   const bool isReused = !freeNumbers_.empty();
-  const int context = isReused ? freeNumbers_.top() : nextNumber_;
+  const int context = isReused ? freeNumbers_.front() : nextNumber_;
+  if (freeNumbers_.capacity() <= static_cast<std::size_t>(context)) {
+    freeNumbers_.reserve(2 * (static_cast<std::size_t>(context) + 1));
+  }
   slotFor(context).store(record.get(), std::memory_order_release);
   static_cast<void>(record.release());  // the slot owns it now
   if (isReused) {
-    freeNumbers_.pop();
+    std::pop_heap(freeNumbers_.begin(), freeNumbers_.end(), std::greater<>());
+    freeNumbers_.pop_back();
   } else {
     ++nextNumber_;
   }
@@ -76,7 +82,8 @@ void ContextRegistry::destroy(int context) {
   const std::lock_guard guard(lock_);
   Slot* slot = findSlot(context);
   if (slot != nullptr && slot->load(std::memory_order_relaxed) != nullptr) {
-    freeNumbers_.push(context);
+    freeNumbers_.push_back(context);
+    std::push_heap(freeNumbers_.begin(), freeNumbers_.end(), std::greater<>());
     const std::unique_ptr<ContextRecord> record(slot->exchange(nullptr, std::memory_order_acq_rel));
   }
 }

@@ -8,10 +8,8 @@
 
 #include <array>
 #include <atomic>
-#include <functional>
 #include <memory>
 #include <optional>
-#include <queue>
 #include <string>
 #include <vector>
 
@@ -94,7 +92,9 @@ class ContextRegistry {
   CriticalSection lock_;
   std::array<std::unique_ptr<Slot[]>, kSegments> ownedSegments_;
   std::array<std::atomic<Slot*>, kSegments> segments_{};
-  std::priority_queue<int, std::vector<int>, std::greater<>> freeNumbers_;
+  // A heap, the lowest number first. It always has room for all numbers: destroying a context needs no
+  // memory.
+  std::vector<int> freeNumbers_;
   int nextNumber_ = 0;
 };
 

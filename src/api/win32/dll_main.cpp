@@ -5,6 +5,25 @@
 #include <windows.h>
 #include <exception>
 
+#ifdef __GLIBCXX__
+// The run-time's own; no header declares it.
+namespace __gnu_cxx {  // NOLINT(clang-diagnostic-reserved-identifier)
+void __freeres();      // NOLINT(clang-diagnostic-reserved-identifier,readability-identifier-naming)
+}
+#endif
+
+namespace {
+
+// Memory that the linked run-time keeps for exceptions when there is no other. It would stay after every
+// unload.
+void freeMemoryOfTheRunTime() {
+#ifdef __GLIBCXX__
+  __gnu_cxx::__freeres();
+#endif
+}
+
+}  // namespace
+
 // Windows calls it by this name.
 extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID reserved);
 
@@ -21,6 +40,7 @@ BOOL WINAPI DllMain(HINSTANCE /*module*/, DWORD reason, LPVOID reserved) {
         kx::closeContextRegistry(reserved != nullptr);
         if (reserved == nullptr) {
           kx::dropMemoryReserve();
+          freeMemoryOfTheRunTime();
         }
         break;
       default:

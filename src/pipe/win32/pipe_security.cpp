@@ -1,13 +1,11 @@
 #include "pipe/win32/pipe_security.h"
 
-#include "common/last_error.h"
 #include "common/win32/unique_handle.h"
 #include "common/win32/windows_calls.h"
 
 namespace kx {
 
 void PipeSecurityDeleter::operator()(SECURITY_ATTRIBUTES* attributes) const {
-  const LastErrorGuard guard;
   const LocalMemory descriptor(attributes->lpSecurityDescriptor);
   std::default_delete<SECURITY_ATTRIBUTES>()(attributes);
 }

@@ -29,7 +29,7 @@ std::string applicationDataFolder() {
 
 FirefoxProfileList readFirefoxProfiles() {
   const std::string path = firefoxProfilesPath(applicationDataFolder());
-  const std::unique_ptr<std::FILE, FileCloser> file(platform::openFile(path, "r"));
+  const std::unique_ptr<std::FILE, FileCloser> file(platform::openFile(path, "rt"));
   if (!file) {
     __logerr("Can not open %s file", path.c_str());
     return {};

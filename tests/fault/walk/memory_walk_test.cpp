@@ -195,6 +195,24 @@ TEST_F(LackOfMemory, LackOfMemoryInAnExitLeavesTheContextItsBrowser) {
   EXPECT_TRUE(run_.extension().hasLeft());
 }
 
+TEST_F(LackOfMemory, DestroyingAContextNeedsNoMemory) {
+  std::vector<int> contexts;
+  for (int i = 0; i < 100; ++i) {
+    contexts.push_back(dll_.kx_ContextCreate());
+  }
+
+  withoutMemory([&] {
+    for (const int context : contexts) {
+      dll_.kx_ContextDestroy(context);
+    }
+    return KX_OK;
+  });
+
+  EXPECT_EQ(dll_.kx_GetLastErrorNumber(contexts.front()), KX_NO_CONTEXT);
+  EXPECT_EQ(dll_.kx_ContextCreate(), contexts.front());
+  dll_.kx_ContextDestroy(contexts.front());
+}
+
 // What the run-time needs for the first exception of a thread is allocated on that thread.
 TEST(MemoryOfANewThread, MemoryMayRunOutBeforeTheFirstExceptionOfAThread) {
   Surroundings around;

@@ -11,10 +11,12 @@
 
 #include <windows.h>
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
 #include <string>
+#include <thread>
 
 namespace kx {
 
@@ -53,6 +55,28 @@ TEST_F(PlatformVariable, AVariableThatIsEmptyHasAnEmptyValue) {
   ASSERT_TRUE(::SetEnvironmentVariableW(L"KX_TEST_VARIABLE", L""));
   ::SetLastError(ERROR_ENVVAR_NOT_FOUND);
   EXPECT_EQ(value(), "");
+}
+
+TEST_F(PlatformVariable, AVariableThatAnotherThreadChangesMeanwhileHasOneOfItsValues) {
+  const std::string longValue(300, 'l');
+  const std::string longerValue(3000, 'r');
+  variable.set(longValue);
+  std::atomic<bool> hasRead = false;
+  std::thread other([&] {
+    while (!hasRead) {
+      variable.set(longerValue);
+      variable.remove();
+      variable.set(longValue);
+    }
+  });
+  bool isOneOfThem = true;
+  for (int i = 0; isOneOfThem && i < 20000; ++i) {
+    const std::optional<std::string> read = value();
+    isOneOfThem = !read || *read == longValue || *read == longerValue;
+  }
+  hasRead = true;
+  other.join();
+  EXPECT_TRUE(isOneOfThem);
 }
 
 TEST_F(PlatformVariable, AVariableIsLookedForWithoutALookBehindItsName) {

@@ -42,6 +42,16 @@ TEST(UniqueHandleTest, AnOwnerClosesItsHandleAtTheEndAndKeepsTheLastError) {
   EXPECT_FALSE(isOpen(event));
 }
 
+TEST(UniqueHandleTest, AnOwnerKeepsTheLastErrorAlsoWhenItsHandleCannotBeClosed) {
+  const HANDLE event = newEvent();
+  ASSERT_TRUE(::CloseHandle(event));
+  {
+    const UniqueHandle owner(event);
+    ::SetLastError(4711);
+  }
+  EXPECT_EQ(::GetLastError(), 4711U);
+}
+
 TEST(UniqueHandleTest, AnOwnerThatIsMovedFromClosesNothing) {
   const HANDLE event = newEvent();
   UniqueHandle target;

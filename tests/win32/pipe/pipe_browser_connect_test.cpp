@@ -127,6 +127,10 @@ TEST_F(PipeBrowserConnect, ConnectsOfOneThreadUseOneNameAndThoseOfAnotherThreadA
   }).join();
   EXPECT_NE(expected, communicationPipe);
   EXPECT_EQ(third.connectionData(), expected + "\n");
+
+  Extension fourth(serverPipe);
+  EXPECT_TRUE(other.connect(10));
+  EXPECT_EQ(fourth.connectionData(), communicationPipe + "\n") << "though it has had another name";
 }
 
 TEST_F(PipeBrowserConnect, AConnectOfAConnectedInstanceClosesItsOldConnection) {

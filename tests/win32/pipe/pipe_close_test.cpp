@@ -8,6 +8,7 @@
 
 #include <windows.h>
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <string>
 #include <thread>
@@ -233,6 +234,36 @@ TEST_F(PendingWrite, APendingWriteIsEndedByTheClose) {
   EXPECT_LT(received.size(), text.size());
   EXPECT_EQ(received, text.substr(0, received.size()));
   EXPECT_EQ(log.text(), "");
+}
+
+// Whether a heap of the process has handed out the block that begins there, and not taken it back. Allocates
+// nothing, which could get that very block.
+bool isAllocated(const void* block) {
+  std::array<HANDLE, 64> heaps{};
+  const DWORD count = ::GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data());
+  bool isFound = false;
+  for (DWORD i = 0; i < count; ++i) {
+    PROCESS_HEAP_ENTRY entry{};
+    ::HeapLock(heaps[i]);
+    while (!isFound && ::HeapWalk(heaps[i], &entry) != FALSE) {
+      isFound = entry.lpData == block && (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0;
+    }
+    ::HeapUnlock(heaps[i]);
+  }
+  return isFound;
+}
+
+TEST_F(PendingWrite, APendingWriteThatCannotBeCancelledKeepsItsRecordForTheKernel) {
+  pipe_handle* const ended = ConnectedServer().end.release();
+  ASSERT_TRUE(isAllocated(ended));
+  pipe_close(ended);
+  EXPECT_FALSE(isAllocated(ended));
+
+  const GivingCall<&WindowsCalls::cancelIo> cancel(FALSE, ERROR_GEN_FAILURE);
+  const GivingCall<&WindowsCalls::flushFileBuffers> flush(TRUE);
+  pipe_handle* const underWay = pipe.end.release();
+  pipe_close(underWay);
+  EXPECT_TRUE(isAllocated(underWay));
 }
 
 // Neither the wait for its end nor the flush would return.

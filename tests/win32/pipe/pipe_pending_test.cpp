@@ -138,6 +138,19 @@ TEST_F(PendingRead, APendingReadThatCannotBeCancelledFailsTheWriteAndStaysUnderW
   EXPECT_EQ(readText(end()), "answer");
 }
 
+TEST_F(PendingRead, APendingReadMakesAnAcceptWait) {
+  const WatchedCall<&WindowsCalls::connectNamedPipe> connect;
+  {
+    const WaitsEndWith wait(WAIT_TIMEOUT);
+    EXPECT_EQ(pipe_accept(end(), 7), -3);
+    EXPECT_THAT(wait.milliseconds, ElementsAre(7000U));
+  }
+  EXPECT_EQ(connect.count(), 0);
+
+  ASSERT_TRUE(pipe.peer.write("answer"));
+  EXPECT_EQ(readText(end()), "answer");
+}
+
 TEST_F(PendingWrite, APendingWriteReachesThePeerAsItWasEvenIfTheCallerChangesItsBytes) {
   ConnectedServer other;
   std::string bytes = text;

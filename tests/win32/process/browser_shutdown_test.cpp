@@ -244,6 +244,17 @@ TEST_F(ExitAndWait, AFailedRequestKillsTheBrowserThatWasStarted) {
   EXPECT_EQ(log.text(), ExpectedLog().error(kNotSent).text());
 }
 
+TEST_F(ExitAndWait, AFailedRequestIsToldBeforeTheBrowserIsKilled) {
+  instance.failExchange(-3, "Error while sending request");
+  instance.setBrowserProcessId(4294967295U);
+  const SubstitutedCall<&WindowsCalls::openProcess> open([&](DWORD, BOOL, DWORD) {
+    EXPECT_EQ(log.text(), ExpectedLog().error(kNotSent).text());
+    return failWith(ERROR_ACCESS_DENIED, HANDLE{});
+  });
+  EXPECT_FALSE(terminateAndWait(instance, 1));
+  EXPECT_EQ(open.count(), 1);
+}
+
 TEST_F(ExitAndWait, AFailedRequestToABrowserThatWasAttachedToKillsNobodyThoughAnAnswerNamedOne) {
   instance.receive(exitAnswer(4242));
   instance.failExchange(-1, "Server unexpectedly closed connection");

@@ -13,6 +13,8 @@
 #include <gtest/gtest.h>
 
 #include <windows.h>
+#include <cstdlib>
+#include <fcntl.h>
 #include <string>
 #include <vector>
 
@@ -35,6 +37,17 @@ TEST_F(FirefoxProfilesFile, TheListIsReadAsTextWithBytesOutsideAsciiAsTheyAreUpT
             (FirefoxProfileList{{"Profile0", {{"Name", "grün"}}}, {"Profile1", {{"Name", "\xFF\xFE"}}}}));
   EXPECT_EQ(log.text(), "");
   EXPECT_TRUE(::DeleteFileW(wide(user.profilesPath()).c_str())) << "it is closed afterwards";
+}
+
+// The run-time that the library shares with its host opens files as the host has told it, unless it is told
+// otherwise.
+TEST_F(FirefoxProfilesFile, TheListIsReadAsTextAlsoInAHostThatOpensFilesAsBytes) {
+  user.writeProfiles("[Profile0]\r\nName=dev\r\n\x1A[Profile1]\nName=other\n");
+  const int usual = _fmode;
+  _fmode = _O_BINARY;
+  const FirefoxProfileList profiles = readFirefoxProfiles();
+  _fmode = usual;
+  EXPECT_EQ(profiles, (FirefoxProfileList{{"Profile0", {{"Name", "dev"}}}}));
 }
 
 TEST_F(FirefoxProfilesFile, TheListMayLieInAFolderWithCharactersOutsideAscii) {

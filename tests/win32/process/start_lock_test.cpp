@@ -170,6 +170,14 @@ TEST_F(StartLockTest, AWaitThatRunsOutOrFailsIsLoggedAndLeavesNothing) {
   EXPECT_EQ(stateOfMutex(name), MutexState::Owned);
 }
 
+TEST(MutexOwnershipTest, AMutexThatCannotBeReleasedLeavesTheLastErrorAsItWas) {
+  const NamedMutex mutex(uniqueName("mutex"));
+  MutexOwnership nobodys(mutex.handle());
+  ::SetLastError(4711);
+  nobodys.release();
+  EXPECT_EQ(::GetLastError(), 4711U);
+}
+
 TEST(MutexOwnershipTest, OwnershipPassesFromOneObjectToAnother) {
   const std::string name = uniqueName("mutex");
   const NamedMutex mutex(name);
