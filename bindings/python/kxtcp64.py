@@ -6,9 +6,11 @@
             print(extract)
 
 A Browser has a context of the library and the browser of it. It ends both at the end of the with statement, when it is
-collected, and when the interpreter ends. What goes wrong is raised as KxError. kxtcp64.h tells what the calls do.
+collected, and when the interpreter ends, unless a daemon thread then still has a call of that browser under way. What goes
+wrong is raised as KxError. kxtcp64.h tells what the calls do.
 
-A time-out is a datetime.timedelta, or seconds, above zero; it is rounded up to whole seconds. None waits without a limit.
+A time-out is a datetime.timedelta, or seconds, above zero; it is rounded up to whole seconds. None waits without a limit;
+start_runner() refuses it.
 A Browser may be used by several threads; its calls wait for one another, and let the other threads of Python run.
 AsyncBrowser is the same for asyncio.
 """
@@ -16,6 +18,7 @@ AsyncBrowser is the same for asyncio.
 from __future__ import annotations
 
 import asyncio
+import copyreg
 import ctypes
 import math
 import ntpath
@@ -81,6 +84,10 @@ class KxError(Exception):
         self.number = number
         self.text = text
 
+    def __reduce__(self) -> tuple:
+        """For pickle and copy, which would call the class with the message alone; a subclass may take what it likes."""
+        return copyreg.__newobj__, (type(self), *self.args), self.__dict__
+
 
 @dataclass(frozen=True)
 class PlayResult:
@@ -96,11 +103,14 @@ class PlayResult:
 
 
 class Library:
-    """The functions of the DLL, by their own names. It stays loaded."""
+    """The functions of the DLL, by their own names. It stays loaded.
+
+    A file's name without a folder is searched for by Windows, which does not look into the current folder.
+    """
 
     def __init__(self, file: Path = "KXTCP64.dll") -> None:
         try:
-            dll = ctypes.CDLL(os.path.abspath(file) if os.path.exists(file) else os.fspath(file))
+            dll = ctypes.CDLL(os.fspath(file))
             for name, (result, arguments) in _DECLARATIONS.items():
                 function = getattr(dll, name)
                 function.restype = result
@@ -244,17 +254,16 @@ class _Session:
         self.out_of_step_number = number
         raise KxError(call, result, number, text)
 
-    def check_start(self, call: str, result: int, reason: Optional[str] = None) -> None:
+    def check_start(self, call: str, result: int, attach_only: bool) -> None:
         """The same for a start. One that was answered leaves a browser to be closed, any other leaves none."""
-        if result != KX_OK:
-            error = KxError(call, result, self.dll.kx_GetLastErrorNumber(self.context), reason or self.error_text())
-            self.destroy()
-            raise error
-        try:
-            self.check(call, result)
-        except KxError:
-            self.end()
-            raise
+        if result == KX_OK:
+            return self.check(call, result)
+        nobody = attach_only and result > KX_OK  # the launch that had to fail was tried
+        text = ("no running browser serves the extension's pipe, and attach_only launches none" if nobody
+                else self.error_text())
+        error = KxError(call, result, self.dll.kx_GetLastErrorNumber(self.context), text)
+        self.destroy()
+        raise error
 
     def destroy(self) -> None:
         context, self.context = self.context, KX_NO_CONTEXT
@@ -279,6 +288,14 @@ class _Session:
             if self.context >= 0:
                 self._call_exit(self.exit_seconds)
                 self.destroy()
+
+    def end_unless_busy(self) -> None:
+        """The same when nobody waits for it. At the interpreter's end a call in a daemon thread may never come back."""
+        if self.lock.acquire(blocking=False):
+            try:
+                self.end()
+            finally:
+                self.lock.release()
 
     def read_back(self) -> PlayResult:
         data = _copied(lambda buffer, size: self.dll.kx_GetPerformance(self.context, buffer, size),
@@ -318,7 +335,18 @@ class Browser:
 
     def __init__(self, session: _Session) -> None:
         self._session = session
-        self._finalizer = weakref.finalize(self, session.end)
+        weakref.finalize(self, session.end_unless_busy)
+
+    @classmethod
+    def _of(cls, session: _Session, attach_only: bool, call: str, *arguments: object) -> Browser:
+        """Makes the call that starts. Ctrl+C is raised when that has come back: the browser is there, and has to go."""
+        started = cls(session)
+        try:
+            session.check_start(call, getattr(session.dll, call)(session.context, *arguments), attach_only)
+        except BaseException:
+            session.end()
+            raise
+        return started
 
     @classmethod
     def start(cls, browser: str = "fx", *, profile: Optional[str] = None, user_data_dir: Optional[Path] = None,
@@ -335,11 +363,7 @@ class Browser:
         path = _program(call, program, attach_only)
         seconds = _seconds(call, timeout)
         session = _Session(_library(library), False, _seconds(call, exit_timeout))
-        result = session.dll.kx_Init(session.context, browser.encode(), options, path, 0, int(open_new_browser), seconds)
-        nobody = attach_only and result > KX_OK  # the launch that had to fail was tried
-        session.check_start(call, result, "no running browser serves the extension's pipe, and attach_only launches none"
-                            if nobody else None)
-        return cls(session)
+        return cls._of(session, attach_only, call, browser.encode(), options, path, 0, int(open_new_browser), seconds)
 
     @staticmethod
     def runner_arguments(browser: str = "fx", *, profile: Optional[str] = None, user_data_dir: Optional[Path] = None,
@@ -359,11 +383,11 @@ class Browser:
         """Attaches to it. Closing asks that browser to exit, and does not wait for its process."""
         call = "kxr_Init"
         options = _options(call, browser, profile, user_data_dir, profiler, True)
+        if timeout is None:  # the library would make one attempt, which may fail at once
+            _refuse(call, "a runner's timeout has an end, for it sets the number of attempts")
         seconds = _seconds(call, timeout)
         session = _Session(_library(library), True, _seconds(call, exit_timeout))
-        session.check_start(call, session.dll.kxr_Init(session.context, browser.encode(), options, int(open_new_browser),
-                                                       seconds))
-        return cls(session)
+        return cls._of(session, False, call, browser.encode(), options, int(open_new_browser), seconds)
 
     def set_variable(self, name: str, value: str) -> None:
         """A variable for the next play."""
@@ -420,11 +444,11 @@ class Browser:
         return self
 
     def __exit__(self, *_: object) -> None:
-        self._finalizer()
+        self._session.end()
 
 
 class AsyncBrowser:
-    """A Browser for asyncio: each call waits in a thread, and the loop goes on."""
+    """A Browser for asyncio: each call waits in a thread, and the loop goes on. process_id is a call, too."""
 
     def __init__(self, browser: Browser) -> None:
         self._browser = browser
@@ -432,6 +456,12 @@ class AsyncBrowser:
     @classmethod
     async def start(cls, *arguments, **named) -> AsyncBrowser:
         return cls(await asyncio.to_thread(Browser.start, *arguments, **named))
+
+    runner_arguments = staticmethod(Browser.runner_arguments)
+
+    @classmethod
+    async def start_runner(cls, *arguments, **named) -> AsyncBrowser:
+        return cls(await asyncio.to_thread(Browser.start_runner, *arguments, **named))
 
     async def set_variable(self, name: str, value: str) -> None:
         await asyncio.to_thread(self._browser.set_variable, name, value)
@@ -447,6 +477,9 @@ class AsyncBrowser:
 
     async def screenshot(self, file: Path, *, whole_browser: bool = False, timeout: Duration = 60) -> None:
         await asyncio.to_thread(self._browser.screenshot, file, whole_browser=whole_browser, timeout=timeout)
+
+    async def process_id(self) -> Optional[int]:
+        return await asyncio.to_thread(lambda: self._browser.process_id)
 
     async def exit(self, timeout: Duration = 10) -> None:
         await asyncio.to_thread(self._browser.exit, timeout)

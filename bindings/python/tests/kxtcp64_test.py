@@ -1,14 +1,18 @@
 """The wrapper with the DLL and the simulator, which run under Wine: run.sh makes the bridge to them."""
 
 import asyncio
+import copy
 import ctypes
 import ctypes.util
 import gc
 import hashlib
 import os
+import pickle
 import shlex
 import shutil
+import signal
 import subprocess
+import sys
 import tempfile
 import threading
 import unittest
@@ -23,6 +27,37 @@ SIMULATOR = Path(os.environ["KX_SIMULATOR"])
 
 def windows_path(path):
     return "Z:" + str(path).replace("/", "\\")
+
+
+# A host that ends while its first browser is in a play without an end. The library is a stand-in, which answers every
+# other call with success.
+ENDING_HOST = """
+import threading
+import kxtcp64
+
+class StandIn:
+    def __init__(self, name):
+        self.name = name
+        self.playing = threading.Event()
+
+    def kx_Play(self, *_):
+        self.playing.set()
+        threading.Event().wait()
+
+    def kx_Exit(self, *_):
+        print("exit of", self.name)
+        return 0
+
+    def kx_GetLastErrorNumber(self, _):
+        return 1
+
+    def __getattr__(self, _):
+        return lambda *_: 0
+
+busy, idle = [kxtcp64.Browser.start(library=StandIn(name)) for name in ("busy", "idle")]
+threading.Thread(target=busy.play, args=("", None), daemon=True).start()
+busy._session.dll.playing.wait()
+"""
 
 
 class WrapperTest(unittest.TestCase):
@@ -61,6 +96,11 @@ class WrapperTest(unittest.TestCase):
         browser = Browser.start(profile=self.profile, attach_only=True, library=self.library, **options)
         self.addCleanup(browser.exit)
         return browser
+
+    def run_runner_s_browser(self):
+        words = shlex.shlex(Browser.runner_arguments(profile=self.profile), posix=True)
+        words.whitespace_split, words.escape = True, ""
+        return self.run_browser(*words)
 
     def launch(self):
         self.write_script()
@@ -156,6 +196,26 @@ class Conversation(WrapperTest):
         gc.collect()
         self.assert_error("kx_Play", -1, -1, ".", launched.play, "")
 
+    def test_ctrl_c_during_a_start_closes_the_browser(self):
+        # Where a test runs in the background Python may have left the signal alone.
+        self.addCleanup(signal.signal, signal.SIGINT, signal.signal(signal.SIGINT, signal.default_int_handler))
+        init = self.library.kx_Init
+
+        def interrupted_init(*arguments):
+            result = init(*arguments)
+            signal.raise_signal(signal.SIGINT)
+            return result
+
+        self.library.kx_Init = interrupted_init
+        self.assertRaises(KeyboardInterrupt, self.launch)
+
+        self.assertIn(b"exit", self.requests()[-1])
+
+    def test_the_interpreter_s_end_closes_browsers_and_skips_one_that_is_busy(self):
+        host = subprocess.run([sys.executable, "-c", ENDING_HOST], stdout=subprocess.PIPE, timeout=60, check=True)
+
+        self.assertEqual(host.stdout.decode().split(), ["exit", "of", "idle"])
+
     def test_an_attach_launches_nothing(self):
         self.assert_error("kx_Init", 3, -3, "^no running browser serves", Browser.start, profile=self.profile,
                           attach_only=True, timeout=1)
@@ -179,6 +239,7 @@ class Conversation(WrapperTest):
     def test_asyncio(self):
         async def conversation():
             async with await AsyncBrowser.start(profile=self.profile, program=windows_path(self.program)) as browser:
+                self.assertGreater(await browser.process_id(), 0)
                 await browser.set_variable("city", "Oslo")
                 await browser.show("Hello")
                 await browser.screenshot(windows_path(self.folder / "page.png"))
@@ -189,15 +250,23 @@ class Conversation(WrapperTest):
 
         self.assertEqual(asyncio.run(conversation()), ["Hello Oslo"])
 
+    def test_asyncio_with_a_runner_s_browser(self):
+        async def conversation():
+            async with await AsyncBrowser.start_runner(profile=self.profile) as browser:
+                self.assertIsNone(await browser.process_id())
+                return (await browser.play("extract here")).extracts
+
+        self.assertEqual(AsyncBrowser.runner_arguments(profile=self.profile), Browser.runner_arguments(profile=self.profile))
+        self.run_runner_s_browser()
+        self.assertEqual(asyncio.run(conversation()), ["here"])
+
     def test_a_runner_s_browser(self):
         self.assertEqual(Browser.runner_arguments(profile=self.profile).count(f'"{self.profile}"'), 1)
         page = Browser.runner_arguments("cr", user_data_dir="C:\\my data", page="C:\\page.html")
         self.assertIn("C:\\page.html", page)
         self.assert_error("kxr_Init", -1, -3, "^Connection timed out$", Browser.start_runner, profile=self.profile, timeout=1)
 
-        words = shlex.shlex(Browser.runner_arguments(profile=self.profile), posix=True)
-        words.whitespace_split, words.escape = True, ""
-        process = self.run_browser(*words)
+        process = self.run_runner_s_browser()
         with Browser.start_runner(profile=self.profile) as browser:
             self.assertEqual(browser.play("extract here").extracts, ["here"])
         self.assertEqual(process.wait(), 0, "it was asked to exit")
@@ -212,10 +281,8 @@ class Conversation(WrapperTest):
 
 
     def test_an_exit_that_is_not_confirmed_keeps_a_runner_s_browser(self):
-        words = shlex.shlex(Browser.runner_arguments(profile=self.profile), posix=True)
-        words.whitespace_split, words.escape = True, ""
         self.write_script("on exit 1 no-reply")
-        self.run_browser(*words)
+        self.run_runner_s_browser()
         browser = Browser.start_runner(profile=self.profile)
 
         self.assert_error("kxr_Exit", -3, -3, "receiving", browser.exit, timeout=1)
@@ -237,6 +304,8 @@ class Refused(WrapperTest):
             self.assert_error("kx_Init", -1, 0, text, Browser.start, **options)
         self.assertRaises(TypeError, Browser.start, fxProfile="a")
         self.assert_error("kxr_Init", -1, 0, "needs a profile", Browser.start_runner)
+        self.assert_error("kxr_Init", -1, 0, "^a runner's timeout has an end, for it sets the number of attempts$",
+                          Browser.start_runner, profile="a", timeout=None)
 
     def test_texts_that_would_arrive_cut_or_spoil_the_request(self):
         browser = self.start()
@@ -249,6 +318,33 @@ class Refused(WrapperTest):
     def test_a_file_that_is_not_the_library(self):
         self.assert_error("kxtcp64.Library", -1, 0, "none", Library, "none.dll")
         self.assert_error("kxtcp64.Library", -1, 0, "kx_ContextCreate", Library, ctypes.util.find_library("c"))
+
+    def test_a_library_in_the_current_folder_that_nobody_has_named(self):
+        shutil.copy(os.environ["KX_BRIDGE_LIBRARY"], self.folder / "KXTCP64.dll")
+        self.addCleanup(os.chdir, os.getcwd())
+        os.chdir(self.folder)
+        kxtcp64._default_library = None
+
+        self.assert_error("kxtcp64.Library", -1, 0, "KXTCP64.dll", Browser.start)
+
+        self.assertEqual(Library("./KXTCP64.dll").kx_GetLastErrorNumber(7), -5, "the same file, named by its path")
+
+
+class NoSuchRow(KxError):
+    """A host's own, with an argument of its own."""
+
+    def __init__(self, row):
+        super().__init__("kx_Play", -1, -50, f"There is no row {row}")
+        self.row = row
+
+
+class Errors(unittest.TestCase):
+    def test_can_be_pickled_and_copied(self):
+        for error in (KxError("kx_Play", -1, -3, "Error while receiving response"), NoSuchRow(7)):
+            pickled = [pickle.loads(pickle.dumps(error, protocol)) for protocol in range(pickle.HIGHEST_PROTOCOL + 1)]
+            for same in (*pickled, copy.copy(error), copy.deepcopy(error)):
+                self.assertIs(type(same), type(error))
+                self.assertEqual((str(same), same.args, vars(same)), (str(error), error.args, vars(error)))
 
 
 class Options(WrapperTest):
