@@ -33,6 +33,10 @@ std::vector<DWORD> processesOf(HANDLE job) {
   std::vector<ULONG_PTR> memory(kCounts + kMost);
   auto* const list = reinterpret_cast<JOBOBJECT_BASIC_PROCESS_ID_LIST*>(memory.data());
   std::vector<DWORD> ids;
+  // Windows takes null for the job that a terminal or a service may have put this process into, with others.
+  if (job == nullptr) {
+    return ids;
+  }
   if (::QueryInformationJobObject(job, JobObjectBasicProcessIdList, list,
                                   static_cast<DWORD>(memory.size() * sizeof(ULONG_PTR)), nullptr) != FALSE) {
     for (DWORD i = 0; i < list->NumberOfProcessIdsInList; ++i) {
