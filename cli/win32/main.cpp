@@ -126,6 +126,7 @@ int main() {
   };
   try {
     const ParsedArguments parsed = parseArguments(words);
+    int code = kExitSuccess;
     switch (parsed.kind) {
       case ParsedArguments::Kind::Help:
         out << parsed.text;
@@ -136,16 +137,16 @@ int main() {
       case ParsedArguments::Kind::Refused:
         return sayAndEnd(kExitWrongUse, parsed.text);
       case ParsedArguments::Kind::Run:
-        const int code = run(parsed.arguments, around);
-        out.flush();
-        return outBuffer.hasFailed() ? sayAndEnd(kExitProblem, "The output could not be written.") : code;
+        code = run(parsed.arguments, around);
+        break;
     }
+    out.flush();
+    return outBuffer.hasFailed() ? sayAndEnd(kExitProblem, "The output could not be written.") : code;
   } catch (const Problem& problem) {
     return sayAndEnd(problem.exitCode, problem.sentence);
   } catch (const std::exception& exception) {
     return sayAndEnd(kExitProblem, std::string("This should not have happened: ") + exception.what());
   }
-  return kExitSuccess;
 }
 
 }  // namespace

@@ -28,7 +28,7 @@ const TempFolder streams("kx-streams");
 }  // namespace
 
 KxProgram::KxProgram(const std::vector<std::string>& arguments, const std::string& input,
-                     const std::string& program)
+                     const std::string& program, Output output)
     : base_(streams.path(uniqueName("run"))) {
   std::ofstream(std::filesystem::path(wide(path("in"))), std::ios::binary) << input;
   std::string line = quoted(program);
@@ -39,7 +39,8 @@ KxProgram::KxProgram(const std::vector<std::string>& arguments, const std::strin
   startup.cb = sizeof(startup);
   startup.dwFlags = STARTF_USESTDHANDLES;
   startup.hStdInput = openForChild(path("in"), GENERIC_READ, OPEN_EXISTING);
-  startup.hStdOutput = openForChild(path("out"), GENERIC_WRITE, CREATE_ALWAYS);
+  startup.hStdOutput =
+      openForChild(path("out"), output == Output::Written ? GENERIC_WRITE : GENERIC_READ, CREATE_ALWAYS);
   startup.hStdError = openForChild(path("err"), GENERIC_WRITE, CREATE_ALWAYS);
   const BOOL isStarted = ::CreateProcessW(nullptr, wide(line).data(), nullptr, nullptr, TRUE,
                                           CREATE_NO_WINDOW, nullptr, nullptr, &startup, &process_);

@@ -13,8 +13,11 @@ struct KxOutcome {
 
 class KxProgram {
  public:
+  // Where its standard output goes: a file, or a handle that nothing can be written to.
+  enum class Output { Written, Refused };
+
   explicit KxProgram(const std::vector<std::string>& arguments, const std::string& input = "",
-                     const std::string& program = ownCopy());
+                     const std::string& program = ownCopy(), Output output = Output::Written);
   KxProgram(const KxProgram&) = delete;
   KxProgram& operator=(const KxProgram&) = delete;
   ~KxProgram();

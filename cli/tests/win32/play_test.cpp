@@ -293,6 +293,16 @@ TEST(KxProgramItself, WrongUseGivesTwoAndASentence) {
   EXPECT_EQ(outcome.out, "");
 }
 
+TEST(KxProgramItself, OutputThatCannotBeWrittenIsAProblem) {
+  for (const std::string word : {"completion", "--version", "--help"}) {
+    const KxOutcome outcome =
+        KxProgram({word}, "", KxProgram::ownCopy(), KxProgram::Output::Refused).outcome();
+
+    EXPECT_EQ(outcome.exitCode, kProblem) << word;
+    EXPECT_EQ(outcome.err, "kx: The output could not be written.\n") << word;
+  }
+}
+
 TEST(KxProgramItself, WithoutTheLibraryBesideItItSaysSo) {
   const TempFolder folder;
   const std::string copy = folder.write("kx.exe", fileBytes(KxProgram::ownCopy()));
