@@ -245,8 +245,10 @@ class Finder:
         return None
 
     def _is_step(self, first, last):
-        """A call, an assignment or a count, not a declaration."""
+        """A call, an assignment or a count, or a guard that works by its end; no other declaration."""
         index = first
+        if self._at(first) == "const" and self._at(first + 1).endswith("Guard") and last == first + 3:
+            return True
         while self._at(index) in ("*", "::"):
             index += 1
         if self._at(index) in ("++", "--", "("):

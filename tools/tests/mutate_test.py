@@ -70,6 +70,7 @@ class Changes(unittest.TestCase):
         self.expect([
             ("void f() { g(a); }", "void f() { ; }"),
             ("void f() { a.b = c; }", "void f() { ; }"),
+            ("void f() { const LastErrorGuard guard; }", "void f() { ; }"),
             ("void f() { const A a = g(); B b(a); std::vector<A> c{}; using C = D; }",),
             ("auto f = [] { g(); };", "auto f = [] { ; };"),
             ("void f() { switch (a) { case A: g(); } }", "void f() { switch (a) { case A: ; } }"),

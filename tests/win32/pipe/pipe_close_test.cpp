@@ -236,6 +236,12 @@ TEST_F(PendingWrite, APendingWriteIsEndedByTheClose) {
   EXPECT_EQ(log.text(), "");
 }
 
+TEST_F(PendingRead, APendingReadThatACloseCancelsLeavesTheLastErrorAsItWas) {
+  ::SetLastError(4711);
+  pipe_close(pipe.end.release());
+  EXPECT_EQ(::GetLastError(), 4711U);
+}
+
 // Whether a heap of the process has handed out the block that begins there, and not taken it back. Allocates
 // nothing, which could get that very block.
 bool isAllocated(const void* block) {
