@@ -53,7 +53,6 @@ const std::map<std::string, Leak> kLeaks = {
     {"SetNamedPipeHandleState",
      {true, 0, 0, "the peer has seen a client connect; a close would look like one that hung up"}},
     {"CloseHandle", {false, 1, 1, "a pipe that stays open may still refer to its security attributes"}},
-    {"CancelIoEx", {false, 3, 1, "the kernel may still write into the record"}},
 };
 
 // Calls whose failure leaves a launched browser running.
