@@ -8,11 +8,17 @@ const SEPARATOR_LENGTH = '[EXTRACT]'.length;
 const SCREENSHOTS = numbers('screenshot', 'KX_SCREENSHOT_');
 const LIMIT_AT_THE_END = 10;
 
-// The texts with which the library tells that a request got no answer in time. The extension can have the same number.
-const NO_ANSWER = ['Error while sending request', 'Error while receiving response'];
-const REMEDY =
-    "an earlier request has timed out, and its late answer would count as the next one's; close this browser and start " +
-    'another';
+// Why requests and answers no longer go together after a request that failed so; undefined when they still do. The
+// extension can have the same numbers with texts of its own.
+function outOfStep({ number, text }) {
+  if (number === ErrorNumber.TIMEOUT && ['Error while sending request', 'Error while receiving response'].includes(text)) {
+    return "an earlier request has timed out, and its late answer would count as the next one's";
+  }
+  if (number === ErrorNumber.GENERAL && text === 'Error in response processing') {
+    return 'an earlier answer was not valid, and what is left of it would spoil the next one';
+  }
+  return undefined;
+}
 
 // What a browser leaves behind it when its object is forgotten; therefore it does not know that object.
 class Session {
@@ -25,7 +31,7 @@ class Session {
     }
     this.isOpen = false;
     this.isCalling = false;
-    this.hasTimedOut = false;
+    this.outOfStep = null; // the number and the reason, once requests and answers no longer go together
     this.last = Promise.resolve();
     this.processId = 0;
   }
@@ -54,7 +60,10 @@ class Session {
 
   check(name, isRequest) {
     if (!this.isOpen) throw new KxError(name, Result.NO_CONTEXT, ErrorNumber.NONE, 'the browser was closed');
-    if (isRequest && this.hasTimedOut) throw new KxError(name, Result.FAILED, ErrorNumber.TIMEOUT, REMEDY);
+    if (isRequest && this.outOfStep) {
+      const { number, reason } = this.outOfStep;
+      throw new KxError(name, Result.FAILED, number, `${reason}; close this browser and start another`);
+    }
   }
 
   error(name, result, remark) {
@@ -70,9 +79,8 @@ class Session {
   async request(name, ...rest) {
     this.check(name, true);
     const failure = this.failure(name, await this.later(name, ...rest));
-    if (failure?.result === Result.FAILED && failure.number === ErrorNumber.TIMEOUT && NO_ANSWER.includes(failure.text)) {
-      this.hasTimedOut = true;
-    }
+    const reason = failure?.result === Result.FAILED ? outOfStep(failure) : undefined;
+    if (reason) this.outOfStep = { number: failure.number, reason };
     return failure;
   }
 

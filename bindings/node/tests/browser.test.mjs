@@ -191,6 +191,25 @@ test('after a time-out requests are refused with the remedy, and a new start wor
   assert.deepEqual((await again.play('extract again')).extracts, ['again']);
 });
 
+test('after an answer that is not valid requests are refused with the remedy', async () => {
+  const at = await running('on play 1 reply {"status":"done","x":01}');
+  const browser = await start(at.start);
+  await assert.rejects(browser.play(''), kx({
+                         call: 'kx_Play',
+                         result: Result.FAILED,
+                         number: ErrorNumber.GENERAL,
+                         text: 'Error in response processing',
+                       }));
+  for (const refused of [() => browser.play('extract 2'), () => browser.show(''), () => browser.screenshot('x.png')]) {
+    await assert.rejects(refused(), kx({
+                           result: Result.FAILED,
+                           number: ErrorNumber.GENERAL,
+                           text: 'an earlier answer was not valid, and what is left of it would spoil the next one; ' +
+                             'close this browser and start another',
+                         }));
+  }
+});
+
 test('large texts go both ways', async () => {
   const at = await running('on play 2 extract-fill 16000000');
   const browser = await start(at.start);
@@ -267,6 +286,25 @@ test('a browser is closed when its object is forgotten, and when the process end
       await gone;
     }
   }
+});
+
+test('the handler for Ctrl+C that the README shows closes the browser, also one that plays', async () => {
+  const readme = fs.readFileSync(new URL('README.md', import.meta.resolve('kxtcp64')), 'utf8');
+  const [handler] = readme.match(/process\.once\('SIGINT', [^`]*/);
+  const program = `
+    import { Browser } from 'kxtcp64';
+    const browser = await Browser.start({ profile: process.argv[1], runner: true });
+    ${handler}
+    const played = browser.play('');
+    process.emit('SIGINT');
+    await played;`;
+  const at = await running();
+  const gone = once(at.child, 'exit');
+  const log = fs.openSync(path.join(at.folder, 'host.log'), 'w');
+  const host = spawn(process.execPath, ['--input-type=module', '--eval', program, at.profile], { stdio: ['ignore', log, log] });
+  assert.equal((await once(host, 'exit'))[0], 130, at.recorded('host.log'));
+  await gone;
+  assert.deepEqual([1, 2, 3].map((n) => JSON.parse(at.recorded(`request-1-${n}.bin`)).type), ['init', 'play', 'exit']);
 });
 
 test('options that cannot be right are refused', async () => {
