@@ -13,9 +13,10 @@ static class Arguments {
   internal static KxException Refused(string call, string text, int number = KxConstants.KX_ERROR_NONE) =>
       new KxException(call, KxConstants.KX_FAILED, number, text);
 
+  internal static T NotNull<T>(T? value, string name) where T : class => value ?? throw new ArgumentNullException(name);
+
   // The library would take a zero for the text's end.
-  internal static byte[] Utf8(string call, string what, string? text) {
-    if (text == null) throw Refused(call, $"{what} is null");
+  internal static byte[] Utf8(string call, string what, string text) {
     if (text.IndexOf('\0') >= 0) throw Refused(call, $"{what} holds a zero character");
     try {
       return Strict.GetBytes(text + "\0");
@@ -24,8 +25,8 @@ static class Arguments {
     }
   }
 
-  internal static byte[] VariableName(string call, string? name) {
-    if (name != null && (name.IndexOf('\\') >= 0 || HasQuoteOrControl(name))) {
+  internal static byte[] VariableName(string call, string name) {
+    if (name.IndexOf('\\') >= 0 || HasQuoteOrControl(name)) {
       throw Refused(call, "the variable's name holds a double quote, a backslash or a control character");
     }
     return Utf8(call, "the variable's name", name);

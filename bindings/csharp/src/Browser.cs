@@ -10,7 +10,7 @@ namespace Kxtcp64 {
 /// </summary>
 /// <remarks>
 /// <para>What returns has succeeded in the browser, too: the error number is looked at after every request. Whatever fails
-/// throws KxException.</para>
+/// throws KxException; an argument that is null and may not be throws ArgumentNullException.</para>
 /// <para>A time-out is for each single wait. It is above zero, is rounded up to whole seconds, and is 60 seconds when it is
 /// not given; Timeout.InfiniteTimeSpan is no limit. After a time-out, and after an answer that was not valid, further
 /// requests are refused: the library cannot tell a late answer from the next one. Close the browser and start another.</para>
@@ -60,6 +60,7 @@ public sealed class Browser : IDisposable {
   /// <param name="page">Chrome's start page; without it one is made in the folder that TEMP names.</param>
   public static string RunnerArguments(StartOptions options, string? page = null) {
     const string call = "kxr_GetCommandLine";
+    Arguments.NotNull(options, nameof(options));
     byte[] text = Arguments.RunnerOptions(call, options), browser = Arguments.BrowserName(options);
     byte[]? pageText = page == null ? null : Arguments.Utf8(call, "page", page);
     return Session.Copied((buffer, size) => Session.Loaded(
@@ -75,6 +76,7 @@ public sealed class Browser : IDisposable {
 
   static Func<Session> RunnerCall(StartOptions options) {
     const string call = "kxr_Init";
+    Arguments.NotNull(options, nameof(options));
     byte[] text = Arguments.RunnerOptions(call, options), browser = Arguments.BrowserName(options);
     int seconds = Arguments.Seconds(call, options.Timeout), exitSeconds = Arguments.Seconds(call, options.ExitTimeout);
     if (seconds == 0) throw Arguments.Refused(call, "a runner's Timeout has an end, for it sets the number of attempts");
@@ -95,7 +97,8 @@ public sealed class Browser : IDisposable {
 
   Func<bool> VariableCall(string name, string value) {
     const string call = "kx_SetVar";
-    byte[] nameText = Arguments.VariableName(call, name), valueText = Arguments.Utf8(call, "the variable's value", value);
+    byte[] nameText = Arguments.VariableName(call, Arguments.NotNull(name, nameof(name)));
+    byte[] valueText = Arguments.Utf8(call, "the variable's value", Arguments.NotNull(value, nameof(value)));
     return () => {
       session.MustBeInStep(call);
       int result = Native.kx_SetVar(session.Context, nameText, valueText);
@@ -111,14 +114,17 @@ public sealed class Browser : IDisposable {
       session.RunAsync(PlayCall(macro, timeout), cancellationToken);
 
   Func<PlayResult> PlayCall(string macro, TimeSpan? timeout) {
-    Func<bool> request = RequestCall("kx_Play", "the macro", macro, timeout, Native.kx_Play);
+    Func<bool> request = RequestCall("kx_Play", "the macro", Arguments.NotNull(macro, nameof(macro)), timeout, Native.kx_Play);
     return () => {
       request();
       return session.ReadBack();
     };
   }
 
-  /// <summary>What the last play left, once more; after one that has failed, what it had left by then.</summary>
+  /// <summary>
+  /// What the last play left, once more; after one that has failed, what it had left by then. ProfilerData is that of the last
+  /// answer, which may be another one than the play's.
+  /// </summary>
   public PlayResult LastPlay() => session.Run(LastPlayCall);
 
   /// <summary>The same without keeping the caller waiting.</summary>
@@ -138,7 +144,7 @@ public sealed class Browser : IDisposable {
       session.RunAsync(ShowCall(message, timeout), cancellationToken);
 
   Func<bool> ShowCall(string message, TimeSpan? timeout) =>
-      RequestCall("kx_Display", "the message", message, timeout, Native.kx_Display);
+      RequestCall("kx_Display", "the message", Arguments.NotNull(message, nameof(message)), timeout, Native.kx_Display);
 
   /// <summary>Has the browser save a picture of itself to a file, as the browser's process understands the path.</summary>
   public void Screenshot(string file, ScreenshotArea area = ScreenshotArea.Page, TimeSpan? timeout = null) =>
@@ -150,7 +156,7 @@ public sealed class Browser : IDisposable {
       session.RunAsync(ScreenshotCall(file, area, timeout), cancellationToken);
 
   Func<bool> ScreenshotCall(string file, ScreenshotArea area, TimeSpan? timeout) =>
-      RequestCall("kx_TakeBrowserScreenshot", "the path", file, timeout,
+      RequestCall("kx_TakeBrowserScreenshot", "the path", Arguments.NotNull(file, nameof(file)), timeout,
           (context, path, seconds) => Native.kx_TakeBrowserScreenshot(context, path, (int)area, seconds));
 
   Func<bool> RequestCall(string call, string what, string text, TimeSpan? timeout, Func<int, byte[], int, int> function) {

@@ -3,8 +3,8 @@ using System;
 namespace Kxtcp64 {
 
 /// <summary>
-/// What went wrong; the only exception of this library but OperationCanceledException. A mistake in the arguments has
-/// Result KX_FAILED and Number KX_ERROR_NONE.
+/// What went wrong. The other exceptions of this library are ArgumentNullException, for an argument that is null and may not
+/// be, and OperationCanceledException. Every other mistake in the arguments has Result KX_FAILED and Number KX_ERROR_NONE.
 /// </summary>
 public sealed class KxException : Exception {
   internal KxException(string call, int result, int number, string text, Exception? cause = null)
