@@ -284,7 +284,7 @@ Func _Kx_Performance($hBrowser)
     Return $aEntries
 EndFunc   ;==>_Kx_Performance
 
-; The profiler data of the last play; the empty text unless the start asked for them.
+; The profiler data of the last answer: read them before the next request. The empty text unless the start asked for them.
 Func _Kx_ProfilerData($hBrowser)
     If Not __Kx_IsOpen("kx_GetPerformance", $hBrowser) Then Return SetError(1, 0, "")
     Local $iSize = __Dll_kx_GetPerformance($hBrowser, 0, 0)

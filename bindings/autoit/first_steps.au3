@@ -11,8 +11,10 @@ If @error Then
 EndIf
 _Kx_SetVariable($hBrowser, "city", "Oslo")
 Local $aExtracts = _Kx_Play($hBrowser, $CmdLine[2])
-If @error Then ConsoleWriteError(_Kx_ErrorText() & @CRLF)
+Local $iFailed = @error
+If $iFailed Then ConsoleWriteError(_Kx_ErrorText() & @CRLF)
 For $sExtract In $aExtracts
     ConsoleWrite($sExtract & @CRLF)
 Next
 _Kx_Exit($hBrowser)
+Exit $iFailed

@@ -4,9 +4,14 @@
 param([string] $Program, [string] $Macro)
 
 Import-Module Kxtcp64
-$browser = Start-KxBrowser -Profile work -Program $Program
 try {
-  Invoke-KxMacro $browser $Macro -Variable @{ city = 'Oslo' } | ForEach-Object Extracts
-} finally {
-  Stop-KxBrowser $browser
+  $browser = Start-KxBrowser -Profile work -Program $Program
+  try {
+    Invoke-KxMacro $browser $Macro -Variable @{ city = 'Oslo' } -ErrorAction Stop | ForEach-Object Extracts
+  } finally {
+    Stop-KxBrowser $browser
+  }
+} catch {
+  [Console]::Error.WriteLine($_.Exception.Message)
+  exit 1
 }

@@ -54,6 +54,28 @@ public sealed class ModuleTests {
   }
 
   [Fact]
+  public void ASwitchThatIsGivenAsFalseIsNotSet() {
+    string[] switches = Found(Code, @"\[switch\] \$(\w+)");
+    Assert.Contains("Runner", switches);
+    Assert.Contains("Chrome", switches);
+    foreach (string name in switches) Assert.DoesNotContain($"ContainsKey('{name}')", Code);
+    Assert.Contains("if ($Runner) {", Code);
+    Assert.Contains("if ([bool] $Given['Chrome'] ", Code);
+  }
+
+  [Fact]
+  public void AVariableMayHaveTheNameOfAMemberOfItsDictionary() {
+    Assert.Contains("in $Variable.GetEnumerator()) {", Code);
+    Assert.DoesNotMatch(@"\$(Variable|Given)\.(Keys|Values|Count|Item)\b", Regex.Replace(Code, "(?m)^ *#.*", ""));
+  }
+
+  [Fact]
+  public void AFailureEndsTheExampleWithOne() {
+    string example = File.ReadAllText(Path.Combine(Folder, "..", "first_steps.ps1"));
+    Assert.Matches(@"(?s)try \{\s+\$browser = Start-KxBrowser .*Invoke-KxMacro [^|]* -ErrorAction Stop \|.*\} catch \{[^}]*exit 1\s+\}\s*$", example);
+  }
+
+  [Fact]
   public void TheTypesAndConstantsThatItNamesAreThere() {
     foreach (string name in Found(Code, @"\[Kxtcp64\.(\w+)\]")) Assert.NotNull(typeof(Browser).Assembly.GetType("Kxtcp64." + name));
     MatchCollection members = Regex.Matches(Code, @"\[Kxtcp64\.(KxConstants|BrowserType|ScreenshotArea)\]::(\w+)");

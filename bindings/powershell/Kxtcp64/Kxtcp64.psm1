@@ -31,7 +31,7 @@ function Invoke-Wrapper([System.Management.Automation.PSCmdlet] $Caller, [object
 function New-StartOption([System.Collections.IDictionary] $Given) {
   $options = [Kxtcp64.StartOptions]::new()
   if ($Given.ContainsKey('Profile')) { $options.Profile = $Given.Profile }
-  if ($Given.ContainsKey('Chrome') -or $Given.ContainsKey('UserDataDir')) {
+  if ([bool] $Given['Chrome'] -or $Given.ContainsKey('UserDataDir')) {
     $options.Browser = [Kxtcp64.BrowserType]::Chrome
     if ($Given.ContainsKey('UserDataDir')) { $options.UserDataDir = $Given.UserDataDir }
   }
@@ -90,7 +90,7 @@ function Start-KxBrowser {
   $given = $PSBoundParameters
   Invoke-Wrapper $PSCmdlet $null -Terminating {
     $options = New-StartOption $given
-    if ($given.ContainsKey('Runner')) { [Kxtcp64.Browser]::StartRunner($options) } else { [Kxtcp64.Browser]::Start($options) }
+    if ($Runner) { [Kxtcp64.Browser]::StartRunner($options) } else { [Kxtcp64.Browser]::Start($options) }
   }
 }
 
@@ -140,7 +140,8 @@ function Invoke-KxMacro {
     [ValidateRange(0, [int]::MaxValue)] [int] $TimeoutSec = 60)
   process {
     Invoke-Wrapper $PSCmdlet $Macro {
-      foreach ($name in $Variable.Keys) { $Browser.SetVariable($name, $Variable[$name]) }
+      # $Variable.Keys would be the value of a variable whose name is keys.
+      foreach ($entry in $Variable.GetEnumerator()) { $Browser.SetVariable($entry.Key, $entry.Value) }
       $Browser.Play($Macro, (ConvertTo-Timeout $TimeoutSec))
     }
   }
@@ -150,6 +151,8 @@ function Get-KxLastPlay {
   <#
   .SYNOPSIS
   Gives once more what the last play left; after one that has failed, what it had left by then.
+  .DESCRIPTION
+  ProfilerData is that of the last answer, which may be another one than the play's.
   .PARAMETER Browser
   What Start-KxBrowser gave.
   #>
