@@ -29,7 +29,8 @@ inline constexpr char kPlayExamples[] = R"help(Examples:
       plays in a Firefox that is running, and leaves it open
 
 A browser that kx launched is closed at the end, unless --stay is given. One that was running before stays open.
-Ctrl-C lets the running call end and then closes the browser; a second Ctrl-C ends the browser at once.
+Ctrl-C lets the running call end and then closes the browser; a second Ctrl-C ends the browser at once, and
+kx itself when the call has not returned three seconds later.
 )help";
 
 inline constexpr char kExplainExamples[] = R"help(Examples:

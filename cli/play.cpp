@@ -138,6 +138,7 @@ class Reporter {
       : arguments_(arguments),
         around_(around),
         runs_(runs),
+        ended_(runs, false),
         board_(arguments.parallel),
         live_(around.err, around.errColumns),
         begin_(std::chrono::steady_clock::now()),
@@ -151,6 +152,7 @@ class Reporter {
   }
 
   void ended(RunResult&& result) {
+    ended_[result.run.number - 1] = true;
     if (arguments_.form == OutputForm::AsJson) {
       live_.clear();
       around_.out << jsonText(resultJson(result), runs_ == 1 ? kReadable : kOneLine) << std::endl;
@@ -183,15 +185,12 @@ class Reporter {
     }
   }
 
-  // Nobody has played these.
-  void endedWithout(Run run) {
-    RunResult result;
-    result.run = std::move(run);
-    result.outcome = around_.interruption ? Outcome::Interrupted : Outcome::NotPlayed;
-    ended(std::move(result));
-  }
-
-  int finish(ReportFile* report, const std::vector<Macro>& macros) {
+  int finish(const std::vector<Run>& runs, ReportFile* report, const std::vector<Macro>& macros) {
+    for (const Run& run : runs) {
+      if (!ended_[run.number - 1]) {
+        endedWithout(run);
+      }
+    }
     live_.clear();
     std::sort(results_.begin(), results_.end(),
               [](const RunResult& one, const RunResult& other) { return one.run.number < other.run.number; });
@@ -217,9 +216,19 @@ class Reporter {
   }
 
  private:
+  // Nobody has played it to its end.
+  void endedWithout(const Run& run) {
+    RunResult result;
+    result.run = run;
+    result.outcome = around_.interruption ? Outcome::Interrupted : Outcome::NotPlayed;
+    ended(std::move(result));
+  }
+
   const PlayArguments& arguments_;
   const Surroundings& around_;
   std::size_t runs_;
+  // By the runs' numbers.
+  std::vector<bool> ended_;
   ProgressBoard board_;
   LiveLines live_;
   Moment begin_;
@@ -252,7 +261,7 @@ int runPlay(PlayArguments arguments, const Surroundings& around) {
   arguments.parallel =
       static_cast<int>(std::min<std::size_t>(static_cast<std::size_t>(arguments.parallel), runs.size()));
   // Before the library is loaded: it is to find the log switched on.
-  const std::unique_ptr<ReportFile> report =
+  std::unique_ptr<ReportFile> report =
       arguments.report.empty() ? nullptr : std::make_unique<ReportFile>(arguments, around);
   const std::string logPath = report ? report->logPath() : std::string();
   Library& library = around.library();
@@ -266,7 +275,8 @@ int runPlay(PlayArguments arguments, const Surroundings& around) {
       playInContext(number, library, arguments, macros, around.interruption, queue, events, logPath);
     });
   }
-  for (int working = arguments.parallel; working > 0;) {
+  int working = arguments.parallel;
+  while (working > 0 && !(around.isGivenUp && around.isGivenUp())) {
     for (Event& event : events.takeAll(kRedrawPause)) {
       if (const auto* step = std::get_if<Step>(&event)) {
         reporter.began(*step);
@@ -281,13 +291,18 @@ int runPlay(PlayArguments arguments, const Surroundings& around) {
     }
     reporter.draw();
   }
+  const auto finish = [&] {
+    const std::unique_ptr<ReportFile> page = std::move(report);
+    return reporter.finish(runs, page.get(), macros);
+  };
+  if (working > 0) {
+    // The threads are inside the library, and use what lies here.
+    around.endNow(finish);
+  }
   for (std::thread& thread : threads) {
     thread.join();
   }
-  while (std::optional<Run> left = queue.next()) {
-    reporter.endedWithout(std::move(*left));
-  }
-  return reporter.finish(report.get(), macros);
+  return working > 0 ? kExitInterrupted : finish();
 }
 
 }  // namespace kx::cli

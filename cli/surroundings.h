@@ -57,6 +57,11 @@ struct Surroundings {
   std::function<Whereabouts()> whereabouts;
   // Switches a log of its own on when the environment asks for none.
   std::function<ReportLog()> logForReport;
+  // Ctrl-C was pressed again, and the calls have had their time to return.
+  std::function<bool()> isGivenUp = {};
+  // Ends the program after this last work, with the code that it gives, whatever other threads do. Does not
+  // come back, but in tests.
+  std::function<void(const std::function<int()>&)> endNow = {};
 };
 
 // Something that the user has to put right, as a whole sentence. The program ends with the code.

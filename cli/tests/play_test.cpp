@@ -6,8 +6,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <future>
+#include <optional>
 #include <sstream>
 
 namespace kx::cli {
@@ -41,6 +45,11 @@ class PlayVerb : public ::testing::Test {
                               [] { return Whereabouts(); },
                               [] {
                                 return ReportLog{"own.log", true, false};
+                              },
+                              [&] { return isGivenUp_.load(); },
+                              [&](const std::function<int()>& lastWork) {
+                                codeAtOnce_ = lastWork();
+                                returned_.set_value();
                               }};
     return runPlay(arguments_, around);
   }
@@ -63,7 +72,19 @@ class PlayVerb : public ::testing::Test {
 
   FakeLibrary library_;
   PlayArguments arguments_;
+  // Ctrl-C comes twice during a play, which does not return before the program has ended.
+  void interruptTwiceInVain() {
+    library_.duringPlay = [&] {
+      interruption_ = true;
+      isGivenUp_ = true;
+      returned_.get_future().wait_for(std::chrono::seconds(30));
+    };
+  }
+
   Interruption interruption_ = false;
+  Interruption isGivenUp_ = false;
+  std::promise<void> returned_;
+  std::optional<int> codeAtOnce_;
   std::string input_;
   std::string existing_;
   std::vector<std::string> removed_;
@@ -166,6 +187,18 @@ TEST_F(PlayVerb, CtrlCLeavesTheRestUnplayed) {
   EXPECT_THAT(err_.str(), HasSubstr("1 of 3 runs ok, 2 interrupted"));
 }
 
+TEST_F(PlayVerb, ACallThatDoesNotReturnAfterTheSecondCtrlCIsGivenUp) {
+  arguments_.macros = {"buy"};
+  arguments_.repeat = 2;
+  arguments_.form = OutputForm::AsCsv;
+  interruptTwiceInVain();
+
+  EXPECT_EQ(run(), kExitInterrupted);
+  EXPECT_EQ(codeAtOnce_, kExitInterrupted);
+  EXPECT_THAT(out_.str(), HasSubstr("\r\n1,interrupted,0,,0.00\r\n2,interrupted,"));
+  EXPECT_THAT(err_.str(), HasSubstr("0 of 2 runs ok, 2 interrupted\n"));
+}
+
 TEST_F(PlayVerb, APictureDoesNotReplaceAFileUnlessAskedTo) {
   arguments_.macros = {"buy"};
   arguments_.screenshot = "shot.png";
@@ -243,6 +276,14 @@ TEST_F(PlayVerbWithReport, CtrlCLeavesAReportOfWhatWasPlayed) {
 
   EXPECT_EQ(run(), kExitInterrupted);
   EXPECT_TRUE(reportHolds("\"outcome\":\"interrupted\""));
+}
+
+TEST_F(PlayVerbWithReport, ACallThatIsGivenUpLeavesAReportAndNoLog) {
+  interruptTwiceInVain();
+
+  EXPECT_EQ(run(), kExitInterrupted);
+  EXPECT_TRUE(reportHolds("\"outcome\":\"interrupted\""));
+  EXPECT_THAT(removed_, ::testing::ElementsAre("own.log"));
 }
 
 }  // namespace

@@ -7,6 +7,8 @@
 #include <windows.h>
 #include <algorithm>
 #include <array>
+#include <atomic>
+#include <cstdint>
 #include <shellapi.h>
 
 namespace kx::cli {
@@ -18,7 +20,12 @@ constexpr DWORD ENABLE_VIRTUAL_TERMINAL_PROCESSING = 4;
 
 constexpr DWORD kLargestWrite = 8192;
 
+// What calls have to return in, once their browser has been ended.
+constexpr std::uint64_t kGiveUpAfterMilliseconds = 3000;
+
 Interruption interrupted = false;
+// By the system's clock; 0 before the second key.
+std::atomic<std::uint64_t> endedAt = 0;
 
 // Runs on a thread of the system's.
 BOOL WINAPI onKey(DWORD event) {
@@ -26,6 +33,8 @@ BOOL WINAPI onKey(DWORD event) {
   // When the window is closed there is no time for more.
   if (interrupted.exchange(true) || !isKey) {
     endDescendants();
+    std::uint64_t never = 0;
+    endedAt.compare_exchange_strong(never, ::GetTickCount64());
   }
   return TRUE;
 }
@@ -43,6 +52,10 @@ OutputBuffer::OutputBuffer(DWORD standardHandle)
 }
 
 OutputBuffer::~OutputBuffer() {
+  close();
+}
+
+void OutputBuffer::close() {
   OutputBuffer::sync();
   if (isTerminal_) {
     ::SetConsoleMode(handle_, mode_);
@@ -115,6 +128,11 @@ std::vector<std::string> commandLineWords() {
 const Interruption& watchForInterruption() {
   ::SetConsoleCtrlHandler(&onKey, TRUE);
   return interrupted;
+}
+
+bool isGivenUp() {
+  const std::uint64_t since = endedAt;
+  return since != 0 && ::GetTickCount64() - since >= kGiveUpAfterMilliseconds;
 }
 
 }  // namespace kx::cli

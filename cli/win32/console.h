@@ -28,6 +28,8 @@ class OutputBuffer final : public std::stringbuf {
   std::size_t columns() const;
   // Something could not be written: a disk is full, or the reader of a pipe has gone.
   bool hasFailed() const { return hasFailed_; }
+  // Writes what is left, and sets the console as it was found.
+  void close();
 
  protected:
   int sync() override;
@@ -50,5 +52,8 @@ std::vector<std::string> commandLineWords();
 
 // The first Ctrl-C sets the flag; the second one ends what was started here.
 const Interruption& watchForInterruption();
+
+// The second one was pressed three seconds ago.
+bool isGivenUp();
 
 }  // namespace kx::cli

@@ -18,6 +18,7 @@
 
 #include <windows.h>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <ostream>
 #include <thread>
@@ -99,6 +100,22 @@ int main() {
   std::ostream err(&errBuffer);
   std::unique_ptr<Library> library;
   const std::vector<std::string> words = commandLineWords();
+  const auto sayAndEnd = [&](int code, const std::string& sentence) {
+    out.flush();
+    err << errBuffer.palette().paint(errBuffer.palette().bad, "kx: ") << sentence << std::endl;
+    return code;
+  };
+  const auto codeOf = [&](const std::function<int()>& work) {
+    try {
+      const int code = work();
+      out.flush();
+      return outBuffer.hasFailed() ? sayAndEnd(kExitProblem, "The output could not be written.") : code;
+    } catch (const Problem& problem) {
+      return sayAndEnd(problem.exitCode, problem.sentence);
+    } catch (const std::exception& exception) {
+      return sayAndEnd(kExitProblem, std::string("This should not have happened: ") + exception.what());
+    }
+  };
   const Surroundings around{out,
                             err,
                             outBuffer.palette(),
@@ -118,15 +135,17 @@ int main() {
                             fileExists,
                             [](const std::string& path) { ::DeleteFileW(utf16FromUtf8(path).c_str()); },
                             [&] { return whereabouts(words); },
-                            logForReport};
-  const auto sayAndEnd = [&](int code, const std::string& sentence) {
-    out.flush();
-    err << around.errPalette.paint(around.errPalette.bad, "kx: ") << sentence << std::endl;
-    return code;
-  };
-  try {
+                            logForReport,
+                            isGivenUp,
+                            [&](const std::function<int()>& lastWork) {
+                              const int code = codeOf(lastWork);
+                              outBuffer.close();
+                              errBuffer.close();
+                              endDescendants();
+                              ::TerminateProcess(::GetCurrentProcess(), static_cast<UINT>(code));
+                            }};
+  return codeOf([&] {
     const ParsedArguments parsed = parseArguments(words);
-    int code = kExitSuccess;
     switch (parsed.kind) {
       case ParsedArguments::Kind::Help:
         out << parsed.text;
@@ -135,18 +154,12 @@ int main() {
         out << versions();
         break;
       case ParsedArguments::Kind::Refused:
-        return sayAndEnd(kExitWrongUse, parsed.text);
+        throw Problem{kExitWrongUse, parsed.text};
       case ParsedArguments::Kind::Run:
-        code = run(parsed.arguments, around);
-        break;
+        return run(parsed.arguments, around);
     }
-    out.flush();
-    return outBuffer.hasFailed() ? sayAndEnd(kExitProblem, "The output could not be written.") : code;
-  } catch (const Problem& problem) {
-    return sayAndEnd(problem.exitCode, problem.sentence);
-  } catch (const std::exception& exception) {
-    return sayAndEnd(kExitProblem, std::string("This should not have happened: ") + exception.what());
-  }
+    return int{kExitSuccess};
+  });
 }
 
 }  // namespace

@@ -273,6 +273,28 @@ TEST_F(KxPlayInterrupted, TheSecondCtrlCEndsTheBrowserAndThereforeTheCall) {
   EXPECT_FALSE(browser_.isRunning());
 }
 
+TEST(KxPlayNeverServed, TheSecondCtrlCEndsTheProgramThoughTheStartGoesOn) {
+  const TempFolder folder;
+  const EnvironmentVariable temp("TEMP", folder.path());
+  const std::string report = folder.path("report.html");
+  const NamedEvent launched;
+  SimulatedBrowser browser;
+  browser.script("serve-never");
+  browser.script("on start set-event " + launched.name());
+  KxProgram program({"play", "--program", browser.program(), "--profile", uniqueName("never"), "--timeout",
+                     "600", "--macro", "stop", "--csv", "--report", report});
+  ASSERT_TRUE(launched.wait());
+
+  program.interrupt();
+  program.interrupt();
+
+  const KxOutcome outcome = program.outcome();
+  EXPECT_EQ(outcome.exitCode, kInterrupted);
+  EXPECT_THAT(outcome.out, HasSubstr("\r\n1,interrupted,"));
+  EXPECT_EQ(reportData(report, "runs")[0]["outcome"], "interrupted");
+  EXPECT_FALSE(browser.isRunning());
+}
+
 TEST(KxProgramItself, TellsTheThreeVersions) {
   const KxOutcome outcome = kx({"--version"});
 
@@ -294,7 +316,7 @@ TEST(KxProgramItself, WrongUseGivesTwoAndASentence) {
 }
 
 TEST(KxProgramItself, OutputThatCannotBeWrittenIsAProblem) {
-  for (const std::string word : {"completion", "--version", "--help"}) {
+  for (const char* const word : {"completion", "--version", "--help"}) {
     const KxOutcome outcome =
         KxProgram({word}, "", KxProgram::ownCopy(), KxProgram::Output::Refused).outcome();
 
