@@ -121,6 +121,9 @@ export interface WorkerOptions {
   lease?: number;
   /** The bytes of a record above which it goes to the shared folder; 65,536 without it. */
   largestRecord?: number;
+  /** Milliseconds before a second try of what has failed: a start of a browser, a command that Redis refuses. Longer before each
+   * further one; 1,000 without it. */
+  pause?: number;
   name?: string;
   tell?(text: string, kind?: 'job'): void;
 }

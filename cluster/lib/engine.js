@@ -4,8 +4,8 @@ import { randomUUID } from 'node:crypto';
 
 import { Worker } from 'bullmq';
 
-// The third worker that dies with a job is the last one.
-export const DEATHS_ALLOWED = 2;
+import { MOST_DEATHS } from './outcome.js';
+
 const WAIT_SECONDS = 2;
 
 export class Engine {
@@ -21,7 +21,8 @@ export class Engine {
       autorun: false,
       lockDuration: lease,
       stalledInterval: lease / 2,
-      maxStalledCount: DEATHS_ALLOWED,
+      // The engine takes the number of deaths after which a job is still given out.
+      maxStalledCount: MOST_DEATHS - 1,
       drainDelay: WAIT_SECONDS,
       skipVersionCheck: true,
     });
@@ -74,17 +75,23 @@ class HeldJob {
     this.#isRenewing = false;
   }
 
-  /** True when the result counts, false when the job is not this worker's any more. */
+  /** True when the result counts, false when the job is not this worker's any more. What Redis refuses may be reported again. */
   async #report(send) {
+    const { stacktrace } = this.job;
     try {
       await send();
       return true;
     } catch (error) {
       if (NOT_OURS.includes(error.code)) return false;
+      // The engine has added this failure to the job's, and would add it once more.
+      this.job.stacktrace = stacktrace;
       throw error;
-    } finally {
-      clearInterval(this.#timer);
     }
+  }
+
+  /** Renews the job's lock no more. */
+  letGo() {
+    clearInterval(this.#timer);
   }
 
   succeed(record) {

@@ -1,6 +1,9 @@
 // What one attempt left, as a record: names are those of `kx play --json`.
 import { rowOf, rowOfId } from './catalogue.js';
 
+/** The third worker that dies with a job is the last one. */
+export const MOST_DEATHS = 3;
+
 /** A failure that the cluster itself has seen, beside those of the catalogue. */
 export const OWN_FAILURES = Object.freeze({
   'job-deadline': {
@@ -14,6 +17,10 @@ export const OWN_FAILURES = Object.freeze({
   'result-too-large': {
     cause: 'What the play left is larger than a result in Redis may be, and the worker has no shared folder for it.',
     remedy: 'Give the worker --shared FOLDER. The macro has been played; another try plays it again.',
+  },
+  'result-not-stored': {
+    cause: 'What the play left is larger than a result in Redis may be, and could not be written to the shared folder.',
+    remedy: 'See that the worker reaches the folder of --shared and that its disk has room. The macro has been played; another try plays it again.',
   },
   'macro-missing': {
     cause: 'The macro of this job is no longer in Redis.',
@@ -54,7 +61,7 @@ export const setAside = ({ attempt, worker }) => ({
   outcome: 'set aside',
   attempt,
   worker,
-  text: `${attempt} workers died while they played it`,
+  text: `${MOST_DEATHS} workers died while they played it`,
   failure: 'worker-died',
 });
 

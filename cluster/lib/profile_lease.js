@@ -3,6 +3,7 @@
 // they share, a lease in Redis does, which whoever is cut off or has died loses when it runs out.
 import { randomUUID } from 'node:crypto';
 import os from 'node:os';
+import path from 'node:path';
 
 import { digest } from './keys.js';
 
@@ -10,12 +11,20 @@ const RENEW = `if redis.call('get', KEYS[1]) == ARGV[1] then return redis.call('
 if redis.call('set', KEYS[1], ARGV[1], 'NX', 'PX', ARGV[2]) then return 1 end return 0`;
 const RELEASE = `if redis.call('get', KEYS[1]) == ARGV[1] then return redis.call('del', KEYS[1]) end return 0`;
 
+// The one spelling of a folder: Windows knows no letter case, takes either slash and any number of them, and passes over blanks and
+// points at the end of a name; the library takes a last backslash off.
+function folderIdentity(given) {
+  if (given === '') return '';
+  const folder = path.win32.normalize(given).toLowerCase().replace(/^\\\\[?.]\\(unc\\)?/, (start, isShare) => (isShare ? '\\\\' : ''));
+  return folder.replace(/(?<=[^\\. ])[. ]+(?=\\|$)/g, '').replace(/\\+$/, '');
+}
+
 /** What a profile is, the same for all workers that could meet on it. */
-export function profileIdentity({ browser = 'fx', profile, userDataDir }) {
-  const folder = (userDataDir ?? '').replaceAll('/', '\\').toLowerCase();
+export function profileIdentity({ browser = 'fx', profile = '', userDataDir = '' }) {
+  const folder = folderIdentity(userDataDir);
   const isShared = folder.startsWith('\\\\');
   const place = isShared ? '' : `${os.hostname()}\n${os.userInfo().username}\n`;
-  return `${place}${browser}\n${profile ?? ''}\n${folder}`;
+  return `${place}${browser}\n${profile.replace(/\\$/, '')}\n${folder}`;
 }
 
 // On Windows a mutex: it is the process's that has it, and nobody's when that has ended. Elsewhere there is no library, and only
@@ -58,9 +67,15 @@ export class ProfileLease {
     return (await this.redis.get(this.key))?.split(' ')[0] ?? null;
   }
 
-  // One that has run out is taken again, unless another worker has it.
+  // One that has run out is taken again, unless another worker has it. When Redis refuses, it may run out unseen: then it does not count
+  // as held until Redis says so.
   async #renew() {
-    this.isHeld = (await this.redis.eval(RENEW, 1, this.key, this.#value, this.milliseconds)) === 1;
+    try {
+      this.isHeld = (await this.redis.eval(RENEW, 1, this.key, this.#value, this.milliseconds)) === 1;
+    } catch (error) {
+      this.isHeld = false;
+      throw error;
+    }
   }
 
   // Without Redis one waits, and comes before whatever is asked of Redis later.

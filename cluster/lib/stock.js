@@ -23,8 +23,13 @@ export function fitted(record, job, folder, largest = LARGEST_RECORD) {
   const whole = path.join(folder, name);
   fs.mkdirSync(path.dirname(whole), { recursive: true });
   // Complete, or not there: whoever reads it never sees a half.
-  fs.writeFileSync(`${whole}.part`, JSON.stringify(record));
-  fs.renameSync(`${whole}.part`, whole);
+  try {
+    fs.writeFileSync(`${whole}.part`, JSON.stringify(record));
+    fs.renameSync(`${whole}.part`, whole);
+  } catch (error) {
+    fs.rmSync(`${whole}.part`, { force: true });
+    throw error;
+  }
   return {
     ...record,
     text: record.text.slice(0, 1000),

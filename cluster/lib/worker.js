@@ -2,15 +2,17 @@
 import os from 'node:os';
 
 import { BrowserKeeper } from './browser_keeper.js';
-import { Context } from './context.js';
+import { Context, NoBrowser } from './context.js';
 import { Engine } from './engine.js';
 import { Exit, Mistake } from './mistake.js';
 import { ProfileLease, profileIdentity } from './profile_lease.js';
+import { refusalText } from './refusal.js';
 
 const DEFAULTS = Object.freeze({
   contexts: 1,
   lease: 30_000,
   screenshot: 'never',
+  pause: 1000,
   browserOptions: {},
 });
 
@@ -70,7 +72,8 @@ export class ClusterWorker {
     });
     redis.on('ready', () => this.tell('the connection to Redis is back'));
     this.started = await timeOf(redis);
-    await this.#beat();
+    // A Redis that refuses is told of by the contexts, which try again.
+    await this.#beat().catch(() => {});
     this.#heartbeat = setInterval(() => this.#beat().catch(() => {}), Math.min(1000, this.settings.lease / 3));
     await this.#engines[0].watchOthers((id) => this.tell(`job ${id} is taken over: its worker has died or is cut off`));
     // A context without a browser leaves the others at work.
@@ -78,13 +81,18 @@ export class ClusterWorker {
     clearInterval(this.#heartbeat);
     this.#isStopping = true;
     await Promise.all(this.#engines.map((engine) => engine.close()));
-    await redis.zrem(this.group.keys.workers, this.settings.name);
-    await redis.hdel(`${this.group.keys.workers}:now`, this.settings.name);
+    await this.#signOff().catch((error) => this.tell(`Redis still lists this worker: ${refusalText(error)}`));
     const failed = ends.filter(({ status }) => status === 'rejected');
-    if (failed.length === ends.length) {
-      throw new Mistake(`No browser can be started here: ${failed[0].reason.message}. \`kx explain\` tells what a start would do, and why.`,
-          Exit.CONNECTION);
-    }
+    if (failed.length < ends.length) return;
+    const { reason } = failed[0];
+    if (!(reason instanceof NoBrowser)) throw reason;
+    throw new Mistake(`No browser can be started here: ${reason.message}. \`kx explain\` tells what a start would do, and why.`, Exit.CONNECTION);
+  }
+
+  async #signOff() {
+    const { redis, keys } = this.group;
+    await redis.zrem(keys.workers, this.settings.name);
+    await redis.hdel(`${keys.workers}:now`, this.settings.name);
   }
 
   #isBeating = false;

@@ -25,12 +25,12 @@ after(async () => {
 });
 
 // Each test has a group and a folder of its own.
-async function world(t) {
+async function world(t, { server = redis, lease = LEASE } = {}) {
   count += 1;
   const group = `group-${count}`;
   const folder = path.join(scratch, group);
   fs.mkdirSync(folder);
-  const cluster = await Cluster.connect({ port: redis.port, group });
+  const cluster = await Cluster.connect({ port: server.port, group });
   t.after(() => cluster.close());
   const journal = path.join(folder, 'journal');
   return {
@@ -39,8 +39,8 @@ async function world(t) {
     cluster,
     journal: () => (fs.existsSync(journal) ? fs.readFileSync(journal, 'utf8').split('\n').filter(Boolean) : []),
     row: (n, more = {}) => ({ n: String(n), journal, ...more }),
-    worker: (name, { contexts = 1, profile = '', port = redis.port, shared = '' } = {}) => {
-      const child = start(['tests/support/simulated_worker.mjs', port, group, LEASE, contexts, name, profile, shared].map(String));
+    worker: (name, { contexts = 1, profile = '', port = server.port, shared = '', env = {} } = {}) => {
+      const child = start(['tests/support/simulated_worker.mjs', port, group, lease, contexts, name, profile, shared].map(String), { env });
       children.push(child);
       return child;
     },
@@ -77,12 +77,13 @@ describe('guarantees', { concurrency: true }, () => {
 
   test('a job that has killed three workers is set aside, and the next ones are played', async (t) => {
     const { cluster, worker, row, outcomes, journal } = await world(t);
-    await cluster.submit([row('bad')], { macro: 'die', batch: 'bad' });
+    // Its first attempt loses the connection only: that is no death.
+    await cluster.submit([row('bad')], { macro: 'lose-then-die', batch: 'bad', backoff: 1 });
     await cluster.submit([row('good')], { macro: 'nothing', batch: 'good', priority: 5 });
     for (let number = 1; number <= 3; number += 1) {
       const victim = worker(`w${number}`);
       await victim.ended;
-      assert.equal(journal().filter((line) => line.startsWith('bad')).length, number);
+      assert.equal(journal().filter((line) => line.startsWith('bad')).length, number + 1);
     }
     worker('survivor');
     const [good] = await outcomes('ok');
@@ -91,9 +92,9 @@ describe('guarantees', { concurrency: true }, () => {
       for await (const result of cluster.results('bad')) if (result.outcome === 'set aside') return result;
       return null;
     });
-    assert.equal(bad.attempts, 3);
-    assert.equal(bad.failure.id, 'worker-died');
-    assert.deepEqual(journal().filter((line) => line.startsWith('bad')), ['bad w1', 'bad w2', 'bad w3']);
+    assert.equal(bad.attempts, 4);
+    assert.deepEqual([bad.failure.id, bad.text], ['worker-died', '3 workers died while they played it']);
+    assert.deepEqual(journal().filter((line) => line.startsWith('bad')), ['bad w1', 'bad w1', 'bad w2', 'bad w3']);
   });
 
   test('a Redis that crashes and is started again has lost nothing', async (t) => {
@@ -170,6 +171,17 @@ describe('guarantees', { concurrency: true }, () => {
     await cluster.submit(Array.from({ length: 20 }, (_, n) => row(n)), { macro: 'nothing' });
     await outcomes('ok');
     assert.deepEqual([...new Set(journal().map((line) => line.split(' ')[1]))], ['second']);
+  });
+
+  test('a worker whose browser does not start tries five times, plays nothing, and ends with exit code 3', async (t) => {
+    const { cluster, worker, row, all } = await world(t);
+    await cluster.submit([row(1)], { macro: 'nothing' });
+    const { code, err } = await worker('w', { env: { KX_NO_BROWSER: '1' } }).ended;
+    assert.equal(code, 3);
+    assert.equal(err.match(/the browser does not start \(\d\): no such program/g).length, 5);
+    assert.match(err, /\nNo browser can be started here: no such program\. `kx explain` tells/);
+    const [result] = await all();
+    assert.deepEqual([result.outcome, result.attempts], ['waiting', 0]);
   });
 
   test('a second submit of a row makes no second job, and says so', async (t) => {
@@ -257,6 +269,56 @@ describe('guarantees', { concurrency: true }, () => {
     assert.equal(refused.failure.id, 'result-too-large');
     assert.equal(refused.attempts, 1);
   });
+
+  test('a shared folder that cannot be written to fails the row with the reason, and the worker goes on and ends well', async (t) => {
+    const { cluster, worker, row, folder, all } = await world(t);
+    const shared = path.join(folder, 'no-folder');
+    fs.writeFileSync(shared, '');
+    await cluster.submit([row(1)], { macro: 'large 100000', batch: 'large', backoff: 1 });
+    await cluster.submit([row(2)], { macro: 'fail', batch: 'picture' });
+    await cluster.submit([row(3)], { macro: 'nothing', batch: 'good' });
+    const child = worker('w', { shared });
+    await until('all are done', async () => {
+      const { completed, failed } = await cluster.counts();
+      return completed === 1 && failed === 2;
+    });
+    const [large] = await all('large');
+    assert.deepEqual([large.failure.id, large.attempts], ['result-not-stored', 1]);
+    assert.match(large.text, /^the result cannot be written to the shared folder: ENOTDIR/);
+    // A picture less changes nothing of what became of the row.
+    const [picture] = await all('picture');
+    assert.deepEqual([picture.failure.id, picture.screenshot], ['macro-failed', null]);
+    assert.match(child.err(), /the picture cannot be stored: ENOTDIR/);
+    child.kill();
+    assert.equal((await child.ended).code, 0);
+  });
+
+  for (const contexts of [1, 2]) {
+    test(`a Redis that refuses for a while ends no worker, and loses no result: ${contexts} contexts`, async (t) => {
+      const server = await RedisServer.start(path.join(scratch, `refuses-${contexts}`));
+      t.after(() => server.kill());
+      // Long enough that the locks outlive the refusal.
+      const { cluster, worker, row, outcomes, journal, folder } = await world(t, { server, lease: 60_000 });
+      const file = path.join(folder, 'go');
+      await cluster.submit(Array.from({ length: contexts }, (_, n) => row(n, { file })), { macro: 'wait-for' });
+      await server.set('maxmemory', '1');
+      const child = worker('w', { contexts });
+      const refusals = () => child.err().match(/Redis refuses: OOM command not allowed/g)?.length ?? 0;
+      await until('each context tells of it', () => refusals() >= contexts);
+      await server.set('maxmemory', '0');
+      await until('all rows are at work', () => journal().length === contexts);
+      await server.set('maxmemory', '1');
+      const before = refusals();
+      fs.writeFileSync(file, '');
+      await until('the reports are refused', () => refusals() >= before + contexts);
+      await server.set('maxmemory', '0');
+      const results = await outcomes('ok');
+      assert.deepEqual(results.map(({ attempts }) => attempts), Array(contexts).fill(1));
+      child.kill();
+      assert.equal((await child.ended).code, 0);
+      assert.doesNotMatch(child.err(), /No browser/);
+    });
+  }
 
   test('neither macros nor values are in a worker\'s log', async (t) => {
     const { cluster, worker, row, outcomes } = await world(t);

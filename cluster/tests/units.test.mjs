@@ -6,6 +6,7 @@ import { test } from 'node:test';
 
 import { BrowserKeeper } from '../node_modules/kx-cluster/lib/browser_keeper.js';
 import { rowOf } from '../node_modules/kx-cluster/lib/catalogue.js';
+import { Context } from '../node_modules/kx-cluster/lib/context.js';
 import { problemOfServer, warningsOfServer } from '../node_modules/kx-cluster/lib/connection.js';
 import { csvLine, readCsv } from '../node_modules/kx-cluster/lib/csv.js';
 import { readJsonLines } from '../node_modules/kx-cluster/lib/json_lines.js';
@@ -131,6 +132,18 @@ test('a failure\'s record comes through the engine\'s stack, whatever its text h
 test('a profile is one for all that could meet on it', () => {
   assert.equal(profileIdentity({ browser: 'cr', userDataDir: 'C:\\Data' }), profileIdentity({ browser: 'cr', userDataDir: 'c:/data' }));
   assert.notEqual(profileIdentity({ profile: 'a' }), profileIdentity({ profile: 'b' }));
+  for (const [one, ...others] of [
+    ['\\\\box\\p', '\\\\box\\p\\', '//BOX/p/', '\\\\box\\\\p', '\\\\?\\UNC\\box\\p', '\\\\box\\p\\x\\..'],
+    ['C:\\Data\\p', 'c:/data/p/', 'C:\\Data\\.\\p', 'C:\\Data.\\p ', '\\\\?\\C:\\Data\\p', 'C:\\Data\\\\p\\\\'],
+    ['data', 'Data\\', '.\\data'],
+  ]) {
+    const identityOf = (userDataDir) => profileIdentity({ browser: 'cr', userDataDir });
+    for (const other of others) assert.equal(identityOf(other), identityOf(one), other);
+  }
+  assert.equal(profileIdentity({ profile: 'shop\\' }), profileIdentity({ profile: 'shop' }));
+  for (const [a, b] of [['C:\\p', '\\\\box\\p'], ['C:\\p', 'C:\\p\\q'], ['C:\\p.q', 'C:\\pq'], ['C:\\p q', 'C:\\pq']]) {
+    assert.notEqual(profileIdentity({ browser: 'cr', userDataDir: a }), profileIdentity({ browser: 'cr', userDataDir: b }));
+  }
   // A folder of the network is one folder on every machine.
   assert.equal(profileIdentity({ browser: 'cr', userDataDir: '\\\\box\\p' }), 'cr\n\n\\\\box\\p');
 });
@@ -161,3 +174,59 @@ test('a browser is kept, and started afresh after so many jobs, when it is too l
   const sizes = [10, 99, 101, 10];
   assert.deepEqual(await startsOf(kept({ megabytes: 100, sizeOf: (id) => (id === 7 ? sizes.shift() : 0) }), null, null, null, null), [1, 1, 1, 2]);
 });
+
+// A context whose job, browser and report are played; `held` and `play` are what a test puts in their place.
+function playedContext({ held, play = async () => ({ extracts: [], performance: [], profilerData: '' }), settings = {} }) {
+  const told = [];
+  const left = [held];
+  const context = new Context({
+    number: 1,
+    profile: 'p',
+    lease: { isHeld: true, release: async () => {} },
+    engine: {
+      async next() {
+        if (left.length === 0) context.stop();
+        return left.shift() ?? null;
+      },
+    },
+    keeper: { ready: async () => {}, play, tidy: async () => {}, end: async () => {} },
+    group: { redis: { hget: async () => 'macro' }, keys: {} },
+    settings: { name: 'w', screenshot: 'never', pause: 1, ...settings },
+    tell: (text) => told.push(text),
+  });
+  return { context, told };
+}
+
+function heldJob(report) {
+  const held = {
+    id: 'r1',
+    data: { batch: 'b', row: 1, macro: 'm', variables: {} },
+    attempt: 1,
+    isLetGo: false,
+    succeed: (record) => report('ok', record),
+    fail: (error) => report('failed', recordIn(error.stack)),
+    letGo: () => (held.isLetGo = true),
+  };
+  return held;
+}
+
+test('an error between a play and its report is reported as a failure with the reason, and the context goes on', async () => {
+  const reports = [];
+  const held = heldJob(async (...report) => reports.push(report));
+  const { context } = playedContext({ held, play: async () => ({ extracts: [], performance: 7 }) });
+  await context.run();
+  assert.deepEqual(reports.map(([kind, { outcome, failure }]) => [kind, outcome, failure]), [['failed', 'connection failed', 'other']]);
+  assert.match(reports[0][1].text, /is not a function/);
+  assert.equal(held.isLetGo, true);
+});
+
+test('a job\'s lock is renewed no more when its report fails, and the reason is told', async () => {
+  const held = heldJob(async () => {
+    throw new Error('Connection is closed.');
+  });
+  const { context, told } = playedContext({ held });
+  await assert.rejects(context.run(), { message: 'Connection is closed.' });
+  assert.equal(held.isLetGo, true);
+  assert.equal(told.at(-1), 'context 1 ends: Connection is closed.');
+});
+

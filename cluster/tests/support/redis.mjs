@@ -6,6 +6,8 @@ import net from 'node:net';
 import path from 'node:path';
 import { setTimeout as sleep } from 'node:timers/promises';
 
+import { Redis } from 'ioredis';
+
 async function freePort() {
   const server = net.createServer().listen(0, '127.0.0.1');
   await once(server, 'listening');
@@ -64,6 +66,13 @@ export class RedisServer {
     this.child.kill('SIGKILL');
     await ended;
     fs.closeSync(this.log);
+  }
+
+  /** Sets an option of the running server. With "maxmemory" 1 it refuses to take anything more. */
+  async set(name, value) {
+    const redis = new Redis(this.port);
+    await redis.config('SET', name, value);
+    redis.disconnect();
   }
 
   get where() {

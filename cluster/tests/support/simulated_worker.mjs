@@ -1,5 +1,6 @@
 // A worker process whose browsers are played: everything else is as it is in a worker on Windows. The macro is a line of the
-// words below. Arguments: port, group, lease in milliseconds, contexts, name, profile.
+// words below. Arguments: port, group, lease in milliseconds, contexts, name, profile, shared folder. With KX_NO_BROWSER in the
+// environment no browser starts.
 import fs from 'node:fs';
 import { setTimeout as sleep } from 'node:timers/promises';
 
@@ -17,7 +18,10 @@ async function play(macro, { variables }) {
   switch (verb) {
     case 'nothing':
       return left;
-    case 'die':
+    case 'lose-then-die':
+      if (fs.readFileSync(variables.journal, 'utf8').match(new RegExp(`^${variables.n} `, 'gm')).length === 1) {
+        throw failure('kx_Play', -1, 'Error while receiving response');
+      }
       process.kill(process.pid, 'SIGKILL');
       return sleep(1e6);
     case 'wait-for':
@@ -38,7 +42,11 @@ async function play(macro, { variables }) {
 const browser = { play, exit: async () => {}, screenshot: async (file) => fs.writeFileSync(file, 'picture'), processId: 0 };
 const cluster = await Cluster.connect({ port: Number(port), group });
 const worker = cluster.worker({
-  start: async () => browser,
+  start: async () => {
+    if (process.env.KX_NO_BROWSER) throw failure('kx_Init', 2, 'no such program');
+    return browser;
+  },
+  pause: 100,
   contexts: Number(contexts),
   lease: Number(lease),
   name,
@@ -50,5 +58,10 @@ const worker = cluster.worker({
 const parent = process.ppid;
 setInterval(() => process.ppid === parent || process.exit(1), 500).unref();
 process.on('SIGTERM', () => worker.stop());
-await worker.run();
+try {
+  await worker.run();
+} catch (error) {
+  process.stderr.write(`${error.message}\n`);
+  process.exitCode = error.exitCode;
+}
 await cluster.close();
