@@ -53,6 +53,15 @@ class Adapter extends BullMQAdapter {
   }
 }
 
+// These send back what the page shows, and would put it in the values' place.
+function refuseHiddenValues(app) {
+  const refuse = (request, response) => response.status(405).json({
+    error: { key: 'Values are hidden here, and would be lost. kx-cluster page --actions --show-values lets them be changed.' },
+  });
+  app.patch('/api/queues/:queue/:job/update-data', refuse);
+  app.post('/api/queues/:queue/add', refuse);
+}
+
 // Nothing comes from another server, and no other page can hold this one in a frame.
 const POLICY = "default-src 'self'; script-src 'self' 'unsafe-inline'; style-src 'self' 'unsafe-inline'; img-src 'self' data:; " +
   "font-src 'self' data:; frame-ancestors 'none'";
@@ -86,6 +95,7 @@ export function pageServer(groups, { login, password, certificate, key, actions 
     response.set({ 'Content-Security-Policy': POLICY, 'Referrer-Policy': 'no-referrer', 'X-Content-Type-Options': 'nosniff' });
     next();
   });
+  if (!showsValues) refuseHiddenValues(app);
   app.use('/', adapter.getRouter());
   return certificate ? https.createServer({ cert: certificate, key }, app) : http.createServer(app);
 }

@@ -136,6 +136,40 @@ describe('the command line', { concurrency: 4 }, () => {
     }
   });
 
+  test('a page that hides values lets jobs be removed, and nobody write the hidden values back', async () => {
+    const where = ['--redis', redis.where, '--group', 'actions'];
+    await kxCluster([...submit('--csv', at('rows.csv')), '--group', 'actions', '--batch', 'b']);
+    const pages = [[], ['--show-values']].map((more) =>
+      startKxCluster(['page', ...where, '--port', '0', '--actions', ...more], { env: { KX_CLUSTER_LOGIN: 'right' } }));
+    try {
+      const [hiding, showing] = await Promise.all(pages.map((page) =>
+        until('it listens', () => /^http:\/\/127\.0\.0\.1:\d+\//.exec(page.out())?.[0])));
+      const ask = (address, method, path, body) => fetch(`${address}api/queues${path}`, {
+        method,
+        headers: { Authorization: `Basic ${btoa('kx:right')}`, 'Content-Type': 'application/json' },
+        ...(body ? { body: JSON.stringify(body) } : {}),
+      });
+      const jobs = async () => (await (await ask(showing, 'GET', '?activeQueue=actions&status=waiting')).json()).queues[0].jobs;
+      const [{ id }] = await jobs();
+      const { data } = (await (await ask(hiding, 'GET', '?activeQueue=actions&status=waiting')).json()).queues[0].jobs.find((job) => job.id === id);
+      assert.equal(data.variables.n, '(hidden)');
+      for (const end of ['', '/']) {
+        assert.equal((await ask(hiding, 'PATCH', `/actions/${id}/update-data${end}`, { jobData: data })).status, 405);
+        assert.equal((await ask(hiding, 'POST', `/actions/add${end}`, { name: 'copy', data, options: {} })).status, 405);
+      }
+      assert.deepEqual((await jobs()).map((job) => job.data.variables.n).sort(), ['1', '2']);
+      // Where values are seen they can be changed; jobs can be removed from either page.
+      const changed = { ...data, variables: { n: '7' } };
+      assert.equal((await ask(showing, 'PATCH', `/actions/${id}/update-data`, { jobData: changed })).status, 200);
+      assert.deepEqual((await jobs()).map((job) => job.data.variables.n).includes('7'), true);
+      assert.equal((await ask(hiding, 'PUT', `/actions/${id}/clean`)).status, 204);
+      assert.equal((await jobs()).length, 1);
+    } finally {
+      for (const page of pages) page.kill('SIGTERM');
+      await Promise.all(pages.map((page) => page.ended));
+    }
+  });
+
   test('rows come over standard input as well', async () => {
     const input = fs.openSync(at('rows.csv'), 'r');
     const { code, out } = await kxCluster(submit('--csv', '-', '--group', 'input', '--batch', 'b'), { input });

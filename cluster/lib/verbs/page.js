@@ -17,7 +17,7 @@ export const help = `kx-cluster page [OPTION...]: serves a page that shows the j
   --login-file FILE      its first line is the password of the log-in [KX_CLUSTER_LOGIN]; without it one is made up and told
   --groups NAME,NAME     the groups to show; the one of --group without it
   --actions              lets jobs be tried again and removed from the page; without it the page only shows
-  --show-values          shows the values of variables
+  --show-values          shows the values of variables; with --actions they can be changed, and jobs be copied
 `;
 export const options = {
   port: { type: 'string' },
