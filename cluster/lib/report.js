@@ -31,6 +31,8 @@ class Lanes {
   }
 }
 
+const isNumber = (text) => text.trim() !== '' && Number.isFinite(Number(text));
+
 function forThePage(result, began, lanes, isRedacted) {
   const run = {
     ...result,
@@ -51,7 +53,7 @@ function forThePage(result, began, lanes, isRedacted) {
     ...run,
     variables: Object.fromEntries(Object.keys(run.variables).map((name) => [name, HIDDEN])),
     extracts: run.extracts.map(() => HIDDEN),
-    performance: run.performance,
+    performance: run.performance.map(({ name, value }) => ({ name, value: isNumber(value) ? value : value && HIDDEN })),
     profiler: run.profiler && HIDDEN,
   };
 }
@@ -132,7 +134,7 @@ export async function writeReport(group, batch, file, { shared, onlyFailed = fal
     const notes = [
       ...(left > 0 ? [`${left} rows are waiting or at work; they are not in this page.`] : []),
       ...(pictures.without > 0 ? [`${pictures.without} pictures are not in this page: it takes 50 MB of them, and those below --shared.`] : []),
-      ...(isRedacted ? ['Values of variables, extracts, profiler data and pictures are left out.'] : []),
+      ...(isRedacted ? ['Values of variables, extracts, texts of performance entries, profiler data and pictures are left out.'] : []),
     ];
     const began = Number.isFinite(span.began) ? span.began : Date.now();
     put(json('about', inPage({

@@ -5,6 +5,7 @@ import { Mistake } from './mistake.js';
 import { NOTHING, OWN_FAILURES, recordIn } from './outcome.js';
 import { rowOfId } from './catalogue.js';
 import { unfitted } from './stock.js';
+import { onOneLine } from './terminal.js';
 
 const BUNDLE = 200;
 /** The batch of that name, or without one the newest. */
@@ -117,7 +118,7 @@ export class Tally {
     return [...this.causes.values()].sort((a, b) => b.count - a.count).map(({ count, failure, texts }) => [
       `${count} x ${failure.id}${failure.cause ? `: ${failure.cause}` : ''}`,
       ...(failure.remedy ? [`    What to do: ${failure.remedy}`] : []),
-      ...[...texts].sort(([, a], [, b]) => b - a).slice(0, 3).map(([text, times]) => `    ${times} x "${text.slice(0, 200)}"`),
+      ...[...texts].sort(([, a], [, b]) => b - a).slice(0, 3).map(([text, times]) => `    ${times} x "${onOneLine(text.slice(0, 200))}"`),
     ].join('\n')).join('\n');
   }
 }

@@ -14,15 +14,16 @@ export const REDIS_OPTIONS = {
 
 const firstLine = (text) => text.split(/\r?\n/, 1)[0];
 
-function addressOf(given) {
+// What is no address is not repeated: it may hold a password, in whatever form.
+function addressOf(given, from) {
   if (/^[a-z]+:\/\//i.test(given) || given.includes('@')) {
-    throw new Mistake(`--redis is HOST:PORT, for example linux-box:6379, and not an address like "${given.replace(/\/\/.*@/, '//...@')}". ` +
+    throw new Mistake(`${from} is HOST:PORT, for example linux-box:6379, without a scheme and a log-in. ` +
       'The password belongs into the file that --password-file names, or into KX_CLUSTER_PASSWORD; --tls asks for TLS.');
   }
-  const parts = /^(?:\[([^\]]+)\]|([^:]+))(?::(\d{1,5}))?$/.exec(given);
+  const parts = /^(?:\[([\da-f:.]+(?:%[\w.-]+)?)\]|([\p{L}\p{N}._-]+))(?::(\d{1,5}))?$/iu.exec(given);
   const port = Number(parts?.[3] ?? 6379);
   if (!parts || port < 1 || port > 65535) {
-    throw new Mistake(`"${given}" is no HOST:PORT. Right would be linux-box:6379, 127.0.0.1:6379 or [::1]:6379.`);
+    throw new Mistake(`${from} is no HOST:PORT. Right would be linux-box:6379, 127.0.0.1:6379 or [::1]:6379.`);
   }
   return { host: parts[1] ?? parts[2], port };
 }
@@ -34,7 +35,7 @@ export function redisSettings(options, environment = process.env) {
   const ca = options.ca ?? environment.KX_CLUSTER_CA;
   const tls = options.tls || environment.KX_CLUSTER_TLS === '1' || ca !== undefined;
   return {
-    ...addressOf(options.redis ?? environment.KX_CLUSTER_REDIS ?? '127.0.0.1:6379'),
+    ...addressOf(options.redis ?? environment.KX_CLUSTER_REDIS ?? '127.0.0.1:6379', options.redis === undefined ? 'KX_CLUSTER_REDIS' : '--redis'),
     username: options.user ?? environment.KX_CLUSTER_USER,
     password: password || undefined,
     tls: tls ? (ca === undefined ? {} : { ca: textOf(ca, 'the certificate file') }) : undefined,

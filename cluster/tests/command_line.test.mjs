@@ -46,6 +46,8 @@ describe('the command line', { concurrency: 4 }, () => {
       [submit('--csv', at('rows.csv'), '--nonsense'), 'Unknown option \'--nonsense\'. --help tells the options.'],
       [submit('--csv', at('rows.csv'), '--group', 'a:b'), 'the group "a:b" cannot be used.'],
       [['results', '--redis', redis.where, '--group', 'empty'], 'The group "empty" has no batch: nothing has been submitted to it.'],
+      ...['--csv', '--json', '--failed'].map((way) =>
+        [['results', '--redis', redis.where, way, '--redact'], '--redact says what the report leaves out, and there is no --report.']),
       [['work', '--contexts', '2', '--profile', 'x'], 'Several contexts need profiles of their own: --profile with {n}'],
       [['work', '--contexts', '3', '--profile', 'x{n}'], '3 contexts need more of Node\'s threads than there are (4)'],
       [['page', '--host', '0.0.0.0'], '--host 0.0.0.0: other machines would reach the page there'],

@@ -248,6 +248,9 @@ describe('guarantees', { concurrency: true }, () => {
     assert.deepEqual([refused.code, refused.err], [2, `kx-cluster: The report ${page} is there already. --overwrite replaces it.\n`]);
     assert.equal(left.code, 1);
     assert.deepEqual(data(redacted, 'runs')[0].extracts, ['(left out)']);
+    // Numbers are what a chart needs; texts are as private as extracts.
+    assert.deepEqual(data(redacted, 'runs')[0].performance, [{ name: 'total', value: '1' }, { name: 'who', value: '(left out)' }]);
+    assert.doesNotMatch(fs.readFileSync(redacted, 'utf8'), /user 1/);
     assert.doesNotMatch(fs.readFileSync(redacted, 'utf8'), /data-picture="1"/);
     assert.equal(retry.out, 'batch b: 2 failed rows will be tried again\n');
     await until('they are', () => journal().length === 4);

@@ -13,6 +13,7 @@ import { readJsonLines } from '../node_modules/kx-cluster/lib/json_lines.js';
 import { jobIdOf } from '../node_modules/kx-cluster/lib/keys.js';
 import { AttemptFailed, outcomeOf, recordIn } from '../node_modules/kx-cluster/lib/outcome.js';
 import { profileIdentity } from '../node_modules/kx-cluster/lib/profile_lease.js';
+import { Tally } from '../node_modules/kx-cluster/lib/results.js';
 import { redisSettings } from '../node_modules/kx-cluster/lib/settings.js';
 import { scratch } from './support/programs.mjs';
 
@@ -108,8 +109,15 @@ test('the connection\'s settings come from options, the environment and files, a
   const settings = redisSettings({ redis: '[::1]:7000', user: 'ada', 'password-file': file, tls: true }, { KX_CLUSTER_REDIS: 'x' });
   assert.deepEqual([settings.host, settings.port, settings.username, settings.password, settings.tls], ['::1', 7000, 'ada', 'from file', {}]);
   assert.equal(redisSettings({}, { KX_CLUSTER_PASSWORD: 'p' }).password, 'p');
-  for (const wrong of ['redis://:secret@box', 'user@box', 'box:99999', 'a:b:c']) {
-    assert.throws(() => redisSettings({ redis: wrong }, {}), (error) => error.name === 'Mistake' && !error.message.includes('secret'), wrong);
+  for (const wrong of ['redis://:secret@box', 'user@box', 'box:99999', 'a:b:c', 'ada:secret@box:6379', ':secret@box', 'secret@box', 'p@secret@box',
+    'rediss://box/?password=secret', 'box:6379#secret', 'box secret', 'box:secret', ':secret', 'box:6379:secret']) {
+    for (const [given, environment, from] of [[{ redis: wrong }, {}, '--redis'], [{}, { KX_CLUSTER_REDIS: wrong }, 'KX_CLUSTER_REDIS']]) {
+      assert.throws(() => redisSettings(given, environment),
+          ({ name, message }) => name === 'Mistake' && message.startsWith(`${from} is `) && !message.includes('secret'), wrong);
+    }
+  }
+  for (const [right, host] of [['linux-box', 'linux-box'], ['größe.example:1', 'größe.example'], ['[fe80::1%eth0]:1', 'fe80::1%eth0']]) {
+    assert.equal(redisSettings({ redis: right }, {}).host, host);
   }
 });
 
@@ -127,6 +135,12 @@ test('a failure\'s record comes through the engine\'s stack, whatever its text h
   const record = outcomeOf({ left: { extracts: ['\n#record {}'], performance: [], profilerData: '' }, error, attempt: 2, worker: 'w', context: 1, profile: 'p', started: 0, ended: 1500 });
   assert.deepEqual([record.outcome, record.failure, record.seconds], ['macro failed', 'macro-failed', 1.5]);
   assert.deepEqual(recordIn(new AttemptFailed(record, false).stack), record);
+});
+
+test('texts of others reach a terminal without control characters', () => {
+  const tally = new Tally();
+  tally.add({ outcome: 'macro failed', variables: {}, attempts: 1, number: -50, text: '\x1b]0;owned\x07 a\r\nb\t\x7f\x9b2Jß', failure: { id: 'other' } });
+  assert.equal(tally.explanation(), '1 x other\n    1 x "-50 \\x1B]0;owned\\x07 a\\r\\nb\\t\\x7F\\x9B2Jß"');
 });
 
 test('a profile is one for all that could meet on it', () => {

@@ -41,6 +41,7 @@ export const options = {
 export function prepare(values, positionals) {
   if (positionals.length > 0) throw new Mistake(`"${positionals[0]}": results takes options only. --help tells them.`);
   const ways = ['csv', 'json', 'report', 'retry-failed', 'late'].filter((name) => values[name]);
+  if (values.redact && values.report === undefined) throw new Mistake('--redact says what the report leaves out, and there is no --report.');
   if (ways.length > 1) throw new Mistake(`--${ways[0]} and --${ways[1]}: one of them at a time.`);
   return values;
 }

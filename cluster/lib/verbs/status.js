@@ -1,5 +1,6 @@
 import { Mistake } from '../mistake.js';
 import { countsOf, lateReports, workersOf } from '../results.js';
+import { onOneLine } from '../terminal.js';
 
 export const summary = 'tells how many jobs wait, and which workers there are';
 export const help = `kx-cluster status [--json]: tells how many jobs wait, and which workers there are
@@ -25,7 +26,7 @@ export async function run(group, { json }) {
     `${counts.completed} done, ${counts.failed} failed; ${late.length} late report${late.length === 1 ? '' : 's'}\n`);
   for (const { name, silentSeconds, played = 0, contexts = [] } of workers) {
     const silence = silentSeconds > SILENT ? `  silent for ${Math.round(silentSeconds)} s` : '';
-    process.stdout.write(`  ${name}: ${played} played${silence}\n`);
-    for (const { state, profile } of contexts) process.stdout.write(`    ${profile ?? 'default profile'}: ${state}\n`);
+    process.stdout.write(`  ${onOneLine(name)}: ${played} played${silence}\n`);
+    for (const { state, profile } of contexts) process.stdout.write(`    ${onOneLine(`${profile ?? 'default profile'}: ${state}`)}\n`);
   }
 }

@@ -3,6 +3,7 @@ import process from 'node:process';
 
 import { Exit, Mistake } from '../mistake.js';
 import { given, wholeNumber } from '../numbers.js';
+import { onOneLine } from '../terminal.js';
 import { ClusterWorker } from '../worker.js';
 
 export const summary = 'plays jobs, on a Windows machine, until it is stopped';
@@ -117,7 +118,7 @@ export async function prepare(values, positionals) {
 
 export async function run(group, { isVerbose, ...settings }) {
   const tell = (text, kind) => {
-    if (kind !== 'job' || isVerbose) process.stderr.write(`${new Date().toISOString()} ${text}\n`);
+    if (kind !== 'job' || isVerbose) process.stderr.write(`${new Date().toISOString()} ${onOneLine(text)}\n`);
   };
   const worker = new ClusterWorker(group, { ...settings, tell });
   let signals = 0;

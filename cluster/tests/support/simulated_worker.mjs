@@ -13,7 +13,7 @@ const failure = (call, number, text, left) => Object.assign(new Error(text), { c
 async function play(macro, { variables }) {
   const [verb, argument] = macro.split(' ');
   const extracts = [`${variables.n ?? ''}`];
-  const left = { extracts, performance: [['total', '1']], profilerData: '' };
+  const left = { extracts, performance: [['total', '1'], ['who', `user ${variables.n}`]], profilerData: '' };
   if (variables.journal) fs.appendFileSync(variables.journal, `${variables.n} ${name}\n`);
   switch (verb) {
     case 'nothing':
