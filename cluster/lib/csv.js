@@ -164,8 +164,8 @@ function headerOf(record, records) {
 const isEmptyLine = ({ values }) => values.length === 1 && values[0].text === '' && !values[0].isQuoted;
 const counted = (number, what) => `${number} ${what}${number === 1 ? '' : 's'}`;
 
-/** The rows of a table that comes as texts: objects of names and values. */
-export async function* readCsv(texts, name) {
+/** The rows of a table that comes as texts: objects of names and values. `problemOf(row)` may find a row wrong, with a sentence. */
+export async function* readCsv(texts, name, problemOf = () => '') {
   const records = new Records(name);
   let header = null;
   let rows = 0;
@@ -179,7 +179,10 @@ export async function* readCsv(texts, name) {
               `this row has ${counted(record.values.length, 'value')}, and the header has ${counted(header.length, 'name')}.`);
         }
         rows += 1;
-        yield Object.fromEntries(header.map((column, index) => [column, record.values[index].text]));
+        const row = Object.fromEntries(header.map((column, index) => [column, record.values[index].text]));
+        const problem = problemOf(row);
+        if (problem) records.refuse({ line: record.line, column: 1 }, problem);
+        yield row;
       }
     }
   }

@@ -8,29 +8,37 @@ function columnIn(error) {
   return position === undefined ? '' : `, column ${Number(position) + 1}`;
 }
 
-function rowOf(text, at) {
-  let row;
+// Numbers as they are written: 1.50 and 12345678901234567890 are others when a program has read them. The text is valid JSON; what stands
+// in its strings is passed over.
+const withNumbersAsTexts = (text) =>
+  text.replace(/"(?:[^"\\]|\\.)*"|-?\d[\d.eE+-]*/g, (found) => (found.startsWith('"') ? found : `"${found}"`));
+
+function parsed(text, at) {
   try {
-    row = JSON.parse(text);
+    return JSON.parse(text);
   } catch (error) {
     throw new Mistake(`${at}${columnIn(error)}: this is not valid JSON. A line is one object, ` +
       'for example {"city":"Oslo"}.');
   }
+}
+
+function rowOf(text, at) {
+  const row = parsed(text, at);
   if (row === null || typeof row !== 'object' || Array.isArray(row)) {
     throw new Mistake(`${at}: a line has to be an object, for example {"city":"Oslo"}.`);
   }
-  return Object.fromEntries(Object.entries(row).map(([name, value]) => {
+  return Object.fromEntries(Object.entries(JSON.parse(withNumbersAsTexts(text))).map(([name, value]) => {
     const problem = problemOfVariableName(name);
     if (problem) throw new Mistake(`${at}: the members name the variables, and ${problem}`);
-    if (!['string', 'number', 'boolean'].includes(typeof value)) {
+    if (!['string', 'boolean'].includes(typeof value)) {
       throw new Mistake(`${at}: the value of "${name}" has to be a text, a number, true or false.`);
     }
     return [name, String(value)];
   }));
 }
 
-/** The rows of a text that comes in pieces. Empty lines are passed over. */
-export async function* readJsonLines(texts, name) {
+/** The rows of a text that comes in pieces. Empty lines are passed over. `problemOf(row)` may find a row wrong, with a sentence. */
+export async function* readJsonLines(texts, name, problemOf = () => '') {
   let rest = '';
   let line = 0;
   let rows = 0;
@@ -39,7 +47,10 @@ export async function* readJsonLines(texts, name) {
       line += 1;
       if (text.trim() === '') continue;
       rows += 1;
-      yield rowOf(text, `${name}, line ${line}`);
+      const row = rowOf(text, `${name}, line ${line}`);
+      const problem = problemOf(row);
+      if (problem) throw new Mistake(`${name}, line ${line}, column ${text.search(/\S/) + 1}: ${problem}`);
+      yield row;
     }
   }
   for await (const text of texts) {

@@ -5,7 +5,10 @@ import { readFileSync } from 'node:fs';
 import { connect } from './connection.js';
 import { Group } from './group.js';
 import { Exit, Mistake } from './mistake.js';
+import { outputMistake } from './output.js';
+import { isRefusal, refusalText } from './refusal.js';
 import { REDIS_OPTIONS, redisSettings } from './settings.js';
+import { onOneLine } from './terminal.js';
 import * as page from './verbs/page.js';
 import * as results from './verbs/results.js';
 import * as status from './verbs/status.js';
@@ -87,13 +90,23 @@ async function run(args) {
   }
 }
 
+// What went wrong, as a sentence and an exit code.
+function mistakeOf(error) {
+  if (error instanceof Mistake) return error;
+  if (isRefusal(error)) return new Mistake(`Redis refuses: ${refusalText(error)}`, Exit.PROGRAM);
+  if (error.syscall === 'write' && error.path === undefined) return outputMistake(error);
+  if (error.syscall !== undefined) return new Mistake(error.message, Exit.PROGRAM);
+  return null;
+}
+
 /** Runs a command line, and gives the exit code. */
 export async function main(args) {
   try {
     return await run(args);
   } catch (error) {
-    if (!(error instanceof Mistake)) throw error;
-    process.stderr.write(`kx-cluster: ${error.message}\n`);
-    return error.exitCode;
+    const mistake = mistakeOf(error);
+    // Whoever mends it wants to know where.
+    process.stderr.write(mistake ? `kx-cluster: ${onOneLine(mistake.message)}\n` : `kx-cluster: This should not have happened. ${error.stack}\n`);
+    return mistake?.exitCode ?? Exit.PROGRAM;
   }
 }

@@ -68,26 +68,36 @@ function pictureOf(result, shared, room) {
   }
 }
 
+// A page is there as a whole or not at all: it is written beside its place, and takes that at the end. A device is written to directly.
+function placesOf(file, overwrite) {
+  const found = fs.statSync(file, { throwIfNoEntry: false });
+  if (found !== undefined && !overwrite) throw new Mistake(`The report ${file} is there already. --overwrite replaces it.`);
+  if (found !== undefined && !found.isFile()) return { target: file, draft: file };
+  const target = found === undefined ? file : fs.realpathSync(file);
+  return { target, draft: `${target}.${process.pid}.part` };
+}
+
 /** Writes the page. A file that is there already is replaced only when that is asked for. */
 export async function writeReport(group, batch, file, { shared, onlyFailed = false, overwrite = false, isRedacted = false, version }) {
   const rows = await group.redis.zcard(group.keys.batch(batch));
   if (rows > MOST_ROWS && !onlyFailed) {
     throw new Mistake(`A page takes ${MOST_ROWS} rows at most, and the batch has ${rows}. --failed takes those that failed; --csv takes all.`);
   }
-  let out;
+  const { target, draft } = placesOf(file, overwrite);
   try {
-    out = fs.openSync(file, overwrite ? 'w' : 'wx');
+    const out = fs.openSync(draft, 'w');
+    try {
+      await write(out);
+    } finally {
+      fs.closeSync(out);
+    }
+    if (draft !== target) fs.renameSync(draft, target);
   } catch (error) {
-    if (error.code !== 'EEXIST') throw new Mistake(`The report ${file} cannot be written: ${error.message}.`, Exit.PROGRAM);
-    throw new Mistake(`The report ${file} is there already. --overwrite replaces it.`);
-  }
-  try {
-    await write(out);
-  } finally {
-    fs.closeSync(out);
+    if (draft !== target) fs.rmSync(draft, { force: true });
+    throw error.syscall === undefined ? error : new Mistake(`The report ${file} cannot be written: ${error.message}.`, Exit.PROGRAM);
   }
 
-  async function write() {
+  async function write(out) {
     const [head, tail] = fs.readFileSync(new URL('../report.html', import.meta.url), 'utf8').split(DATA_PLACE);
     const span = { began: Infinity, ended: 0 };
     let left = 0;

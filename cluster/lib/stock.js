@@ -3,6 +3,8 @@
 import fs from 'node:fs';
 import path from 'node:path';
 
+import { Mistake } from './mistake.js';
+
 const LARGEST_RECORD = 64 * 1024;
 
 const nameOf = (record, job, ending) => path.join(job.data.batch, `${job.id}-${record.attempt}.${ending}`);
@@ -44,6 +46,11 @@ export function fitted(record, job, folder, largest = LARGEST_RECORD) {
 /** The whole record again. `folder` is the shared one, as the reader sees it. */
 export function unfitted(record, folder) {
   if (record.file === null || folder === undefined) return record;
-  const whole = JSON.parse(fs.readFileSync(path.join(folder, record.file), 'utf8'));
-  return { ...whole, file: record.file };
+  const name = path.join(folder, record.file);
+  try {
+    return { ...JSON.parse(fs.readFileSync(name, 'utf8')), file: record.file };
+  } catch (error) {
+    throw new Mistake(`The result ${name} cannot be read: ${error.message}. --shared names the folder that the workers have; without it ` +
+      'large results are left out.');
+  }
 }

@@ -52,6 +52,18 @@ function engineOptions(work) {
   };
 }
 
+/** Why no job can be made of a row, as a sentence; empty when one can. */
+export function problemOfRow(variables, key) {
+  const lacking = key?.find((name) => !Object.hasOwn(variables, name));
+  if (lacking !== undefined) {
+    return `this row has no "${lacking}", which the key is made of. It has ${Object.keys(variables).map((name) => `"${name}"`).join(', ')}.`;
+  }
+  const size = Buffer.byteLength(JSON.stringify(variables));
+  if (size <= LARGEST_ROW) return '';
+  return `this row has ${size} bytes, and ${LARGEST_ROW} is the most that is kept in Redis. ` +
+    'Put large values into files, and their names into the row.';
+}
+
 async function* bundlesOf(rows) {
   let bundle = [];
   for await (const row of rows) {
@@ -73,13 +85,10 @@ export async function submit(group, rows, given) {
   const macroId = digest(work.macro, 32);
   const options = engineOptions(work);
   const { keys, redis } = group;
-  await pipelined(redis, (pipeline) => {
-    pipeline.hset(keys.macros, macroId, work.macro);
-    pipeline.zadd(keys.batches, 'NX', Date.now(), batch);
-  });
   const sum = { batch, rows: 0, added: 0, known: 0 };
   for await (const bundle of bundlesOf(rows)) {
     const jobs = bundle.map((variables, index) => jobOf(sum.rows + index + 1, variables));
+    if (sum.rows === 0) await begin();
     const bases = jobs.map((job) => job.opts.jobId);
     const isThere = await pipelined(redis, (pipeline) => bases.forEach((id) => pipeline.exists(group.queue.toKey(id))));
     // Before the jobs: when a submit breaks off, its rows are in the batch, and the second submit adds what is missing.
@@ -93,16 +102,20 @@ export async function submit(group, rows, given) {
     sum.known += jobs.length - fresh.length;
     work.onProgress?.(sum);
   }
+  if (sum.rows === 0) await begin();
   return sum;
 
+  // Not before the first rows are known to be good.
+  async function begin() {
+    await pipelined(redis, (pipeline) => {
+      pipeline.hset(keys.macros, macroId, work.macro);
+      pipeline.zadd(keys.batches, 'NX', Date.now(), batch);
+    });
+  }
+
   function jobOf(row, variables) {
-    const lacking = work.key?.find((name) => !(name in variables));
-    if (lacking !== undefined) throw new Mistake(`row ${row} has no "${lacking}", which the key is made of.`);
-    const size = Buffer.byteLength(JSON.stringify(variables));
-    if (size > LARGEST_ROW) {
-      throw new Mistake(`row ${row} has ${size} bytes, and ${LARGEST_ROW} is the most that is kept in Redis. ` +
-        'Put large values into files, and their names into the row.');
-    }
+    const problem = problemOfRow(variables, work.key);
+    if (problem) throw new Mistake(`row ${row}: ${problem}`);
     return {
       name: work.macroName ?? 'macro',
       data: {

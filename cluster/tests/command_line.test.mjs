@@ -5,8 +5,10 @@ import fs from 'node:fs';
 import path from 'node:path';
 import { after, before, describe, test } from 'node:test';
 
+import { Redis } from 'ioredis';
+
 import { RedisServer } from './support/redis.mjs';
-import { kxCluster, kxClusters, scratch, startKxCluster, until } from './support/programs.mjs';
+import { kxCluster, kxClusters, program as kxClusterProgram, scratch, start, startKxCluster, until } from './support/programs.mjs';
 
 const folder = path.join(scratch, 'command-line');
 const at = (name) => path.join(folder, name);
@@ -33,6 +35,10 @@ describe('the command line', { concurrency: 4 }, () => {
   test('a mistake of the user gets a sentence with the place and what would be right', async () => {
     fs.writeFileSync(at('bad.csv'), 'n\n1\n"2\n');
     fs.writeFileSync(at('latin.csv'), Buffer.from([0x6e, 0x0a, 0x31, 0x0a, 0xe5, 0x0a]));
+    // The mistakes stand behind the first bundle of rows.
+    const many = (row) => Array.from({ length: 600 }, (_, n) => row(n)).join('\n');
+    fs.writeFileSync(at('large.csv'), `n,v\n${many((n) => `${n},x`)}\n\n600,${'y'.repeat(300_000)}\n`);
+    fs.writeFileSync(at('keyless.jsonl'), `\n${many((n) => `{"order":${n}}`)}\n\n  {"ordr":5}\n`);
     const cases = [
       [submit('--csv', at('bad.csv')), `${at('bad.csv')}, line 3, column 1: a value begins with a double quote here, and no double quote ends it.`],
       [submit('--csv', at('latin.csv')), 'is not UTF-8 text; what is wrong stands in line 1 or behind it.'],
@@ -40,7 +46,9 @@ describe('the command line', { concurrency: 4 }, () => {
       [submit(), 'The rows come from one file: --csv FILE or --jsonl FILE.'],
       [['submit', at('none.txt'), '--csv', at('rows.csv')], `the macro ${at('none.txt')} cannot be read: there is no such file.`],
       [['submit', folder, '--csv', at('rows.csv')], `the macro ${folder} cannot be read: it is a folder.`],
-      [submit('--csv', at('rows.csv'), '--key', 'm'), `--key names "m", and ${at('rows.csv')} has "n".`],
+      [submit('--csv', at('rows.csv'), '--key', 'm'), `${at('rows.csv')}, line 2, column 1: this row has no "m", which the key is made of. It has "n".`],
+      [submit('--csv', at('large.csv')), `${at('large.csv')}, line 603, column 1: this row has 300018 bytes, and 262144 is the most`],
+      [submit('--jsonl', at('keyless.jsonl'), '--key', 'order'), `${at('keyless.jsonl')}, line 603, column 3: this row has no "order", which the key is made of. It has "ordr".`],
       [submit('--csv', at('rows.csv'), '--retries', 'x'), '--retries x: this has to be a whole number from 0 to 1000.'],
       [submit('--csv', at('rows.csv'), '--password', 'secret'), 'There is no option --password'],
       [submit('--csv', at('rows.csv'), '--nonsense'), 'Unknown option \'--nonsense\'. --help tells the options.'],
@@ -50,6 +58,9 @@ describe('the command line', { concurrency: 4 }, () => {
         [['results', '--redis', redis.where, way, '--redact'], '--redact says what the report leaves out, and there is no --report.']),
       [['work', '--contexts', '2', '--profile', 'x'], 'Several contexts need profiles of their own: --profile with {n}'],
       [['work', '--contexts', '3', '--profile', 'x{n}'], '3 contexts need more of Node\'s threads than there are (4)'],
+      [['results', '--redis', redis.where, '--shared', at('none')], `--shared ${at('none')}: there is no such folder.`],
+      [['page', '--certificate', at('macro.txt'), '--key', at('macro.txt')],
+        `The certificate ${at('macro.txt')} with the key ${at('macro.txt')} cannot be used: `],
       [['page', '--host', '0.0.0.0'], '--host 0.0.0.0: other machines would reach the page there'],
       [['play'], 'There is no verb "play". There are: submit, work, results, status, stop, page.'],
     ];
@@ -61,7 +72,10 @@ describe('the command line', { concurrency: 4 }, () => {
       assert.equal(code, 2, err);
       assert.equal(out, '');
     });
-    assert.equal((await kxCluster(['status', '--json', '--redis', redis.where])).out.includes('"waiting":0'), true);
+    // Not one of these has made a job or a batch.
+    const [status, none] = await kxClusters([{ args: ['status', '--json', '--redis', redis.where] }, { args: ['results', '--redis', redis.where] }]);
+    assert.equal(status.out.includes('"waiting":0'), true);
+    assert.match(none.err, /The group "macros" has no batch/);
   });
 
   test('a Redis that is not there, or refuses, is told of with the place', async () => {
@@ -90,6 +104,64 @@ describe('the command line', { concurrency: 4 }, () => {
       assert.equal(found.at(-1).code, 0);
     } finally {
       await locked.kill();
+    }
+  });
+
+  test('output that cannot be written is exit code 4 with a sentence, and a reader that has left is none', async () => {
+    const where = `--redis ${redis.where} --group output`;
+    fs.writeFileSync(at('many.csv'), `n\n${Array.from({ length: 3000 }, (_, n) => `${n} ${'x'.repeat(100)}`).join('\n')}\n`);
+    assert.equal((await kxCluster([...submit('--csv', at('many.csv')), '--group', 'output', '--quiet'])).code, 0);
+    const shell = (line) => start(['-o', 'pipefail', '-c', line], { node: ['bash'] }).ended;
+    const program = `"${process.execPath}" "${kxClusterProgram}"`;
+    const [full, left, used] = await Promise.all([
+      shell(`${program} results --csv ${where} >/dev/full`),
+      shell(`${program} results --csv ${where} | head -n 1`),
+      shell(`${program} --help >/dev/full`),
+    ]);
+    for (const { code, err } of [full, used]) {
+      assert.equal(err, 'kx-cluster: The output cannot be written: ENOSPC: no space left on device, write.\n');
+      assert.equal(code, 4);
+    }
+    assert.equal(left.err, '');
+    assert.match(left.out, /^run,outcome,.*\n$/);
+  });
+
+  test('a report that cannot be written leaves no half page, and the old one as it is', async () => {
+    const where = ['--redis', redis.where, '--group', 'report'];
+    await kxCluster([...submit('--csv', at('rows.csv')), '--group', 'report', '--batch', 'b']);
+    fs.mkdirSync(at('reports'));
+    const old = at('reports/old.html');
+    fs.writeFileSync(old, 'old');
+    // No file of this shell's programs gets larger than 1 KB.
+    const limited = (...args) => start(['-c', 'ulimit -f 1 && exec "$0" "$@"', process.execPath, kxClusterProgram, ...args], { node: ['bash'] }).ended;
+    const results = await Promise.all([
+      limited('results', ...where, '--report', at('reports/new.html')),
+      limited('results', ...where, '--report', old, '--overwrite'),
+      kxCluster(['results', ...where, '--report', '/dev/full', '--overwrite']),
+      kxCluster(['results', ...where, '--report', at('none/new.html')]),
+    ]);
+    [/EFBIG/, /EFBIG/, /ENOSPC/, /ENOENT/].forEach((reason, index) => {
+      const { code, err } = results[index];
+      assert.match(err, /^kx-cluster: The report .* cannot be written: .*\.\n$/);
+      assert.match(err, reason);
+      assert.equal(code, 4);
+    });
+    assert.deepEqual(fs.readdirSync(at('reports')), ['old.html']);
+    assert.equal(fs.readFileSync(old, 'utf8'), 'old');
+    assert.equal((await kxCluster(['results', ...where, '--report', old, '--overwrite'])).code, 0);
+    assert.match(fs.readFileSync(old, 'utf8'), /^<!doctype html>/i);
+    assert.deepEqual(fs.readdirSync(at('reports')), ['old.html']);
+  });
+
+  test('what Redis refuses is a sentence', async () => {
+    const full = await RedisServer.start(at('full'));
+    try {
+      await full.set('maxmemory', '1');
+      const { code, err } = await kxCluster(['submit', at('macro.txt'), '--csv', at('rows.csv'), '--redis', full.where]);
+      assert.match(err, /^kx-cluster: Redis refuses: OOM command not allowed .*\n$/);
+      assert.equal(code, 4);
+    } finally {
+      await full.kill();
     }
   });
 
@@ -170,6 +242,15 @@ describe('the command line', { concurrency: 4 }, () => {
       for (const page of pages) page.kill('SIGTERM');
       await Promise.all(pages.map((page) => page.ended));
     }
+  });
+
+  test('--keep-days reaches the engine as seconds', async () => {
+    await kxCluster([...submit('--csv', at('rows.csv')), '--group', 'keep', '--batch', 'b', '--keep-days', '3']);
+    const { out } = await kxCluster(['results', '--json', '--redis', redis.where, '--group', 'keep']);
+    const client = new Redis(redis.port);
+    const { removeOnComplete, removeOnFail } = JSON.parse(await client.hget(`kx:keep:${JSON.parse(out.split('\n')[0]).key}`, 'opts'));
+    client.disconnect();
+    assert.deepEqual([removeOnComplete, removeOnFail], [{ age: 259_200 }, { age: 259_200 }]);
   });
 
   test('rows come over standard input as well', async () => {

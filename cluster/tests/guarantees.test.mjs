@@ -258,12 +258,19 @@ describe('guarantees', { concurrency: true }, () => {
   });
 
   test('what is too large for Redis goes to the shared folder, and without one the row fails with the reason', async (t) => {
-    const { cluster, worker, row, folder, outcomes, all } = await world(t);
+    const { cluster, worker, row, group, folder, outcomes, all } = await world(t);
     await cluster.submit([row(1)], { macro: 'large 100000' });
     const first = worker('w', { shared: folder });
     const [result] = await outcomes('ok');
     assert.equal(result.extracts, null);
     assert.equal((await all(undefined, { shared: folder }))[0].extracts[0].length, 100_000);
+    // Another folder than that of the worker.
+    const elsewhere = path.join(folder, 'elsewhere');
+    fs.mkdirSync(elsewhere);
+    const wrong = await kxCluster(['results', '--json', '--redis', redis.where, '--group', group, '--shared', elsewhere]);
+    assert.equal(wrong.err, `kx-cluster: The result ${path.join(elsewhere, result.file)} cannot be read: ENOENT: no such file or directory, ` +
+      `open '${path.join(elsewhere, result.file)}'. --shared names the folder that the workers have; without it large results are left out.\n`);
+    assert.equal(wrong.code, 2);
     first.kill();
     await first.ended;
     await cluster.submit([row(2)], { macro: 'large 100000' });

@@ -74,7 +74,13 @@ test('a line of CSV that is written is read back equal', async () => {
 test('JSON Lines are read into rows, and refused with the line', async () => {
   const text = '{"city":"Oslo","n":1}\n\n{"city":"Bergen","n":true}';
   assert.deepEqual(await rowsOf(readJsonLines, text, 5), [{ city: 'Oslo', n: '1' }, { city: 'Bergen', n: 'true' }]);
+  // No digit is lost, and what looks like a number in a text stays as it is.
+  const written = '{"order":12345678901234567890,"price": 1.50 ,"e":-1E+2,"text":"a 1.50 \\" 2","3":"\\\\","z":0}';
+  assert.deepEqual(await rowsOf(readJsonLines, written, 3),
+      [{ 3: '\\', order: '12345678901234567890', price: '1.50', e: '-1E+2', text: 'a 1.50 " 2', z: '0' }]);
   const cases = [
+    ['{"a":1}\n{"a":[1]}', /^rows, line 2: the value of "a" has to be a text/],
+    ['{"a":01}', /^rows, line 1.*: this is not valid JSON/],
     ['{"a":1}\n{"a":}', /^rows, line 2: this is not valid JSON\. A line is one object/],
     ['{"a":1}\n{"a":1 "b":2}', /^rows, line 2(, column \d+)?: this is not valid JSON\./],
     ['[1]', /^rows, line 1: a line has to be an object/],

@@ -1,5 +1,6 @@
 import { randomBytes } from 'node:crypto';
 import { once } from 'node:events';
+import { createSecureContext } from 'node:tls';
 
 import { textOf } from '../files.js';
 import { Group } from '../group.js';
@@ -33,22 +34,35 @@ export const options = {
 
 const isThisMachine = (host) => /^(127(\.\d+){3}|::1|localhost)$/.test(host);
 
+// What the server would refuse when it is made.
+function checkCertificate(files, cert, key) {
+  try {
+    createSecureContext({ cert, key });
+  } catch (error) {
+    throw new Mistake(`The certificate ${files.certificate} with the key ${files.key} cannot be used: ${error.message}. Both have to be PEM, ` +
+      'and belong together.');
+  }
+}
+
 export function prepare(values, positionals) {
   if (positionals.length > 0) throw new Mistake(`"${positionals[0]}": page takes options only. --help tells them.`);
-  const { host = '127.0.0.1', certificate, key } = values;
-  if ((certificate === undefined) !== (key === undefined)) throw new Mistake('--certificate and --key belong together.');
-  if (!isThisMachine(host) && certificate === undefined) {
+  const { host = '127.0.0.1' } = values;
+  if ((values.certificate === undefined) !== (values.key === undefined)) throw new Mistake('--certificate and --key belong together.');
+  if (!isThisMachine(host) && values.certificate === undefined) {
     throw new Mistake(`--host ${host}: other machines would reach the page there, and the log-in would travel unencrypted. Give ` +
       '--certificate FILE and --key FILE, or leave the page at 127.0.0.1 and reach it through ssh -L 3000:127.0.0.1:3000.');
   }
+  const certificate = values.certificate && textOf(values.certificate, 'the certificate file');
+  const key = values.key && textOf(values.key, 'the key file');
+  if (certificate) checkCertificate(values, certificate, key);
   const file = values['login-file'];
   const password = file === undefined ? process.env.KX_CLUSTER_LOGIN : textOf(file, 'the log-in file').split(/\r?\n/, 1)[0];
   if (password === '') throw new Mistake('The password of the log-in is empty.');
   return {
     host,
     port: wholeNumber(values, 'port', { most: 65_535 }) ?? 3000,
-    certificate: certificate && textOf(certificate, 'the certificate file'),
-    key: key && textOf(key, 'the key file'),
+    certificate,
+    key,
     login: values.login ?? 'kx',
     password: password ?? randomBytes(12).toString('base64url'),
     isMadeUp: password === undefined,

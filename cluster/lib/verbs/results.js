@@ -1,5 +1,5 @@
 import { once } from 'node:events';
-import { readFileSync } from 'node:fs';
+import { readFileSync, statSync } from 'node:fs';
 import { setTimeout as sleep } from 'node:timers/promises';
 
 import { Exit, Mistake } from '../mistake.js';
@@ -43,6 +43,9 @@ export function prepare(values, positionals) {
   const ways = ['csv', 'json', 'report', 'retry-failed', 'late'].filter((name) => values[name]);
   if (values.redact && values.report === undefined) throw new Mistake('--redact says what the report leaves out, and there is no --report.');
   if (ways.length > 1) throw new Mistake(`--${ways[0]} and --${ways[1]}: one of them at a time.`);
+  if (values.shared !== undefined && !statSync(values.shared, { throwIfNoEntry: false })?.isDirectory()) {
+    throw new Mistake(`--shared ${values.shared}: there is no such folder.`);
+  }
   return values;
 }
 

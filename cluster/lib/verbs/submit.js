@@ -6,13 +6,14 @@ import { readJsonLines } from '../json_lines.js';
 import { Mistake } from '../mistake.js';
 import { given, wholeNumber } from '../numbers.js';
 import { Progress } from '../progress.js';
-import { submit } from '../submit.js';
+import { problemOfRow, submit } from '../submit.js';
 
 export const summary = 'makes one job of each row of a table';
 export const help = `kx-cluster submit MACRO --csv FILE [OPTION...]: makes one job of each row of a table
 
   MACRO                a file with the macro's text
-  --csv FILE           the rows; the header names the variables. "-" is standard input
+  --csv FILE           the rows; the header names the variables. "-" is standard input, which is read
+                       once: a mistake in it stops the rows behind it only
   --jsonl FILE         the same as JSON Lines: each line an object of names and values
   --batch NAME         the name under which results are asked for; one is made up without it
   --key NAME,NAME      the variables that tell a row from another; without it the macro and all values. A row that is there
@@ -43,16 +44,11 @@ export const options = {
 
 // The whole table is read before the first job is made: a mistake in its last row stops all of it. What comes over standard
 // input can be read only once.
-async function checked(file, read, key) {
+async function counted(file, read) {
   if (file === '-') return null;
   let count = 0;
-  for await (const row of read()) {
-    const lacking = count === 0 ? key?.find((name) => !(name in row)) : undefined;
-    if (lacking !== undefined) {
-      throw new Mistake(`--key names "${lacking}", and ${file} has ${Object.keys(row).map((name) => `"${name}"`).join(', ')}.`);
-    }
-    count += 1;
-  }
+  // eslint-disable-next-line no-unused-vars
+  for await (const row of read()) count += 1;
   return count;
 }
 
@@ -65,8 +61,8 @@ export async function prepare(values, [macroFile, ...more]) {
   const macro = textOf(macroFile, 'the macro');
   const file = values.csv ?? values.jsonl;
   const reader = values.csv === undefined ? readJsonLines : readCsv;
-  const read = () => reader(piecesOf(file, 'the table'), file === '-' ? 'standard input' : file);
   const key = values.key?.split(',');
+  const read = () => reader(piecesOf(file, 'the table'), file === '-' ? 'standard input' : file, (row) => problemOfRow(row, key));
   const work = given({
     macro,
     macroName: path.basename(macroFile),
@@ -80,7 +76,7 @@ export async function prepare(values, [macroFile, ...more]) {
     retryMacro: values['retry-macro'],
     keepDays: wholeNumber(values, 'keep-days', { least: 1, most: 10_000 }),
   });
-  return { work, read, total: await checked(file, read, key), isQuiet: values.quiet };
+  return { work, read, total: await counted(file, read), isQuiet: values.quiet };
 }
 
 export async function run(group, { work, read, total, isQuiet }) {

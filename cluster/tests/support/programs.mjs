@@ -8,7 +8,7 @@ import { fileURLToPath } from 'node:url';
 
 export const app = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '../..');
 export const scratch = process.env.KX_SCRATCH ?? fs.mkdtempSync(path.join(os.tmpdir(), 'kx-cluster-'));
-const program = path.join(app, 'node_modules/kx-cluster/bin/kx-cluster.js');
+export const program = path.join(app, 'node_modules/kx-cluster/bin/kx-cluster.js');
 
 /**
  * Starts node with these arguments; `ended` gives { code, signal, out, err }. Output goes to files, for Node under Wine knows no
