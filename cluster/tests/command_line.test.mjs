@@ -253,6 +253,31 @@ describe('the command line', { concurrency: 4 }, () => {
     assert.deepEqual([removeOnComplete, removeOnFail], [{ age: 259_200 }, { age: 259_200 }]);
   });
 
+  test('names and texts of others reach the terminals of status and work without control characters', async () => {
+    const client = new Redis(redis.port);
+    await client.zadd('kx:terminal:kx:workers', Date.now(), 'w\x1b[2J');
+    client.disconnect();
+    const lib = path.join(path.dirname(kxClusterProgram), '../lib');
+    const work = `
+      import { connect } from '${lib}/connection.js';
+      import { Group } from '${lib}/group.js';
+      import { run } from '${lib}/verbs/work.js';
+      const { redis } = await connect({ host: '127.0.0.1', port: ${redis.port} });
+      const start = async () => { throw new Error('no \\x1b[2J browser'); };
+      await run(new Group(redis, { group: 'terminal' }), { name: 'w', pause: 1, start }).catch((error) => process.stderr.write(error.name));
+      process.exit();`;
+    const [status, mistake, worker] = await Promise.all([
+      kxCluster(['status', '--redis', redis.where, '--group', 'terminal']),
+      kxCluster(['a\x1b[2J']),
+      start(['--input-type=module', '-e', work]).ended,
+    ]);
+    assert.match(status.out, /\n {2}w\\x1B\[2J: 0 played/);
+    assert.match(mistake.err, /There is no verb "a\\x1B\[2J"/);
+    assert.match(worker.err, /the browser does not start \(5\): no \\x1B\[2J browser\n/);
+    // eslint-disable-next-line no-control-regex
+    assert.doesNotMatch(status.out + mistake.err + worker.err, /\x1b/);
+  });
+
   test('rows come over standard input as well', async () => {
     const input = fs.openSync(at('rows.csv'), 'r');
     const { code, out } = await kxCluster(submit('--csv', '-', '--group', 'input', '--batch', 'b'), { input });

@@ -196,6 +196,15 @@ describe('guarantees', { concurrency: true }, () => {
     assert.equal((await cluster.counts()).waiting, 3);
   });
 
+  test('a submit whose first rows are wrong makes neither a job nor a batch', async (t) => {
+    const { cluster, row, all } = await world(t);
+    await assert.rejects(cluster.submit([row(1), row(2, { large: 'x'.repeat(300_000) })], { macro: 'nothing' }), /^Mistake: row 2: this row has \d+ bytes/);
+    await assert.rejects(all(), /has no batch/);
+    assert.equal((await cluster.counts()).waiting, 0);
+    assert.equal((await cluster.submit([], { macro: 'nothing', batch: 'empty' })).rows, 0);
+    assert.deepEqual(await all('empty'), []);
+  });
+
   test('a worker that is asked to stop ends what it has, and takes no more', async (t) => {
     const { cluster, worker, row, journal, folder, all, group } = await world(t);
     const file = path.join(folder, 'go');

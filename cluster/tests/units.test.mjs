@@ -12,7 +12,7 @@ import { csvLine, readCsv } from '../node_modules/kx-cluster/lib/csv.js';
 import { readJsonLines } from '../node_modules/kx-cluster/lib/json_lines.js';
 import { jobIdOf } from '../node_modules/kx-cluster/lib/keys.js';
 import { AttemptFailed, outcomeOf, recordIn } from '../node_modules/kx-cluster/lib/outcome.js';
-import { profileIdentity } from '../node_modules/kx-cluster/lib/profile_lease.js';
+import { ProfileLease, profileIdentity } from '../node_modules/kx-cluster/lib/profile_lease.js';
 import { Tally } from '../node_modules/kx-cluster/lib/results.js';
 import { redisSettings } from '../node_modules/kx-cluster/lib/settings.js';
 import { scratch } from './support/programs.mjs';
@@ -166,6 +166,23 @@ test('a profile is one for all that could meet on it', () => {
   }
   // A folder of the network is one folder on every machine.
   assert.equal(profileIdentity({ browser: 'cr', userDataDir: '\\\\box\\p' }), 'cr\n\n\\\\box\\p');
+});
+
+test('a lease that Redis refuses to renew does not count as held until it is renewed', async () => {
+  const answers = [1, new Error('READONLY'), 1];
+  const redis = {
+    async eval() {
+      const answer = answers.shift();
+      if (answer instanceof Error) throw answer;
+      return answer;
+    },
+  };
+  const lease = new ProfileLease(redis, 'key', `${path.basename(scratch)}-refused`, { worker: 'w', milliseconds: 1e6 });
+  assert.equal(await lease.take(), true);
+  await assert.rejects(lease.take(), { message: 'READONLY' });
+  assert.equal(lease.isHeld, false);
+  assert.equal(await lease.take(), true);
+  await lease.release();
 });
 
 test('a browser is kept, and started afresh after so many jobs, when it is too large, and after a lost connection', async () => {
