@@ -2,6 +2,7 @@
 #include "scenario/conversation.h"
 #include "soak/process_state.h"
 #include "soak/share.h"
+#include "support/debug_mode.h"
 #include "support/win32/log_file.h"
 
 #include <list>
@@ -22,6 +23,9 @@ void expectFlat(int cycles, Cycle cycle) {
 }
 
 TEST(ManyLoads, LoadingAndUnloadingTheLibraryLeavesHandlesMemoryAndThreadsAsTheyWere) {
+  if (kBlocksOfSharedLocks > 0) {
+    GTEST_SKIP() << "the locks of the debug mode stay after each unload";
+  }
   const LogFile log;
   expectFlat(shareOf(2000), [] {
     const KxLibrary dll;
