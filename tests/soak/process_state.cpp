@@ -1,9 +1,8 @@
 #include "soak/process_state.h"
 
 #include "support/debug_mode.h"
+#include "support/win32/heap_blocks.h"
 #include "support/win32/next_handle.h"
-
-#include <vector>
 
 // These two need the types of windows.h.
 #include <psapi.h>
@@ -30,18 +29,6 @@ std::size_t privateMemory() {
   return counters.PrivateUsage;
 }
 
-void addHeap(HANDLE heap, ProcessState& state) {
-  PROCESS_HEAP_ENTRY entry{};
-  ::HeapLock(heap);
-  while (::HeapWalk(heap, &entry) != FALSE) {
-    if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0) {
-      ++state.heapBlocks;
-      state.heapBytes += entry.cbData;
-    }
-  }
-  ::HeapUnlock(heap);
-}
-
 std::string difference(const char* what, std::uint64_t before, std::uint64_t after) {
   return std::string(what) + ": " + std::to_string(before) + " before, " + std::to_string(after) + " after\n";
 }
@@ -65,11 +52,10 @@ ProcessState ProcessState::now() {
   ProcessState state;
   state.nextHandle = nextHandleValue();
   state.threads = threadCount();
-  std::vector<HANDLE> heaps(64);
-  heaps.resize(::GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data()));
-  for (const HANDLE heap : heaps) {
-    addHeap(heap, state);
-  }
+  forEachHeapBlock([&](const void*, DWORD bytes) {
+    ++state.heapBlocks;
+    state.heapBytes += bytes;
+  });
   state.privateBytes = privateMemory();
   return state;
 }

@@ -1,6 +1,7 @@
 // pipe_close(): its steps in their order, that each runs whatever the ones before it gave, and what it does
 // with an operation that is still pending.
 #include "support/win32/debugger_lines.h"
+#include "support/win32/heap_blocks.h"
 #include "win32/pipe/pipe_test.h"
 
 #include <gmock/gmock.h>
@@ -8,7 +9,6 @@
 
 #include <windows.h>
 #include <algorithm>
-#include <array>
 #include <memory>
 #include <string>
 #include <thread>
@@ -242,20 +242,9 @@ TEST_F(PendingRead, APendingReadThatACloseCancelsLeavesTheLastErrorAsItWas) {
   EXPECT_EQ(::GetLastError(), 4711U);
 }
 
-// Whether a heap of the process has handed out the block that begins there, and not taken it back. Allocates
-// nothing, which could get that very block.
 bool isAllocated(const void* block) {
-  std::array<HANDLE, 64> heaps{};
-  const DWORD count = ::GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data());
   bool isFound = false;
-  for (DWORD i = 0; i < count; ++i) {
-    PROCESS_HEAP_ENTRY entry{};
-    ::HeapLock(heaps[i]);
-    while (!isFound && ::HeapWalk(heaps[i], &entry) != FALSE) {
-      isFound = entry.lpData == block && (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0;
-    }
-    ::HeapUnlock(heaps[i]);
-  }
+  forEachHeapBlock([&](const void* address, DWORD) { isFound = isFound || address == block; });
   return isFound;
 }
 
